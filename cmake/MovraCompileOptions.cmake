@@ -1,0 +1,25 @@
+# Compile options of every target of this project, carried by the interface target movra_options.
+
+add_library(movra_options INTERFACE)
+target_compile_features(movra_options INTERFACE cxx_std_17 c_std_99)
+target_include_directories(movra_options INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+
+# The order of float operations is part of the interface: a fused multiply-add would change the bits.
+# The source tree's place must not show in the library: exception locations are relative to the tree.
+target_compile_options(movra_options INTERFACE
+  -ffp-contract=off -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wdouble-promotion -Wcast-qual -Wundef
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi>
+  $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>
+  $<$<BOOL:${MOVRA_WARNINGS_AS_ERRORS}>:-Werror>)
+
+if(MOVRA_SANITIZE)
+  # The float checks of the undefined-behaviour sanitizer that are not in its default set.
+  set(sanitizers -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all)
+  target_compile_options(movra_options INTERFACE ${sanitizers} -fno-omit-frame-pointer)
+  target_link_options(movra_options INTERFACE ${sanitizers})
+endif()
+if(MOVRA_COVERAGE)
+  target_compile_options(movra_options INTERFACE --coverage)
+  target_link_options(movra_options INTERFACE --coverage)
+endif()

@@ -1,0 +1,16 @@
+#include "vision/superresolution/detail/InstructionSet.h"
+
+#include <gtest/gtest.h>
+
+using namespace movra::vision::detail;
+
+TEST(InstructionSet, TheWidestAvailableOneIsActiveUnlessAnotherIsSelected) {
+  const auto sets = availableInstructionSets();
+  ASSERT_FALSE(sets.empty());
+  EXPECT_EQ(sets.front(), InstructionSet::baseline);
+  EXPECT_EQ(activeInstructionSet(), sets.back());
+  for (const InstructionSet set : sets) {
+    selectInstructionSet(set);
+    EXPECT_EQ(activeInstructionSet(), set) << name(set);
+  }
+}

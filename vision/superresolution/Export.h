@@ -1,0 +1,7 @@
+#ifndef MOVRA_SUPERRESOLUTION_EXPORT_H
+#define MOVRA_SUPERRESOLUTION_EXPORT_H
+
+/* Marks what the shared library exports; everything else is hidden. */
+#define MOVRA_SUPERRESOLUTION_API __attribute__((visibility("default")))
+
+#endif
