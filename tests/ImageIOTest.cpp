@@ -1,0 +1,87 @@
+#include "movra/exp/ImageIO.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "movra/Exception.h"
+
+namespace {
+
+using movra::exp::ImageIO;
+
+/// A folder of its own for each test, removed afterwards.
+class ImageIOTest : public testing::Test {
+ protected:
+  ImageIOTest() { std::filesystem::remove_all(folder); }
+  ~ImageIOTest() override { std::filesystem::remove_all(folder); }
+
+  std::string read(const std::string& name) const {
+    std::ifstream file(folder / name, std::ios::binary);
+    EXPECT_TRUE(file) << name;
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+  }
+
+  const std::filesystem::path folder =
+      std::filesystem::path(testing::TempDir()) /
+      (std::string("movra_imageio_") + testing::UnitTest::GetInstance()->current_test_info()->name());
+};
+
+TEST_F(ImageIOTest, ClosedUntilOpenedAndOnlyInWriteMode) {
+  ImageIO log(2);
+  EXPECT_FALSE(log.isOpen());
+  EXPECT_THROW(log.write(cv::Mat_<float>(2, 2, 1.F), ""), movra::Exception);
+  EXPECT_FALSE(ImageIO(1).open(folder.string()));
+  EXPECT_TRUE(log.open((folder / "made" / "here").string()));
+  EXPECT_TRUE(log.isOpen());
+  log.close();
+  EXPECT_FALSE(log.isOpen());
+}
+
+TEST_F(ImageIOTest, WritesEveryBitBottomRowFirst) {
+  const std::vector<std::uint32_t> bits = {0x3f800000, 129, 130, 132, 0x7fc12345, 0xff800000};
+  cv::Mat_<float> wide(2, 5, 0.F);
+  cv::Mat_<float> image = wide.colRange(1, 4);  // rows with gaps between them
+  for (int y = 0; y < 2; ++y)
+    std::memcpy(image[y], &bits[static_cast<std::size_t>(3 * y)], 3 * sizeof(float));
+
+  ImageIO log(2);
+  ASSERT_TRUE(log.open(folder.string()));
+  log.write(image, "");
+  const ImageIO moved = log;  // as when a vector grows
+  ImageIO copy = moved;
+  copy.write(cv::Mat_<std::uint8_t>(1, 1, std::uint8_t{7}), "a/b");
+
+  const std::string header = "Pf\n3 2\n-1.0\n";
+  std::string expected = header;
+  expected.append(reinterpret_cast<const char*>(&bits[3]), 12);
+  expected.append(reinterpret_cast<const char*>(&bits[0]), 12);
+  EXPECT_EQ(read("0000.pfm"), expected);
+  const float seven = 7.F;
+  EXPECT_EQ(read("0001_a_b.pfm"),
+            "Pf\n1 1\n-1.0\n" + std::string(reinterpret_cast<const char*>(&seven), sizeof seven));
+}
+
+TEST_F(ImageIOTest, AFailedWriteNamesTheFileAndLeavesNothing) {
+  ImageIO log(2);
+  ASSERT_TRUE(log.open(folder.string()));
+  EXPECT_THROW(log.write(cv::Mat_<cv::Vec3f>(2, 2), "colour"), movra::Exception);
+  EXPECT_THROW(log.write(cv::Mat(), "empty"), movra::Exception);
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  std::filesystem::remove_all(folder);
+  try {
+    log.write(cv::Mat_<float>(2, 2, 1.F), "lost");
+    FAIL() << "no exception";
+  } catch (const movra::Exception& failure) {
+    EXPECT_NE(std::string(failure.what()).find("0000_lost.pfm"), std::string::npos) << failure.what();
+  }
+  EXPECT_FALSE(ImageIO(2).open("/dev/null/folder"));
+}
+
+}  // namespace
