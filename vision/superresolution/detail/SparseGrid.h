@@ -1,0 +1,40 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+
+namespace movra::vision::detail {
+
+/// Signed index into an image; wide enough for every product of two int sizes that fits the memory.
+using Index = std::ptrdiff_t;
+
+/// Elements of a rows x columns image; none if a size is not positive.
+inline Index elementCount(Index rows, Index columns) {
+  return rows > 0 && columns > 0 ? rows * columns : 0;
+}
+
+/// The low-resolution grid inside a high-resolution one, with strides that follow the factor.
+///
+/// The sizes are cut to what the padded grid holds. That matters only beyond 2^24 pixels, where the float
+/// division may round up. A factor below 1 or not a number gives an empty grid.
+struct SparseGrid {
+  Index width = 0;         ///< low-resolution columns
+  Index height = 0;        ///< low-resolution rows
+  Index columnStride = 0;  ///< high-resolution columns from one low-resolution column to the next
+  Index rowStep = 0;  ///< elements from one low-resolution row to the next in an image of `width` columns
+                      ///< that has a row for every row of the padded grid
+
+  SparseGrid(int hrWidth, int hrHeight, float factor) {
+    const bool empty =
+        !(factor >= 1.0f) || static_cast<float>(hrWidth) < factor || static_cast<float>(hrHeight) < factor;
+    if (empty) return;
+    columnStride = static_cast<Index>(factor);
+    width =
+        std::min(static_cast<Index>(static_cast<float>(hrWidth) / factor), (hrWidth - 1) / columnStride + 1);
+    rowStep = width + static_cast<Index>((factor - 1.0f) * static_cast<float>(width));
+    height = std::min(static_cast<Index>(static_cast<float>(hrHeight) / factor),
+                      (hrHeight - 1) * width / rowStep + 1);
+  }
+};
+
+}  // namespace movra::vision::detail
