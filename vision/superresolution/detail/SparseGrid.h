@@ -16,24 +16,27 @@ inline Index elementCount(Index rows, Index columns) {
 /// The low-resolution grid inside a high-resolution one, with strides that follow the factor.
 ///
 /// The sizes are cut to what the padded grid holds. That matters only beyond 2^24 pixels, where the float
-/// division may round up. A factor below 1 or not a number gives an empty grid.
+/// division may round up. A factor below 1 or not a number gives an empty grid; the strides of an empty grid
+/// are 0.
 struct SparseGrid {
-  Index width = 0;         ///< low-resolution columns
-  Index height = 0;        ///< low-resolution rows
-  Index columnStride = 0;  ///< high-resolution columns from one low-resolution column to the next
-  Index rowStep = 0;  ///< elements from one low-resolution row to the next in an image of `width` columns
-                      ///< that has a row for every row of the padded grid
+  /// Low-resolution columns and rows.
+  Index width = 0;
+  Index height = 0;
+  /// High-resolution columns from one low-resolution column to the next.
+  Index columnStride = 0;
+  /// Elements from one low-resolution row to the next in an image of `width` columns that has a row for every
+  /// row of the padded grid.
+  Index rowStep = 0;
 
   SparseGrid(int hrWidth, int hrHeight, float factor) {
-    const bool empty =
-        !(factor >= 1.0f) || static_cast<float>(hrWidth) < factor || static_cast<float>(hrHeight) < factor;
-    if (empty) return;
+    if (!(factor >= 1.0f)) return;
+    width = static_cast<Index>(static_cast<float>(hrWidth) / factor);
+    height = static_cast<Index>(static_cast<float>(hrHeight) / factor);
+    if (width == 0 || height == 0) return;
     columnStride = static_cast<Index>(factor);
-    width =
-        std::min(static_cast<Index>(static_cast<float>(hrWidth) / factor), (hrWidth - 1) / columnStride + 1);
+    width = std::min(width, (hrWidth - 1) / columnStride + 1);
     rowStep = width + static_cast<Index>((factor - 1.0f) * static_cast<float>(width));
-    height = std::min(static_cast<Index>(static_cast<float>(hrHeight) / factor),
-                      (hrHeight - 1) * width / rowStep + 1);
+    height = std::min(height, (hrHeight - 1) * width / rowStep + 1);
   }
 };
 

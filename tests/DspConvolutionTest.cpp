@@ -1,0 +1,250 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "movra/Exception.h"
+#include "vision/superresolution/DSP_Convolution.h"
+#include "vision/superresolution/reference/SuperResolutionConvolution.h"
+
+using movra::vision::DSP_Convolution;
+using movra::vision::SuperResolutionConvolution;
+
+namespace {
+
+std::int64_t wrapInt(std::int64_t value) {
+  return static_cast<std::int32_t>(value);
+}
+
+/// Data of exact sizes for one object, and both operators recomputed from their definition in 64-bit
+/// integers.
+template <typename T>
+struct Case {
+  int hrWidth, hrHeight, psfWidth, psfHeight;
+  float factor;
+  int lw = static_cast<int>(static_cast<float>(hrWidth) / factor);
+  int lh = static_cast<int>(static_cast<float>(hrHeight) / factor);
+  int paddedWidth = hrWidth + psfWidth - 1, paddedHeight = hrHeight + psfHeight - 1;
+  int outWidth = 2 * lw + 5, outHeight = 2 * lh + 5;
+  std::mt19937 random{static_cast<unsigned>(hrWidth * 131 + hrHeight * 17 + psfWidth * 5 + psfHeight)};
+  std::vector<T> image = extremes(lw * lh), hr = extremes(paddedWidth * paddedHeight);
+  std::vector<T> psfX = extremes(std::max(psfWidth, 6)), psfY = extremes(std::max(psfHeight, 6));
+  std::vector<char> mask = std::vector<char>(image.size(), 1);
+  DSP_Convolution<T> operators{static_cast<T>(hrWidth), static_cast<T>(hrHeight), static_cast<T>(psfWidth),
+                               static_cast<T>(psfHeight), factor};
+
+  static std::size_t at(int row, int column, int width) {
+    return static_cast<std::size_t>(row * width + column);
+  }
+  static constexpr T unwritten = 77;
+
+  /// Numbers from the whole range of T, every third one an extreme.
+  std::vector<T> extremes(int count) {
+    using Limits = std::numeric_limits<T>;
+    const T special[] = {Limits::min(), Limits::max(), 0, 1, -1, Limits::min() + 1};
+    std::uniform_int_distribution<int> any(Limits::min(), Limits::max());
+    std::vector<T> values(static_cast<std::size_t>(count));
+    for (T& v : values) v = random() % 3 ? static_cast<T>(any(random)) : special[random() % 6];
+    return values;
+  }
+  std::vector<T> imaged(T scale) {
+    std::vector<T> out(image.size(), unwritten);
+    operators.setFilterScale(scale);
+    operators.validCorrToSparse(hr.data(), psfX.data(), psfY.data(), out.data());
+    return out;
+  }
+  std::vector<T> transposed(T unwrittenValue = unwritten) {
+    std::vector<T> out(at(outHeight, 0, outWidth), unwrittenValue);
+    operators.fullConvFromSparse(image.data(), psfX.data(), psfY.data(), mask.data(), out.data());
+    return out;
+  }
+  std::vector<T> imagedDirectly(T scale) const {
+    const int stride = static_cast<int>(factor);
+    std::vector<T> columns(at(paddedHeight, 0, lw)), out(image.size());
+    for (int y = 0; y < paddedHeight; ++y)
+      for (int x = 0; x < lw; ++x) {
+        std::int64_t sum = 0;
+        for (int k = 0; k < psfWidth; ++k)
+          sum += wrapInt(std::int64_t{hr[at(y, k + stride * x, paddedWidth)]} * psfX[at(0, k, 0)]) / scale;
+        columns[at(y, x, lw)] = static_cast<T>(sum);
+      }
+    for (int r = 0; r < lh; ++r)
+      for (int x = 0; x < lw; ++x) {
+        std::int64_t sum = 0;
+        for (int k = 0; k < psfHeight; ++k)
+          sum += wrapInt(std::int64_t{columns[at(stride * r + k, x, lw)]} * psfY[at(0, k, 0)]) / scale;
+        out[at(r, x, lw)] = static_cast<T>(sum);
+      }
+    return out;
+  }
+  std::vector<T> transposedDirectly() const {
+    std::vector<T> out(at(outHeight, 0, outWidth), unwritten);
+    for (int y = 0; y < outHeight - 1; ++y)
+      for (int x = 0; x < outWidth - 1; ++x) {
+        std::int64_t sum = 0;
+        for (int r = std::max(y / 2 - 2, 0); r <= std::min(y / 2, lh - 1); ++r)
+          for (int c = std::max(x / 2 - 2, 0); c <= std::min(x / 2, lw - 1); ++c) {
+            const auto weight = static_cast<signed char>(mask[at(r, c, lw)]);
+            const auto sample = static_cast<T>(weight * std::int64_t{image[at(r, c, lw)]});
+            const auto tap = static_cast<T>(
+                wrapInt(std::int64_t{psfY[at(0, y - 2 * r, 0)]} * psfX[at(0, x - 2 * c, 0)]) / 32768);
+            sum += static_cast<T>(std::int64_t{sample} * tap);
+          }
+        out[at(y, x, outWidth)] = static_cast<T>(static_cast<T>(sum) >> 15);
+      }
+    return out;
+  }
+  std::string name() const {
+    return std::to_string(hrWidth) + "x" + std::to_string(hrHeight) + " psf " + std::to_string(psfWidth) +
+           "x" + std::to_string(psfHeight) + " factor " + std::to_string(factor);
+  }
+};
+
+template <typename T>
+class DspConvolution : public testing::Test {};
+using SampleTypes = testing::Types<short, int>;
+TYPED_TEST_SUITE(DspConvolution, SampleTypes, );
+
+}  // namespace
+
+TYPED_TEST(DspConvolution, ImagingWrapsLikeTheDefinition) {
+  using T = TypeParam;
+  using Limits = std::numeric_limits<T>;
+  for (const float factor : {1.0f, 2.0f, 3.0f})
+    for (const int hrWidth : {0, 1, 2, 7, 24, 67})
+      for (const int hrHeight : {1, 6, 13})
+        for (const int psfHeight : {0, 1, 6}) {
+          Case<T> c{hrWidth, hrHeight, 6, psfHeight, factor};
+          for (const T scale : {T{1}, T{-1}, T{3}, T{-7}, T{32767}, Limits::min(), Limits::max()})
+            EXPECT_EQ(c.imaged(scale), c.imagedDirectly(scale)) << c.name() << " scale " << scale;
+        }
+}
+
+TYPED_TEST(DspConvolution, QuotientsNextToIntegersAreTruncatedExactly) {
+  using T = TypeParam;
+  constexpr T limit = std::numeric_limits<T>::max();
+  Case<T> c{8190, 1, 1, 1, 1.0f};
+  c.psfX = c.psfY = {1};
+  for (const T scale : std::vector<T>{2, 3, 49, 98, 103, 10000, limit})  // 49 * (1.0 / 49) is less than 1
+    for (const int sign : {-1, 1}) {
+      for (int i = 0; i < c.lw; ++i) {
+        const int low = i / 6 % (limit / scale + 1);
+        const int quotient = i % 2 == 0 ? low : limit / scale - low;
+        c.hr[c.at(0, i, 0)] = static_cast<T>(sign * (std::int64_t{quotient} * scale + i / 2 % 3 - 1));
+      }
+      EXPECT_TRUE(c.imaged(scale) == c.imagedDirectly(scale)) << scale;
+    }
+}
+
+TYPED_TEST(DspConvolution, TransposeWrapsLikeTheDefinitionAndLeavesTheLastRowAndColumn) {
+  using T = TypeParam;
+  const char weights[] = {1, 0, 1, static_cast<char>(-1), static_cast<char>(-128), 127, 1};
+  for (const int hrWidth : {0, 1, 2, 7, 24, 640})  // the last ones need runs of more than 32767 elements
+    for (const int hrHeight : {0, 2, 9, 480}) {
+      Case<T> c{hrWidth, hrHeight, 6, 6, 2.0f};
+      for (std::size_t i = 0; i < c.mask.size(); ++i) c.mask[i] = weights[i % 7];
+      EXPECT_TRUE(c.transposed() == c.transposedDirectly()) << c.name();
+    }
+}
+
+TEST(DspConvolutionInt, ASingleTapMovesEverySampleToItsPlace) {
+  Case<int> c{8, 6, 6, 6, 2.0f};
+  c.psfX = c.psfY = {0, 0, 32767, 0, 0, 0};
+  for (std::size_t i = 0; i < c.image.size(); ++i) c.image[i] = 1000 * static_cast<int>(i) - 3000;
+  const std::vector<int> out = c.transposed();
+  for (int y = 0; y < c.outHeight - 1; ++y)
+    for (int x = 0; x < c.outWidth - 1; ++x) {
+      const int r = y / 2 - 1, column = x / 2 - 1;
+      const bool placed = y % 2 == 0 && x % 2 == 0 && r >= 0 && r < c.lh && column >= 0 && column < c.lw;
+      const int expected = placed ? (c.image[c.at(r, column, c.lw)] * 32766) >> 15 : 0;
+      EXPECT_EQ(out[c.at(y, x, c.outWidth)], expected) << y << ' ' << x;
+    }
+}
+
+TYPED_TEST(DspConvolution, RunsWrapFirstAndShiftAfter) {
+  using T = TypeParam;
+  constexpr bool narrow = sizeof(T) == 2;
+  const auto run = [](T sample, T tap, short count, T shift) {
+    const std::vector<T> src(15, sample), kernel(9, tap);  // 3 rows of 5
+    std::vector<T> dst(3, 77);
+    DSP_Convolution<T>::ImgConv3x3I16sC16s(src.data(), dst.data(), count, 5, kernel.data(), shift);
+    return dst;
+  };
+  EXPECT_EQ(run(100, 100, 3, 2), std::vector<T>(3, narrow ? 24464 >> 2 : 22500));  // 90000 - 65536 = 24464
+  EXPECT_EQ(run(100, 50, 3, 3), std::vector<T>(3, narrow ? -20536 >> 3 : 5625));   // 45000 - 65536 = -20536
+  EXPECT_EQ(run(-1, 3, 3, 31), std::vector<T>(3, -1));
+  EXPECT_EQ(run(-1, 3, 3, 1000), std::vector<T>(3, -1));
+  EXPECT_EQ(run(-1, 3, 3, -5), std::vector<T>(3, -27));
+  EXPECT_EQ(run(1, 1, 1, 0), (std::vector<T>{9, 77, 77}));
+  EXPECT_EQ(run(1, 1, 0, 0), std::vector<T>(3, 77));
+  EXPECT_EQ(run(1, 1, -32768, 0), std::vector<T>(3, 77));
+}
+
+TYPED_TEST(DspConvolution, QuantisationStaysWithinItsBound) {
+  using T = TypeParam;
+  constexpr double largest = 16383;  // 14-bit counts
+  constexpr double scale = sizeof(T) == 2 ? 32767 : 32768;
+  const std::vector<float> tapsX{0.0f, 0.063f, 0.314f, 0.41f, 0.186f, 0.027f};  // moved by part of a pixel
+  const std::vector<float> tapsY{0.045f, 0.25f, 0.41f, 0.25f, 0.045f, 0.0f};
+  Case<T> c{96, 64, 6, 6, 2.0f};
+  for (std::size_t k = 0; k < 6; ++k) {
+    c.psfX[k] = static_cast<T>(std::lround(double{tapsX[k]} * scale));
+    c.psfY[k] = static_cast<T>(std::lround(double{tapsY[k]} * scale));
+  }
+  std::uniform_real_distribution<double> detail(0, 2000);
+  for (std::vector<T>* data : {&c.hr, &c.image})
+    for (std::size_t i = 0; i < data->size(); ++i)
+      (*data)[i] = static_cast<T>(8000 + 6000 * std::sin(0.013 * static_cast<double>(i)) + detail(c.random));
+
+  std::vector<float> x = tapsX, y = tapsY, hr(c.hr.begin(), c.hr.end()),
+                     image(c.image.begin(), c.image.end());
+  SuperResolutionConvolution floats(c.hrWidth, c.hrHeight, 6, 6, 2.0f);
+  const auto largestError = [](const std::vector<T>& fixed, const std::vector<float>& exact) {
+    double error = 0;
+    for (std::size_t i = 0; i < fixed.size(); ++i)
+      error = std::max(error, std::abs(fixed[i] - double{exact[i]}));
+    return error;
+  };
+
+  // Imaging: per pass five taps, each half a unit wrong, and five quotients, each cut by less than 1.
+  std::vector<float> imaged(image.size());
+  floats.validCorrToSparse(hr.data(), x.data(), y.data(), imaged.data());
+  const double perPass = 5 * (1 + 0.5 * largest / scale);
+  EXPECT_LT(largestError(c.imaged(static_cast<T>(scale)), imaged), 2 * perPass);
+
+  // Transpose: nine weights, each less than 1.5 units wrong, and the shift. 16-bit sums cannot hold it.
+  if (sizeof(T) > 2) {
+    std::vector<float> transposed(hr.size());
+    floats.fullConvFromSparse(image.data(), x.data(), y.data(), c.mask.data(), transposed.data());
+    EXPECT_LT(largestError(c.transposed(0), transposed), 9 * 1.5 * largest / scale + 1);
+  }
+}
+
+TYPED_TEST(DspConvolution, BadSizesFactorsAndScalesAreRefused) {
+  using T = TypeParam;
+  using movra::Exception;
+  constexpr T largest = std::numeric_limits<T>::max();
+  EXPECT_THROW(DSP_Convolution<T>(-1, 4, 6, 6, 2.0f), Exception);
+  EXPECT_THROW(DSP_Convolution<T>(4, 4, 6, -1, 2.0f), Exception);
+  EXPECT_THROW(DSP_Convolution<T>(largest, 0, 2, 1, 2.0f), Exception);
+  EXPECT_THROW(DSP_Convolution<T>(4, largest - 4, 6, 6, 2.0f), Exception);
+  EXPECT_NO_THROW(DSP_Convolution<T>(0, largest - 5, 6, 6, 2.0f));
+
+  std::vector<T> hr(81, 1), psf(6, 1), out(25, 5);
+  DSP_Convolution<T> unset(4, 4, 6, 6, 2.0f);
+  EXPECT_THROW(unset.validCorrToSparse(hr.data(), psf.data(), psf.data(), out.data()), Exception);
+  EXPECT_EQ(out, std::vector<T>(25, 5));
+
+  for (const float factor : {std::numeric_limits<float>::quiet_NaN(), 0.0f, -2.0f, 0.5f, 1e30f}) {
+    DSP_Convolution<T> empty(4, 4, 6, 6, factor);
+    empty.setFilterScale(1);
+    empty.validCorrToSparse(hr.data(), psf.data(), psf.data(), nullptr);
+    empty.fullConvFromSparse(nullptr, psf.data(), psf.data(), nullptr, out.data());
+    EXPECT_EQ(std::count(out.begin(), out.end(), T{0}), 16);
+  }
+}
