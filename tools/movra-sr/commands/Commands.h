@@ -1,0 +1,24 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "tools/movra-sr/Outcome.h"
+
+namespace movra::tool {
+
+/// What the chosen subcommand will do once the whole command line has been read.
+using Action = std::function<ExitCode()>;
+
+/// Each adds its subcommand to the application; when it is given, it puts its work into `chosen`.
+void addReconstruct(CLI::App& application, Action& chosen);
+void addSimulate(CLI::App& application, Action& chosen);
+void addCompare(CLI::App& application, Action& chosen);
+
+/// Accepts finite numbers between the bounds, both included.
+CLI::Validator finiteWithin(double low, double high);
+
+/// Accepts finite numbers above the bound.
+CLI::Validator finiteAbove(double low);
+
+}  // namespace movra::tool

@@ -1,0 +1,65 @@
+#include <algorithm>
+#include <exception>
+#include <iostream>
+#include <opencv2/core/utils/logger.hpp>
+#include <string>
+
+#include "tools/movra-sr/Outcome.h"
+#include "tools/movra-sr/commands/Commands.h"
+
+namespace {
+
+using movra::tool::ExitCode;
+
+constexpr const char* exitCodes =
+    "Exit codes:\n"
+    "  0   done\n"
+    "  1   ran, but the result was refused or is degraded\n"
+    "  2   wrong command line\n"
+    "  3   unreadable or unfit input\n"
+    "  4   output not written\n"
+    "  70  fault in the program\n";
+
+/// One line on standard error, whatever the message holds.
+int report(ExitCode code, std::string message) {
+  std::replace(message.begin(), message.end(), '\n', ' ');
+  std::cerr << "movra-sr: " << message << '\n';
+  return static_cast<int>(code);
+}
+
+int run(int argc, char** argv) {
+  CLI::App application{"Multi-frame super-resolution of thermal images", "movra-sr"};
+  application.set_version_flag("--version", "movra-sr " MOVRA_SR_VERSION);
+  application.require_subcommand(1);
+  application.footer(exitCodes);
+
+  movra::tool::Action chosen;
+  addSimulate(application, chosen);
+  addCompare(application, chosen);
+  try {
+    application.parse(argc, argv);
+  } catch (const CLI::ParseError& outcome) {
+    if (outcome.get_exit_code() == 0) return application.exit(outcome);  // --help, --version
+    return report(ExitCode::usage, std::string(outcome.what()) + " (see movra-sr --help)");
+  }
+
+  const ExitCode code = chosen();
+  std::cout.flush();
+  if (!std::cout) return report(ExitCode::outputNotWritten, "standard output cannot be written");
+  return static_cast<int>(code);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
+  try {
+    return run(argc, argv);
+  } catch (const movra::tool::Failure& failure) {
+    return report(failure.code, failure.what());
+  } catch (const std::bad_alloc&) {
+    return report(ExitCode::badInput, "not enough memory for images of this size");
+  } catch (const std::exception& fault) {
+    return report(ExitCode::internalFault, fault.what());
+  }
+}

@@ -1,0 +1,100 @@
+#include "tools/movra-sr/report/Preview.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+namespace movra::tool {
+
+namespace {
+
+const cv::Scalar background(32, 32, 32);
+const cv::Scalar ink(230, 230, 230);
+const cv::Vec3b missing(128, 128, 128);
+constexpr int font = cv::FONT_HERSHEY_SIMPLEX;
+constexpr double fontScale = 0.45;
+constexpr int gap = 12;
+constexpr int captionHeight = 28;
+constexpr int barWidth = 18;
+constexpr int labelWidth = 84;
+constexpr int ticks = 5;
+
+struct Range {
+  float low;
+  float high;
+};
+
+Range robustRange(const cv::Mat_<float>& image) {
+  std::vector<float> values;
+  values.reserve(image.total());
+  std::copy_if(image.begin(), image.end(), std::back_inserter(values),
+               [](float v) { return std::isfinite(v); });
+  if (values.empty()) return {0, 1};
+  const auto percentile = [&](double share) {
+    const auto nth = values.begin() + std::lround(share * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), nth, values.end());
+    return *nth;
+  };
+  const Range range{percentile(0.005), percentile(0.995)};
+  return range.high > range.low ? range : Range{range.low, range.low + 1};
+}
+
+cv::Mat_<cv::Vec3b> falseColour(const cv::Mat_<float>& image, const Range& range) {
+  cv::Mat_<unsigned char> level(image.size());
+  const float scale = 255 / (range.high - range.low);
+  std::transform(image.begin(), image.end(), level.begin(), [&](float v) {
+    const float position = std::isfinite(v) ? (v - range.low) * scale : 0;
+    return static_cast<unsigned char>(std::lround(std::clamp(position, 0.F, 255.F)));
+  });
+  cv::Mat coloured;
+  cv::applyColorMap(level, coloured, cv::COLORMAP_INFERNO);
+  cv::Mat_<cv::Vec3b> result = coloured;
+  std::transform(image.begin(), image.end(), result.begin(), result.begin(),
+                 [](float v, const cv::Vec3b& colour) { return std::isfinite(v) ? colour : missing; });
+  return result;
+}
+
+void write(cv::Mat& canvas, const std::string& text, cv::Point baseline) {
+  cv::putText(canvas, text, baseline, font, fontScale, ink, 1, cv::LINE_AA);
+}
+
+void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const Range& range, const std::string& unit) {
+  cv::Mat_<float> ramp(place.height, place.width);
+  for (int y = 0; y < ramp.rows; ++y)
+    ramp.row(y) =
+        range.high - (range.high - range.low) * static_cast<float>(y) / static_cast<float>(ramp.rows - 1);
+  falseColour(ramp, range).copyTo(canvas(place));
+  const int decimals = range.high - range.low < 1 ? 3 : range.high - range.low < 10 ? 2 : 1;
+  for (int tick = 0; tick < ticks; ++tick) {
+    const int y = place.y + tick * (place.height - 1) / (ticks - 1);
+    const int row = std::clamp(y - place.y, 0, ramp.rows - 1);
+    char text[32];
+    std::snprintf(text, sizeof text, "%.*f", decimals, static_cast<double>(ramp(row, 0)));
+    cv::line(canvas, {place.x + place.width, y}, {place.x + place.width + 4, y}, ink);
+    write(canvas, text, {place.x + place.width + 8, y + 4});
+  }
+  write(canvas, unit, {place.x, place.y - 9});
+}
+
+}  // namespace
+
+cv::Mat_<cv::Vec3b> drawPreview(const cv::Mat_<float>& bicubic, const cv::Mat_<float>& reconstruction,
+                                const std::string& unit) {
+  const Range range = robustRange(reconstruction);
+  const int width = reconstruction.cols;
+  const int height = reconstruction.rows;
+  cv::Mat canvas(height + captionHeight + gap, 2 * width + 4 * gap + barWidth + labelWidth, CV_8UC3,
+                 background);
+  const cv::Rect left(gap, captionHeight, width, height);
+  const cv::Rect right(left.x + width + gap, captionHeight, width, height);
+  falseColour(bicubic, range).copyTo(canvas(left));
+  falseColour(reconstruction, range).copyTo(canvas(right));
+  write(canvas, "reference frame, bicubic", {left.x, captionHeight - 9});
+  write(canvas, "super-resolution", {right.x, captionHeight - 9});
+  drawColourBar(canvas, {right.x + width + gap, captionHeight, barWidth, height}, range, unit);
+  return canvas;
+}
+
+}  // namespace movra::tool
