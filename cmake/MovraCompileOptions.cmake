@@ -8,7 +8,7 @@ target_include_directories(movra_options INTERFACE $<BUILD_INTERFACE:${PROJECT_S
 # The source tree's place must not show in the library: exception locations are relative to the tree.
 target_compile_options(movra_options INTERFACE
   -ffp-contract=off -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wdouble-promotion -Wcast-qual -Wundef
+  -Wall -Wextra -Wpedantic -Wshadow=local -Wconversion -Wdouble-promotion -Wcast-qual -Wundef
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi>
   $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>
   $<$<BOOL:${MOVRA_WARNINGS_AS_ERRORS}>:-Werror>)

@@ -1,10 +1,16 @@
+// Chooses each table of kernels by the active instruction set.
+
 #include "vision/superresolution/detail/FrameKernels.h"
 #include "vision/superresolution/detail/InstructionSet.h"
-
-// Chooses each table of kernels by the active instruction set.
+#include "vision/superresolution/detail/PsfKernels.h"
+#include "vision/superresolution/detail/RegistrationKernels.h"
+#include "vision/superresolution/detail/SolverKernels.h"
 
 namespace movra::vision::detail {
 
 MOVRA_KERNEL_DISPATCH(FrameKernels, frameKernels)
+MOVRA_KERNEL_DISPATCH(PsfKernels, psfKernels)
+MOVRA_KERNEL_DISPATCH(RegistrationKernels, registrationKernels)
+MOVRA_KERNEL_DISPATCH(SolverKernels, solverKernels)
 
 }  // namespace movra::vision::detail

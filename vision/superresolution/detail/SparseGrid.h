@@ -13,11 +13,12 @@ inline Index elementCount(Index rows, Index columns) {
   return rows > 0 && columns > 0 ? rows * columns : 0;
 }
 
-/// The low-resolution grid inside a high-resolution one, with strides that follow the factor.
+/// The low-resolution grid inside a high-resolution one. The column stride follows the factor; so does the row stride
+/// unless one is given.
 ///
-/// The sizes are cut to what the padded grid holds. That matters only beyond 2^24 pixels, where the float
-/// division may round up. A factor below 1 or not a number gives an empty grid; the strides of an empty grid
-/// are 0.
+/// The sizes are cut to what the padded grid holds. That matters where the given row stride is larger than the factor,
+/// and beyond 2^24 pixels, where the float division may round up. A factor below 1 or not a number gives an empty grid;
+/// the strides of an empty grid are 0.
 struct SparseGrid {
   /// Low-resolution columns and rows.
   Index width = 0;
@@ -28,14 +29,15 @@ struct SparseGrid {
   /// row of the padded grid.
   Index rowStep = 0;
 
-  SparseGrid(int hrWidth, int hrHeight, float factor) {
+  SparseGrid(int hrWidth, int hrHeight, float factor, int rowStride = 0) {
     if (!(factor >= 1.0f)) return;
     width = static_cast<Index>(static_cast<float>(hrWidth) / factor);
     height = static_cast<Index>(static_cast<float>(hrHeight) / factor);
     if (width == 0 || height == 0) return;
     columnStride = static_cast<Index>(factor);
     width = std::min(width, (hrWidth - 1) / columnStride + 1);
-    rowStep = width + static_cast<Index>((factor - 1.0f) * static_cast<float>(width));
+    rowStep = rowStride > 0 ? rowStride * width
+                            : width + static_cast<Index>((factor - 1.0f) * static_cast<float>(width));
     height = std::min(height, (hrHeight - 1) * width / rowStep + 1);
   }
 };

@@ -5,7 +5,7 @@
 #include <limits>
 #include <new>
 
-#include "vision/superresolution/detail/SparseGrid.h"
+#include "vision/superresolution/detail/PlainOperators.h"
 
 namespace movra::vision {
 
@@ -56,53 +56,17 @@ SuperResolutionConvolution::SuperResolutionConvolution(int hrWidth_, int hrHeigh
 
 int SuperResolutionConvolution::fullConvFromSparse(float* image, float* psfX, float* psfY, char* mask,
                                                    float* out) {
-  const SparseGrid grid(hrWidth, hrHeight, factor);
-  float* const columns = buffer.get();  // paddedHeight x grid.width
-
-  std::fill_n(columns, elementCount(paddedHeight, grid.width), 0.0f);
-  for (Index ky = 0; ky < psfHeight; ++ky) {
-    for (Index r = 0; r < grid.height; ++r) {
-      for (Index x = 0; x < grid.width; ++x) {
-        const Index sample = r * grid.width + x;
-        const auto weight = static_cast<float>(static_cast<signed char>(mask[sample]));
-        columns[ky * grid.width + r * grid.rowStep + x] += weight * image[sample] * psfY[ky];
-      }
-    }
-  }
-
-  std::fill_n(out, elementCount(paddedHeight, paddedWidth), 0.0f);
-  for (Index kx = 0; kx < psfWidth; ++kx) {
-    for (Index y = 0; y < paddedHeight; ++y) {
-      for (Index x = 0; x < grid.width; ++x) {
-        out[y * paddedWidth + kx + grid.columnStride * x] += columns[y * grid.width + x] * psfX[kx];
-      }
-    }
-  }
+  operators(psfX, psfY).fullConvFromSparse(image, mask, buffer.get(), out);
   return 0;
 }
 
 int SuperResolutionConvolution::validCorrToSparse(float* hr, float* psfX, float* psfY, float* out) {
-  const SparseGrid grid(hrWidth, hrHeight, factor);
-  float* const columns = buffer.get();  // paddedHeight x grid.width
-
-  std::fill_n(columns, elementCount(paddedHeight, grid.width), 0.0f);
-  for (Index kx = 0; kx < psfWidth; ++kx) {
-    for (Index y = 0; y < paddedHeight; ++y) {
-      for (Index x = 0; x < grid.width; ++x) {
-        columns[y * grid.width + x] += hr[y * paddedWidth + kx + grid.columnStride * x] * psfX[kx];
-      }
-    }
-  }
-
-  std::fill_n(out, elementCount(grid.height, grid.width), 0.0f);
-  for (Index ky = 0; ky < psfHeight; ++ky) {
-    for (Index r = 0; r < grid.height; ++r) {
-      for (Index x = 0; x < grid.width; ++x) {
-        out[r * grid.width + x] += columns[ky * grid.width + r * grid.rowStep + x] * psfY[ky];
-      }
-    }
-  }
+  operators(psfX, psfY).validCorrToSparse(hr, buffer.get(), out);
   return 0;
+}
+
+detail::PlainOperators SuperResolutionConvolution::operators(const float* psfX, const float* psfY) const {
+  return {SparseGrid(hrWidth, hrHeight, factor), paddedWidth, paddedHeight, psfWidth, psfHeight, psfX, psfY};
 }
 
 float SuperResolutionConvolution::sameConvOnes(float* in, int radius, float* out) {

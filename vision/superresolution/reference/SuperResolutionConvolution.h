@@ -6,6 +6,10 @@
 
 namespace movra::vision {
 
+namespace detail {
+struct PlainOperators;
+}
+
 /// Imaging operator, its masked transpose and a box filter of the reference engine, for any integer factor.
 ///
 /// A low-resolution frame has lh rows x lw columns with lw = (int)(hrWidth / factor), lh = (int)(hrHeight /
@@ -65,6 +69,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionConvolution {
   float sameConvOnes(float* in, int radius, float* out);
 
  private:
+  detail::PlainOperators operators(const float* psfX, const float* psfY) const;
+
   int hrWidth;
   int hrHeight;
   int psfWidth;

@@ -1,0 +1,17 @@
+#include "vision/superresolution/SrFloat.h"
+
+#include "vision/superresolution/detail/BurstEngine.inl"
+#include "vision/superresolution/detail/ConsoleReport.h"
+
+namespace movra::vision {
+
+template <class R>
+void SrFloat<R>::setDataIsNUC(bool isNUC) {
+  this->badPixelHandling.setDataIsNUC(isNUC);
+}
+
+template class BurstEngine<SrFloatRegistration2, SrFloatMinimization, SuperResolutionBadPixelHandling,
+                           ConsoleReport>;
+template class SrFloat<SrFloatRegistration2>;
+
+}  // namespace movra::vision

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "vision/superresolution/BurstEngine.h"
+#include "vision/superresolution/SrFloatMinimization.h"
+#include "vision/superresolution/SrFloatRegistration2.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+
+namespace movra::vision {
+
+/// Writes the six-line timing report of each reconstruction to standard output.
+class ConsoleReport;
+
+/// The production super-resolution engine; see BurstEngine for all its operations. `R` is the registration:
+/// SrFloatRegistration2 (tracked corners) or SrFloatRegistration1 (phase correlation).
+///
+/// Bad pixels are repaired in each frame that enters and in each image that leaves, and every reconstruction writes a
+/// six-line timing report to standard output.
+template <class R>
+class MOVRA_SUPERRESOLUTION_API SrFloat
+    : public BurstEngine<R, SrFloatMinimization, SuperResolutionBadPixelHandling, ConsoleReport> {
+ public:
+  using SrFloat::BurstEngine::BurstEngine;
+
+  /// Says whether frames hold raw sensor values (valid range -32768 ... 32767) or temperatures (-274 ... 5000, the
+  /// default).
+  void setDataIsNUC(bool isNUC);
+};
+
+extern template class BurstEngine<SrFloatRegistration2, SrFloatMinimization, SuperResolutionBadPixelHandling,
+                                  ConsoleReport>;
+extern template class SrFloat<SrFloatRegistration2>;
+
+}  // namespace movra::vision

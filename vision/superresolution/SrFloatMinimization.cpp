@@ -1,0 +1,26 @@
+#include "vision/superresolution/SrFloatMinimization.h"
+
+#include "vision/superresolution/detail/FusedDataTerm.h"
+#include "vision/superresolution/detail/TvMinimization.inl"
+
+namespace movra::vision {
+
+namespace detail {
+
+template <>
+struct SolverTraits<SrFloatConvolution> {
+  static constexpr std::size_t slack = 0;
+
+  static std::unique_ptr<DataTerm<char>> makeDataTerm(const ReconstructionSize& size, int frameCount) {
+    if (RollingOperators::fits(size.hrWidth, size.hrHeight, size.psfSize, size.psfSize, size.factor)) {
+      return std::make_unique<FusedDataTerm>(size.width, size.height, frameCount);
+    }
+    return std::make_unique<WholeImageDataTerm<SrFloatConvolution>>(size, slack);
+  }
+};
+
+}  // namespace detail
+
+template class TvMinimization<SrFloatConvolution>;
+
+}  // namespace movra::vision

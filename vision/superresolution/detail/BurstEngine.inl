@@ -1,0 +1,256 @@
+// Definitions of BurstEngine, included by the sources that instantiate it.
+#pragma once
+
+#include <algorithm>
+#include <cstring>
+
+#include "movra/Exception.h"
+#include "vision/superresolution/BurstEngine.h"
+#include "vision/superresolution/detail/BurstJudgement.h"
+#include "vision/superresolution/detail/Sizes.h"
+
+namespace movra::vision {
+
+template <class R, class M, class BadPixels, class Report>
+BurstEngine<R, M, BadPixels, Report>::BurstEngine(int width_, int height_, int windowSize_, float factor_)
+    : width(width_),
+      height(height_),
+      inputSize(detail::checkedArea(height_, width_)),
+      outputWidth(detail::scaledSize(width_, factor_)),
+      outputHeight(detail::scaledSize(height_, factor_)),
+      outputSize(detail::checkedArea(outputHeight, outputWidth)),
+      spectrumSize(detail::checkedArea(height_, width_ / 2 + 1)),
+      windowSize(detail::checkedSize(windowSize_)),
+      factor(factor_),
+      referenceIndex(0),
+      minStructureThreshold(2.0f),
+      registration(width_, height_, windowSize_),
+      minimization(width_, height_, windowSize_, factor_),
+      badPixelHandling(static_cast<unsigned>(windowSize)),
+      frames(makeSlots<float>(windowSize, inputSize)),
+      registeredFrames(makeSlots<float>(windowSize, inputSize)),
+      srImage(new float[static_cast<std::size_t>(outputSize)]()),
+      shifts(static_cast<std::size_t>(windowSize)),
+      masks(makeSlots<Mask>(windowSize, inputSize)),
+      numFrames(0) {
+  setReferenceIndex(0);
+}
+
+template <class R, class M, class BadPixels, class Report>
+BurstEngine<R, M, BadPixels, Report>::~BurstEngine() = default;
+
+template <class R, class M, class BadPixels, class Report>
+template <class T>
+typename BurstEngine<R, M, BadPixels, Report>::template Slots<T>
+BurstEngine<R, M, BadPixels, Report>::makeSlots(int count, int size) {
+  Slots<T> slots;
+  for (int i = 0; i < count; ++i) {
+    slots.buffers.emplace_back(new T[static_cast<std::size_t>(size)]());
+    slots.pointers.push_back(slots.buffers.back().get());
+  }
+  return slots;
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::setReferenceIndex(int index) {
+  if (index < 0 || index >= windowSize) {
+    throw "Invalid reference index specified.";
+  }
+  referenceIndex = index;
+}
+
+template <class R, class M, class BadPixels, class Report>
+float BurstEngine<R, M, BadPixels, Report>::getRegError() const {
+  return registration.getRegError();
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::setRegError(float error) {
+  if (error <= 0.0f || error > 1.0f) {
+    throw "Invalid maximum registration error specified.";
+  }
+  registration.setRegError(error);
+}
+
+template <class R, class M, class BadPixels, class Report>
+float BurstEngine<R, M, BadPixels, Report>::getPsfSigma() const {
+  return minimization.getPsfSigma();
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::setPsfSigma(float sigma) {
+  if (sigma <= 0.0f) {
+    throw "Invalid standard deviation of the sensor psf specified.";
+  }
+  minimization.setPsfSigma(sigma);
+}
+
+template <class R, class M, class BadPixels, class Report>
+float BurstEngine<R, M, BadPixels, Report>::getWeightTV() const {
+  return minimization.getWeightTV();
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::setWeightTV(float weight) {
+  if (1.0f > weight) {
+    throw "Invalid total-variation term weight specified.";
+  }
+  minimization.setWeightTV(weight);
+}
+
+template <class R, class M, class BadPixels, class Report>
+float BurstEngine<R, M, BadPixels, Report>::getRelativeResidue() const {
+  return minimization.getRelRes();
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::setRelativeResidue(float residue) {
+  if (1e-6 > static_cast<double>(residue)) {
+    throw "Invalid total-variation term weight specified.";  // callers know this text
+  }
+  minimization.setRelRes(residue);
+}
+
+template <class R, class M, class BadPixels, class Report>
+int BurstEngine<R, M, BadPixels, Report>::getMaxCGIters() const {
+  return minimization.getMaxIter();
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::setMaxCGIters(int iterations) {
+  if (iterations < 1) {
+    throw "Invalid maximum number of iterations specified.";
+  }
+  minimization.setMaxIter(iterations);
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::clearFrames() {
+  numFrames = 0;
+  registration.clearFrames();
+  badPixelHandling.clearDefectMaps();
+}
+
+template <class R, class M, class BadPixels, class Report>
+int BurstEngine<R, M, BadPixels, Report>::loadFrame(const float* data) {
+  if (windowSize == 0 || (data == nullptr && inputSize > 0)) {
+    MOVRA_THROW(windowSize == 0 ? "The window of frames has no slots" : "The frame's data pointer is null");
+  }
+  if (numFrames >= windowSize) {
+    std::rotate(frames.pointers.begin(), frames.pointers.begin() + 1, frames.pointers.end());
+  } else {
+    ++numFrames;
+  }
+  float* frame = frames.pointers[static_cast<std::size_t>(numFrames - 1)];
+  std::copy_n(data, inputSize, frame);
+
+  // The three stores describe the same frames, also when this one is rejected.
+  cv::Mat_<float> image(height, width, frame);
+  int result = 0;
+  try {
+    result = badPixelHandling.detectAndReplaceBadPixel(image);
+  } catch (...) {
+    registration.prepareFrame(frame);
+    throw;
+  }
+  registration.prepareFrame(frame);
+  return std::min(result, 0);
+}
+
+template <class R, class M, class BadPixels, class Report>
+int BurstEngine<R, M, BadPixels, Report>::addFrame(const cv::Mat_<float>& frame) {
+  const std::ptrdiff_t available = (frame.dataend - frame.data) / static_cast<std::ptrdiff_t>(sizeof(float));
+  if (available < inputSize) {
+    MOVRA_THROW("The frame has fewer pixels than the engine was made for");
+  }
+  return loadFrame(frame.template ptr<float>());
+}
+
+template <class R, class M, class BadPixels, class Report>
+float BurstEngine<R, M, BadPixels, Report>::computeSR(cv::Mat_<float>& out) {
+  out.create(outputHeight, outputWidth);
+  return computeSR(out.template ptr<float>());
+}
+
+template <class R, class M, class BadPixels, class Report>
+float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out) {
+  Report report;
+  // Of the first engine of this kind in the process; later ones with another factor use it too.
+  static const int fac2 = detail::coverageLimit(factor);
+
+  const int referenceSlot = std::max(numFrames - referenceIndex - 1, 0);
+  report.start();
+  if (registration.doRegistration(numFrames, referenceSlot, frames.pointers.data(), shifts.data(),
+                                  masks.pointers.data(), registeredFrames.pointers.data()) < 0) {
+    return registrationFailed;
+  }
+  report.stage(" registration:         ");
+
+  const std::vector<cv::Point_<float>> completeShifts = registration.getCompleteShifts();
+  report.start();
+  const float status = judgeRegistration(completeShifts);
+  report.stage(" large_displacement:   ");
+
+  report.start();
+  const int iterations = minimization.minimize(numFrames, referenceSlot, registeredFrames.pointers.data(),
+                                               shifts.data(), masks.pointers.data(), srImage.get());
+  report.stage(" minimization:         ");
+  if (iterations < 0) {
+    return static_cast<float>(iterations);
+  }
+  repairBadPixels(completeShifts);
+
+  report.start();
+  saveFrame(out);
+  const float coverage = detail::srFactor(numFrames, masks.pointers.data(), inputSize, fac2);
+  report.stage(" save+srfactor calc:   ");
+  report.close();
+  return status == 0.0f ? coverage : status;
+}
+
+// 0, or the status that a caller should be warned with.
+template <class R, class M, class BadPixels, class Report>
+float BurstEngine<R, M, BadPixels, Report>::judgeRegistration(
+    const std::vector<cv::Point_<float>>& completeShifts) const {
+  bool largeDisplacement = false;
+  bool maskedTooMuch = false;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(numFrames); ++i) {
+    largeDisplacement |= detail::isLargeDisplacement(completeShifts[i].x, completeShifts[i].y, height);
+    const cv::Mat mask(height, width, std::is_same_v<Mask, char> ? CV_8SC1 : CV_32FC1, masks.pointers[i]);
+    maskedTooMuch |= detail::isMaskedTooMuch(cv::sum(mask)[0], height, width);
+  }
+  return largeDisplacement ? displacementTooLarge : maskedTooMuch ? tooManyMaskedPixels : 0.0f;
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::repairBadPixels(
+    const std::vector<cv::Point_<float>>& completeShifts) {
+  cv::Mat_<float> image(outputHeight, outputWidth, srImage.get());
+  std::vector<cv::Mat_<float>> inputs;
+  for (int i = 0; i < numFrames; ++i) {
+    inputs.emplace_back(height, width, frames.pointers[static_cast<std::size_t>(i)]);
+  }
+  badPixelHandling.maskBadPixel(image, completeShifts);
+  badPixelHandling.replaceMaskedPixel(image, completeShifts, inputs);
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::saveFrame(float* out) const {
+  std::copy_n(srImage.get(), outputSize, out);
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::getCompleteShifts(std::vector<cv::Point_<float>>& out) const {
+  out = registration.getCompleteShifts();
+}
+
+template <class R, class M, class BadPixels, class Report>
+void BurstEngine<R, M, BadPixels, Report>::getMasks(std::vector<MaskImage>& out) const {
+  out.resize(static_cast<std::size_t>(windowSize));
+  for (std::size_t i = 0; i < out.size(); ++i) {
+    out[i].create(height, width);
+    std::memcpy(out[i].data, masks.pointers[i], static_cast<std::size_t>(inputSize));
+  }
+}
+
+}  // namespace movra::vision

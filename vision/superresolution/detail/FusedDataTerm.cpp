@@ -1,0 +1,57 @@
+#include "vision/superresolution/detail/FusedDataTerm.h"
+
+#include <algorithm>
+
+#include "vision/superresolution/detail/PsfKernels.h"
+
+namespace movra::vision::detail {
+
+FusedDataTerm::FusedDataTerm(int lowWidth, int lowHeight, int frameCount)
+    : width(lowWidth),
+      height(lowHeight),
+      paddedHeight(2 * lowHeight + RollingOperators::taps - 1),
+      operators(lowWidth, lowHeight, frameCount) {}
+
+FusedDataTerm::Band FusedDataTerm::band(int index) const {
+  return {2 * index, std::min(2 * index + 2, paddedHeight), std::min(2 * index + 6, paddedHeight)};
+}
+
+void FusedDataTerm::addOperator(int index, const Frames& frames, float* x, float* out) {
+  for (int s = index == 0 ? 0 : index + 2; s <= std::min(index + 2, operators.inputPairs() - 1); ++s) {
+    enterPair(s, frames, x);
+  }
+  operators.openOnto(out, index);
+  spreadAll(index, frames, out);
+}
+
+void FusedDataTerm::backProject(int index, const Frames& frames, float** images, float* out) {
+  if (index < height) {
+    const std::ptrdiff_t begin = static_cast<std::ptrdiff_t>(index) * width;
+    for (int k = 0; k < frames.count; ++k) {
+      psfKernels().weightRow(frames.masks[k] + begin, images[k] + begin, width, operators.sampleRow(k, index));
+    }
+  }
+  operators.openOntoZeros();
+  spreadAll(index, frames, out);
+}
+
+void FusedDataTerm::enterPair(int s, const Frames& frames, const float* x) {
+  operators.enter(x, s);
+  const int r = s - 2;
+  for (int k = 0; k < frames.count; ++k) {
+    const float* samples = operators.image(k, frames.kernelX(k), frames.kernelY(k));
+    if (r >= 0) {
+      psfKernels().weightRow(frames.masks[k] + static_cast<std::ptrdiff_t>(r) * width, samples, width,
+                             operators.sampleRow(k, r));
+    }
+  }
+}
+
+void FusedDataTerm::spreadAll(int index, const Frames& frames, float* out) {
+  for (int k = 0; k < frames.count; ++k) {
+    operators.spread(k, index, frames.kernelX(k), frames.kernelY(k));
+  }
+  operators.close(out, index);
+}
+
+}  // namespace movra::vision::detail

@@ -1,0 +1,282 @@
+// Definitions of TvMinimization, included by the sources that instantiate it.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+
+#include "movra/Exception.h"
+#include "vision/superresolution/TvMinimization.h"
+#include "vision/superresolution/detail/DataTerm.h"
+#include "vision/superresolution/detail/ErrorFunction.h"
+#include "vision/superresolution/detail/Sizes.h"
+#include "vision/superresolution/detail/SolverKernels.h"
+#include "vision/superresolution/detail/TvTerm.h"
+#include "vision/superresolution/detail/WholeImageDataTerm.h"
+
+namespace movra::vision {
+
+namespace detail {
+
+/// What differs between the convolution classes. Specialised where the general case is not the best.
+template <class Convolution>
+struct SolverTraits {
+  /// Zero floats after each work array.
+  static constexpr std::size_t slack = 0;
+
+  static std::unique_ptr<DataTerm<typename Convolution::Mask>> makeDataTerm(const ReconstructionSize& size,
+                                                                            int /*frameCount*/) {
+    return std::make_unique<WholeImageDataTerm<Convolution>>(size, slack);
+  }
+};
+
+inline int paddedExtent(int extent, int psfSize, float factor) {
+  const float padded = static_cast<float>(extent) * factor + static_cast<float>(psfSize) - 1.0f;
+  return checkedSize(std::max(truncateToInt(padded), 0));
+}
+
+/// The PSF of one direction moved by `shift` high-resolution pixels; a positive shift moves it to lower indices.
+inline void movePsf(const float* base, int taps, float shift, float* moved) {
+  if (taps < 1) {
+    return;
+  }
+  if (shift < 0) {
+    moved[0] = 0;
+    for (int j = 1; j < taps; ++j) {
+      moved[j] = base[j - 1] * -shift + base[j] * (1.0f + shift);
+    }
+  } else {
+    for (int j = 0; j < taps - 1; ++j) {
+      moved[j] = base[j] * (1.0f - shift) + base[j + 1] * shift;
+    }
+    moved[taps - 1] = 0;
+  }
+}
+
+}  // namespace detail
+
+template <class Convolution>
+TvMinimization<Convolution>::TvMinimization(int width_, int height_, int frameCount_, float factor_)
+    : width(detail::checkedSize(width_)),
+      height(detail::checkedSize(height_)),
+      psfSize(detail::checkedSize(detail::truncateToInt(3.0f * factor_))),
+      paddedWidth(detail::paddedExtent(width, psfSize, factor_)),
+      paddedHeight(detail::paddedExtent(height, psfSize, factor_)),
+      paddedSize(detail::checkedArea(paddedHeight, paddedWidth)),
+      frameCount(detail::checkedSize(frameCount_)),
+      factor(factor_),
+      psf(new float[static_cast<std::size_t>(psfSize)]()),
+      psfX(new float[static_cast<std::size_t>(detail::checkedArea(frameCount, psfSize))]()),
+      psfY(new float[static_cast<std::size_t>(detail::checkedArea(frameCount, psfSize))]()),
+      residualNorm2(0),
+      invRhsNorm2(0) {
+  using Traits = detail::SolverTraits<Convolution>;
+  const detail::ReconstructionSize size{
+      width,        height,  detail::scaledSize(width, factor), detail::scaledSize(height, factor), paddedWidth,
+      paddedHeight, psfSize, factor};
+  dataTerm = Traits::makeDataTerm(size, frameCount);
+  tvTerm = std::make_unique<detail::TvTerm>(paddedWidth, paddedHeight, Traits::slack);
+  vectors = std::make_unique<detail::SolverVectors>(static_cast<std::size_t>(paddedSize), Traits::slack);
+  setPsfSigma(0.683f);
+  setWeightTV(400.0f);
+  setEpsilon(0.1f);
+  setRelRes(0.007f);
+  setMaxIter(8);
+}
+
+template <class Convolution>
+TvMinimization<Convolution>::~TvMinimization() = default;
+
+template <class Convolution>
+void TvMinimization<Convolution>::setPsfSigma(float sigma) {
+  psfSigma = sigma;
+  std::fill_n(psf.get(), psfSize, 0.0f);
+  const float inverseWidth = 1.0f / (sigma * 1.4142135f);
+  const int middle = psfSize / 2;
+  float sum = 0;
+  // The mass of the Gaussian on each unit cell to the right of the centre, which is also that of its mirror image.
+  for (int i = 0; static_cast<float>(i) < factor && i < psfSize; ++i) {
+    const float from = static_cast<float>(i) * inverseWidth;
+    const float upper = detail::approximateErf(static_cast<float>(i + 1) * inverseWidth);
+    const float lower = from == 0.0f ? 0.0f : detail::approximateErf(from);
+    const float mass = 0.5f * (upper - lower);
+    if (middle + i < psfSize && middle - 1 - i >= 0) {
+      psf[middle + i] = mass;
+      psf[middle - 1 - i] = mass;
+    }
+    sum += 2.0f * mass;
+  }
+  for (int i = 0; i < psfSize; ++i) {
+    psf[i] /= sum;
+  }
+}
+
+template <class Convolution>
+void TvMinimization<Convolution>::setWeightTV(float weight) {
+  weightTV = weight;
+  tvCoefficient = -1.0f / weight;
+}
+
+template <class Convolution>
+void TvMinimization<Convolution>::setEpsilon(float smallest) {
+  epsilon = smallest;
+  invEpsilon = 1.0f / smallest;
+}
+
+template <class Convolution>
+int TvMinimization<Convolution>::minimize(int count, int refIndex, float** frames, cv::Point_<float>* shifts,
+                                          Mask** masks, float* out) {
+  if (count < 1 || count > frameCount || refIndex < 0 || refIndex >= count) {
+    MOVRA_THROW("Number of frames or reference out of range");
+  }
+  const int size = width * height;
+  const detail::SolverKernels& kernels = detail::solverKernels();
+
+  double lanes[detail::sumLanes] = {};
+  kernels.addValues(frames[refIndex], size, lanes);
+  const double mean = detail::combineLanes(lanes) / size;
+  std::fill_n(lanes, detail::sumLanes, 0.0);
+  kernels.addSquaredDeviations(frames[refIndex], size, mean, lanes);
+  const double variance = detail::combineLanes(lanes) / size;
+  const float offset = static_cast<float>(mean);
+  const float scale = std::sqrt(static_cast<float>(variance));
+  for (int k = 0; k < count; ++k) {
+    kernels.normalise(offset, scale, frames[k], size);
+  }
+
+  generatePsfs(count, shifts);
+  backProject(count, frames, masks);
+
+  int total = 0;
+  for (int pass = 0; pass < maxIter; ++pass) {
+    const int made = conjugateGradients(count, masks, maxIter - total);
+    total += made;
+    if (made == 0) {
+      break;
+    }
+  }
+  writeResult(offset, scale, out);
+  return total;
+}
+
+template <class Convolution>
+void TvMinimization<Convolution>::generatePsfs(int count, cv::Point_<float>* shifts) {
+  for (int k = 0; k < std::min(count, frameCount); ++k) {
+    detail::movePsf(psf.get(), psfSize, shifts[k].x * factor, psfX.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
+    detail::movePsf(psf.get(), psfSize, shifts[k].y * factor, psfY.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
+  }
+}
+
+// b = sum_k B_k' M_k y_k, which is also the first estimate.
+template <class Convolution>
+void TvMinimization<Convolution>::backProject(int count, float** frames, Mask** masks) {
+  for (int b = 0; b < dataTerm->bandCount(); ++b) {
+    dataTerm->backProject(b, {count, psfSize, psfX.get(), psfY.get(), masks}, frames, vectors->rhs.get());
+  }
+  double lanes[detail::sumLanes] = {};
+  detail::solverKernels().addSquares(vectors->rhs.get(), paddedSize, lanes);
+  invRhsNorm2 = static_cast<float>(1.0 / detail::combineLanes(lanes));
+  std::copy_n(vectors->rhs.get(), paddedSize, vectors->estimate.get());
+}
+
+template <class Convolution>
+int TvMinimization<Convolution>::conjugateGradients(int count, Mask** masks, int maxIterations) {
+  computeL();
+
+  // r = b - A x, p = r
+  float lanes[detail::sumLanes] = {};
+  applySystem(
+      vectors->estimate.get(), count, masks, vectors->residual.get(), [](int) {},
+      [&](int begin, int end) {
+        detail::solverKernels().startResidual(vectors->rhs.get(), vectors->residual.get(), vectors->direction.get(), begin,
+                                              end, lanes);
+      });
+  residualNorm2 = detail::combineLanes(lanes);
+  directionIsFinal = true;
+
+  if (relRes * relRes > residualNorm2 * invRhsNorm2) {
+    return 0;
+  }
+  for (int i = 0; i < maxIterations; ++i) {
+    if (iteration(i, count, masks)) {
+      return i + 1;
+    }
+  }
+  return std::max(maxIterations, 0);
+}
+
+template <class Convolution>
+void TvMinimization<Convolution>::computeL() {
+  tvTerm->freezeAt(vectors->estimate.get(), {tvCoefficient, epsilon, invEpsilon});
+}
+
+// out = A x, band by band. `before(end)` is called when the pixels of x up to `end` are needed, `after(begin, end)` when
+// these pixels of the result are there.
+template <class Convolution>
+template <class Before, class After>
+void TvMinimization<Convolution>::applySystem(float* x, int count, Mask** masks, float* out, Before before,
+                                              After after) {
+  for (int b = 0; b < dataTerm->bandCount(); ++b) {
+    const auto band = dataTerm->band(b);
+    before(band.rowsRead * paddedWidth);
+    tvTerm->applyRows(x, band.begin, band.end, out);
+    dataTerm->addOperator(b, {count, psfSize, psfX.get(), psfY.get(), masks}, x, out);
+    after(band.begin * paddedWidth, band.end * paddedWidth);
+  }
+}
+
+template <class Convolution>
+void TvMinimization<Convolution>::gradient(float* x, int count, Mask** masks, float* out) {
+  applySystem(x, count, masks, out, [](int) {}, [](int, int) {});
+}
+
+template <class Convolution>
+bool TvMinimization<Convolution>::iteration(int /*index*/, int count, Mask** masks) {
+  const detail::SolverKernels& kernels = detail::solverKernels();
+  float* const x = vectors->estimate.get();
+  float* const r = vectors->residual.get();
+  float* const p = vectors->direction.get();
+  float* const q = vectors->directionImage.get();
+
+  // p = beta p + r of the iteration before, just ahead of q = A p and p'q
+  int turned = directionIsFinal ? paddedSize : 0;
+  float lanes[detail::sumLanes] = {};
+  applySystem(
+      p, count, masks, q,
+      [&](int end) {
+        if (turned < end) {
+          kernels.turnDirection(beta, r, p, turned, end);
+          turned = end;
+        }
+      },
+      [&](int begin, int end) { kernels.addProducts(p, q, begin, end, lanes); });
+  directionIsFinal = true;
+  const float alpha = residualNorm2 / detail::combineLanes(lanes);
+
+  // x = x + alpha p, r = r - alpha q
+  std::fill_n(lanes, detail::sumLanes, 0.0f);
+  kernels.stepAlong(alpha, p, q, x, r, 0, paddedSize, lanes);
+  const float newNorm2 = detail::combineLanes(lanes);
+  if (relRes * relRes > invRhsNorm2 * newNorm2) {
+    return true;
+  }
+  beta = newNorm2 / residualNorm2;
+  residualNorm2 = newNorm2;
+  directionIsFinal = false;
+  return false;
+}
+
+// The middle of the padded estimate in the frames' unit.
+template <class Convolution>
+void TvMinimization<Convolution>::writeResult(float mean, float deviation, float* out) const {
+  const int margin = (psfSize - 1) / 2;
+  const int columns = detail::scaledSize(width, factor);
+  const int rows = detail::scaledSize(height, factor);
+  for (int y = 0; y < rows; ++y) {
+    const float* row = vectors->estimate.get() + static_cast<std::ptrdiff_t>(y + margin) * paddedWidth + margin;
+    for (int x = 0; x < columns; ++x) {
+      *out++ = deviation * row[x] + mean;
+    }
+  }
+}
+
+}  // namespace movra::vision

@@ -1,0 +1,62 @@
+#include "vision/superresolution/detail/WholePixelMove.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+
+#include "movra/Exception.h"
+
+namespace movra::vision::detail {
+
+int wholePixels(float shift) {
+  constexpr float limit = 1073741824.0f;
+  if (!(shift > -limit)) {
+    return shift < 0 ? static_cast<int>(-limit) : 0;
+  }
+  return static_cast<int>(std::floor(std::min(shift, limit) + 0.5f));
+}
+
+bool overlaps(cv::Point_<int> shift, int width, int height) {
+  return std::abs(shift.x) < width && std::abs(shift.y) < height;
+}
+
+cv::Rect overlapInReference(cv::Point_<int> shift, int width, int height) {
+  return {std::max(0, -shift.x), std::max(0, -shift.y), width - std::abs(shift.x), height - std::abs(shift.y)};
+}
+
+void moveByWholePixels(const float* src, int width, int height, cv::Point_<float>& shift, float* dst) {
+  const int ix = wholePixels(shift.x);
+  const int iy = wholePixels(shift.y);
+  const std::int64_t size = std::int64_t{width} * height;
+  const std::int64_t offset = std::clamp(std::int64_t{iy} * width + ix, -size, size);
+  const std::int64_t begin = std::max<std::int64_t>(0, -offset);
+  const std::int64_t end = size - std::max<std::int64_t>(0, offset);
+  std::fill(dst, dst + begin, 0.0f);
+  std::copy(src + begin + offset, src + end + offset, dst + begin);
+  std::fill(dst + end, dst + size, 0.0f);
+  shift.x -= static_cast<float>(ix);
+  shift.y -= static_cast<float>(iy);
+}
+
+void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts, float** shiftedFrames,
+                 std::vector<cv::Point_<float>>& completeShifts, const char* source, int line) {
+  const auto limit = static_cast<float>(height / 2);  // of both axes
+  if (completeShifts.size() < static_cast<std::size_t>(frameCount)) {
+    completeShifts.resize(static_cast<std::size_t>(frameCount));
+  }
+  for (int i = 0; i < frameCount; ++i) {
+    cv::Point_<float>& shift = shifts[i];
+    completeShifts[static_cast<std::size_t>(i)] = shift;
+    const bool within = -limit < shift.x && shift.x < limit && -limit < shift.y && shift.y < limit;
+    if (!within) {
+      for (int k = i; k < frameCount; ++k) {
+        std::copy_n(frames[k], std::ptrdiff_t{width} * height, shiftedFrames[k]);
+      }
+      throw Exception("Too large displacement", Exception::locationText(source, line, "doRegistration"));
+    }
+    moveByWholePixels(frames[i], width, height, shift, shiftedFrames[i]);
+  }
+}
+
+}  // namespace movra::vision::detail
