@@ -1,0 +1,335 @@
+#include "vision/superresolution/BadPixel.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <tuple>
+
+#include "movra/Exception.h"
+
+using movra::vision::BadPixel;
+
+namespace {
+
+using Point = cv::Point_<unsigned int>;
+using Reasons = std::vector<unsigned short>;
+using List = cv::Mat_<unsigned short>;
+using Row = cv::Vec<unsigned short, 10>;
+using Rows = std::vector<Row>;
+
+List listOf(const Rows& rows) {
+  return List(cv::Mat(rows, true).reshape(1));
+}
+
+// A row with the pixel and, if given, its first replacement.
+Row rowOf(int x, int y, int x1 = 0, int y1 = 0) {
+  return cv::Vec<int, 10>(x, y, x1, y1);
+}
+
+Rows rowsOf(const cv::Mat& list) {
+  Rows rows;
+  for (int i = 0; i < list.rows; ++i) rows.push_back(*list.ptr<Row>(i));
+  return rows;
+}
+
+// The neighbour search without running sums.
+std::pair<bool, Rows> plainSearch(const cv::Mat_<short>& img, cv::Mat_<int> hist, std::size_t capacity,
+                                  int lo, int hi, int maxCount, int window) {
+  const int n = hist.cols;
+  Rows found;
+  const auto add = [&](const auto& wanted) {
+    for (int i = 0; i < img.rows * img.cols; ++i) {
+      const cv::Point p(i % img.cols, i / img.cols);
+      if (wanted(img(p)) && found.size() < capacity) found.push_back(rowOf(p.x, p.y, img.cols, img.rows));
+    }
+  };
+  const auto sum = [&](int first, int last) {
+    int total = 0;
+    for (int b = std::max(first, 0); b <= std::min(last, n - 1); ++b) total += hist(0, b);
+    return total;
+  };
+  if (hist(0, 0) + hist(0, n - 1) > static_cast<int>(capacity)) return {false, found};
+  add([&](int v) { return v >= hi || v <= lo; });
+  hist(0, 0) = hist(0, n - 1) = 0;
+  for (int b = 0; b < n; ++b) {
+    if (found.size() == capacity) return {false, found};
+    const bool isolated = hist(0, b) >= 1 && sum(b, b + window) < maxCount && sum(b - window, b) < maxCount &&
+                          sum(b - window / 2, b + window / 2) < maxCount;
+    if (isolated) add([&](int v) { return v == b + lo; });
+  }
+  return {true, found};
+}
+
+// The replacements of a row by trying every offset: in each direction the nearest good pixel.
+Row plainReplacements(const Rows& list, const Row& bad, cv::Size size, int radius) {
+  using Candidate = std::tuple<float, std::size_t, cv::Point>;  // distance, then the order of trial
+  const auto isGood = [&](cv::Point p) {
+    const auto isAtP = [&](const Row& row) { return p == cv::Point(row[0], row[1]); };
+    return p.inside({{}, size}) && std::none_of(list.begin(), list.end(), isAtP);
+  };
+  const auto less = [](const Candidate& a, const Candidate& b) {
+    return std::tie(std::get<0>(a), std::get<1>(a)) < std::tie(std::get<0>(b), std::get<1>(b));
+  };
+  std::vector<Candidate> nearest;
+  for (int direction = 0; direction < 4; ++direction) {
+    std::vector<Candidate> candidates;
+    for (int i = 0; i < radius * (radius + 1) * 2; ++i) {
+      const int down = i / 2 / (radius + 1);
+      const int side = i / 2 % (radius + 1);
+      const float distance = std::sqrt(static_cast<float>(side * side + down * down));
+      cv::Point offset(i % 2 == 0 ? side : -side, down + 1);
+      for (int turn = 0; turn < direction; ++turn) offset = {-offset.y, offset.x};
+      const cv::Point target = cv::Point(bad[0], bad[1]) + offset;
+      if (distance <= static_cast<float>(radius - 1) && isGood(target))
+        candidates.emplace_back(distance, candidates.size(), target);
+    }
+    if (!candidates.empty()) nearest.push_back(*std::min_element(candidates.begin(), candidates.end(), less));
+  }
+  if (nearest.empty()) return bad;
+  const std::size_t count = nearest.size();
+  for (std::size_t k = count; k < 4; ++k) nearest.push_back(nearest[k - count]);
+  for (std::size_t k = 0; k < 4; ++k) std::get<1>(nearest[k]) = k;
+  std::sort(nearest.begin(), nearest.end(), less);
+  cv::Vec<int, 10> row(bad[0], bad[1]);
+  for (int k = 0; k < 4; ++k) {
+    row[2 + 2 * k] = std::get<2>(nearest[static_cast<std::size_t>(k)]).x;
+    row[3 + 2 * k] = std::get<2>(nearest[static_cast<std::size_t>(k)]).y;
+  }
+  return row;
+}
+
+}  // namespace
+
+TEST(BadPixel, TwoNumbersAreRowAndColumnAndASetPointIsTransposed) {
+  BadPixel pixel(7, 3, {Point(1, 2)}, {4});
+  EXPECT_EQ(pixel.pos(), Point(3, 7));
+  pixel.set(pixel.pos());
+  EXPECT_EQ(pixel.pos(), Point(7, 3));
+  pixel.set(10, 20);
+  unsigned int a = 0, b = 0;
+  pixel.pos(a, b);
+  EXPECT_EQ(Point(a, b), Point(10, 20));
+  EXPECT_EQ(Point(pixel.x(), pixel.y()), Point(20, 10));
+  pixel.addReplacementPixel(5, 6);
+  pixel.addReplacementPixel(Point(5, 6));
+  EXPECT_EQ(pixel.getReplacementPixels(), (std::vector<Point>{{1, 2}, {6, 5}, {5, 6}}));
+  pixel.clearReplacements();
+  EXPECT_EQ(pixel.getNumberOfReplacementPixels(), 0U);
+  pixel.addDefectReasons({2, 5, 2});
+  EXPECT_EQ(pixel.retrieveDefectReasons(), (Reasons{4, 2, 5}));
+  pixel.addDefectReasons({5, 9});
+  EXPECT_EQ(pixel.retrieveDefectReasons(), (Reasons{4, 2, 5, 9}));
+}
+
+TEST(BadPixel, TheHistogramCountsWhatLiesOutsideInItsEndBins) {
+  const cv::Mat_<short> img = (cv::Mat_<short>(2, 4) << -32768, -3, -2, 0, 0, 2, 3, 32767);
+  cv::Mat_<int> hist;
+  ASSERT_TRUE(BadPixel::buildValueHistogram(img, hist, -2, 2));
+  EXPECT_EQ(cv::countNonZero(hist != (cv::Mat_<int>(1, 5) << 3, 0, 2, 0, 3)), 0);
+  ASSERT_TRUE(BadPixel::buildValueHistogram(img, hist, -32768, 32767));
+  EXPECT_EQ(hist.cols, 65536);
+  EXPECT_EQ(cv::sum(hist)[0], 8);
+  EXPECT_FALSE(BadPixel::buildValueHistogram(img, hist, 2, 2));
+  EXPECT_FALSE(BadPixel::buildValueHistogram({}, hist, 0, 2));
+  EXPECT_EQ(hist.cols, 65536);
+}
+
+TEST(BadPixel, TheNeighbourSearchEqualsAPlainOne) {
+  cv::RNG random(11);
+  int complete = 0;
+  for (int trial = 0; trial < 200; ++trial) {
+    cv::Mat_<short> whole(9, 14);
+    // Most values near 100, some far away.
+    for (short& v : whole) v = static_cast<short>(100 + random.gaussian(random.uniform(0, 4) == 0 ? 30 : 3));
+    const cv::Mat_<short> img = whole(cv::Rect(1, 1, 12, 8));
+    const short lo = static_cast<short>(random.uniform(20, 60));
+    const short hi = static_cast<short>(random.uniform(140, 180));
+    const unsigned short maxCount = static_cast<unsigned short>(random.uniform(1, 6));
+    const unsigned short window = static_cast<unsigned short>(random.uniform(2, 20));
+    List list(random.uniform(0, 40), 10);
+    cv::Mat_<int> hist;
+    ASSERT_TRUE(BadPixel::buildValueHistogram(img, hist, lo, hi));
+    const auto [searched, expected] =
+        plainSearch(img, hist.clone(), static_cast<std::size_t>(list.rows), lo, hi, maxCount, window);
+    const bool result = BadPixel::performNeighbourSearch(img, hist, list, lo, hi, maxCount, window);
+    EXPECT_EQ(result, searched) << trial;
+    EXPECT_EQ(rowsOf(list), expected) << trial;
+    complete += result && !expected.empty() ? 1 : 0;
+  }
+  EXPECT_GT(complete, 20);
+}
+
+TEST(BadPixel, TheNeighbourSearchRefusesWhatItCannotSearch) {
+  cv::Mat_<short> img(4, 5, static_cast<short>(50));
+  img(0, 0) = 99;
+  img(1, 1) = 1;
+  img(2, 2) = 70;
+  cv::Mat_<int> hist;
+  BadPixel::buildValueHistogram(img, hist, 1, 99);
+  List list;
+  const auto search = [&](cv::Size listSize, cv::Mat_<int> bins, unsigned short maxCount = 2,
+                          unsigned short window = 4) {
+    list.create(listSize);
+    return BadPixel::performNeighbourSearch(img, bins, list, 1, 99, maxCount, window);
+  };
+  EXPECT_TRUE(search({10, 20}, hist.clone()));
+  EXPECT_EQ(rowsOf(list), (Rows{rowOf(0, 0, 5, 4), rowOf(1, 1, 5, 4), rowOf(2, 2, 5, 4)}));
+  EXPECT_FALSE(search({10, 1}, hist.clone())) << "two extremes";
+  EXPECT_TRUE(list.empty());
+  EXPECT_FALSE(search({10, 2}, hist.clone())) << "full before the first bin";
+  EXPECT_EQ(list.rows, 2);
+  EXPECT_FALSE(search({10, 20}, hist.clone(), 0));
+  EXPECT_FALSE(search({10, 20}, hist.clone(), 2, 1));
+  EXPECT_FALSE(search({9, 20}, hist.clone()));
+  EXPECT_FALSE(search({10, 20}, {}));
+  EXPECT_EQ(list.rows, 20) << "untouched";
+  cv::Mat_<int> negative = hist.clone();
+  negative(0, 40) = -3;
+  EXPECT_FALSE(search({10, 20}, negative)) << "a sum that would become negative";
+  EXPECT_EQ(list.rows, 2) << "what was found before stays";
+}
+
+TEST(BadPixel, TheQueryHoldsHalfDiscsOneRowOff) {
+  using Entries = std::vector<std::pair<float, cv::Point>>;
+  const auto entries = [](const auto& map) { return Entries(map.begin(), map.end()); };
+  const auto one = BadPixel::computeReplacePixelQuery(1);
+  ASSERT_EQ(one.size(), 4U);
+  EXPECT_EQ(entries(one[0]), (Entries{{0, {0, 1}}}));
+  EXPECT_EQ(entries(one[1]), (Entries{{0, {-1, 0}}}));
+  EXPECT_EQ(entries(one[2]), (Entries{{0, {0, -1}}}));
+  EXPECT_EQ(entries(one[3]), (Entries{{0, {1, 0}}}));
+  const auto two = BadPixel::computeReplacePixelQuery(2);
+  EXPECT_EQ(entries(two[1]), (Entries{{0, {-1, 0}}, {1, {-1, 1}}, {1, {-1, -1}}, {1, {-2, 0}}}));
+  for (const int radius : {0, -1, std::numeric_limits<int>::min()}) {
+    for (const auto& map : BadPixel::computeReplacePixelQuery(radius)) EXPECT_TRUE(map.empty()) << radius;
+  }
+}
+
+TEST(BadPixel, ReplacementsAreTheNearestGoodPixelOfEachDirection) {
+  cv::RNG random(5);
+  for (int trial = 0; trial < 60; ++trial) {
+    const cv::Size size(random.uniform(1, 9), random.uniform(1, 7));
+    const int radius = random.uniform(1, 6);
+    Rows bad(static_cast<std::size_t>(random.uniform(1, size.area() + 4)));
+    for (Row& row : bad) row = rowOf(random.uniform(0, size.width), random.uniform(0, size.height), 99);
+    Rows expected;
+    bool all = true;
+    for (const Row& row : bad) {
+      expected.push_back(plainReplacements(bad, row, size, radius));
+      all = all && expected.back()[2] != 99;
+    }
+    List list = listOf(bad);
+    if (radius != 3) {
+      for (int i = 0; i < list.rows; ++i) {
+        BadPixel::calculateSingleReplacePixel(list, static_cast<unsigned short>(i), size, radius);
+      }
+      EXPECT_EQ(rowsOf(list), expected) << trial;
+    }
+    list = listOf(bad);
+    EXPECT_EQ(BadPixel::calculateReplacePixels(list, size, static_cast<unsigned int>(radius)), all) << trial;
+    EXPECT_EQ(rowsOf(list), expected) << trial;
+  }
+}
+
+TEST(BadPixel, TheSimpleNeighbourhoodFallsThroughToTheNextDirection) {
+  List corner = listOf({rowOf(0, 0)});
+  EXPECT_TRUE(BadPixel::calculateSingleReplacePixel(corner, 0, {20, 10}, 3));
+  EXPECT_EQ(rowsOf(corner)[0], Row(0, 0, 1, 0, 1, 0, 0, 1, 1, 0));
+  // Upward (5, 4), (5, 3) and (4, 4) are bad, so the fourth offset is taken; to the left the second.
+  List middle = listOf({rowOf(5, 5), rowOf(5, 4), rowOf(5, 3), rowOf(4, 4), rowOf(4, 5)});
+  EXPECT_TRUE(BadPixel::calculateSingleReplacePixelSimpleNhood(middle, 0, {20, 10}));
+  EXPECT_EQ(rowsOf(middle)[0], Row(5, 5, 6, 4, 6, 5, 5, 6, 3, 5));
+  EXPECT_FALSE(BadPixel::calculateSingleReplacePixelSimpleNhood(corner, 0, {1, 1}));
+  EXPECT_FALSE(BadPixel::calculateSingleReplacePixelSimpleNhood(corner, 1, {20, 10}));
+}
+
+TEST(BadPixel, AnyListIsSafe) {
+  const auto query = BadPixel::computeReplacePixelQuery(4);
+  List empty;
+  EXPECT_FALSE(BadPixel::calculateSingleReplacePixel(empty, 0, {5, 5}, query));
+  EXPECT_FALSE(BadPixel::calculateSingleReplacePixelSimpleNhood(empty, 0, {5, 5}));
+  EXPECT_TRUE(BadPixel::calculateReplacePixels(empty, {5, 5}, 2));
+  const Rows before{rowOf(65535, 65535), rowOf(5, 2), rowOf(0, 65535)};
+  List outside = listOf(before);
+  EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {5, 5}, 0));
+  EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {5, 5}, 0xffffffffU));
+  EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {0, 0}, 3));
+  EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {-5, 5}, 3));
+  EXPECT_FALSE(BadPixel::calculateSingleReplacePixel(outside, 1, {5, 5}, BadPixel::Query(3)));
+  EXPECT_EQ(rowsOf(outside), before);
+  EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {5, 5}, 2)) << "only the second is near the image";
+  EXPECT_EQ(rowsOf(outside), (Rows{before[0], Row(5, 2, 4, 2, 4, 3, 4, 1, 4, 3), before[2]}));
+  List nine(2, 9, static_cast<unsigned short>(0));
+  EXPECT_FALSE(BadPixel::calculateSingleReplacePixel(nine, 0, {5, 5}, 3));
+  EXPECT_FALSE(BadPixel::calculateReplacePixels(nine, {5, 5}, 2));
+
+  List longer(70000, 10, static_cast<unsigned short>(0));  // more rows than an index counts
+  EXPECT_TRUE(BadPixel::calculateReplacePixels(longer, {20, 10}, 2));
+  EXPECT_EQ(*longer.ptr<Row>(69999), Row(0, 0, 0, 1, 1, 0, 0, 1, 1, 0));
+}
+
+TEST(BadPixel, AppendingRecomputesWhatBecameBad) {
+  const cv::Size size(20, 10);
+  cv::Mat list;
+  ASSERT_TRUE(BadPixel::appendBadPixel(listOf({rowOf(5, 5, 20, 10), rowOf(12, 5, 20, 10)}), list, size, 2));
+  const Rows first = rowsOf(list);
+  EXPECT_EQ(first[0], Row(5, 5, 5, 6, 4, 5, 5, 4, 6, 5));
+
+  const Row replacesFirst(6, 5, 7, 7, 7, 7, 7, 7, 7, 7);
+  const Row good(1, 1, 1, 2, 0, 1, 1, 0, 2, 1);
+  const Row byOld(15, 8, 12, 5, 7, 7, 7, 7, 7, 7);
+  const Row byItself(16, 2, 7, 7, 16, 2, 7, 7, 7, 7);
+  const Row byOutside(17, 7, 7, 7, 7, 7, 7, 7, 7, 10);
+  ASSERT_TRUE(
+      BadPixel::appendBadPixel(listOf({replacesFirst, good, byOld, byItself, byOutside}), list, size, 2));
+  const Rows combined = rowsOf(list);
+  EXPECT_EQ(combined, (Rows{Row(5, 5, 5, 6, 4, 5, 5, 4, 6, 4), first[1], replacesFirst, good,
+                            Row(15, 8, 15, 9, 14, 8, 15, 7, 16, 8), Row(16, 2, 16, 3, 15, 2, 16, 1, 17, 2),
+                            Row(17, 7, 17, 8, 16, 7, 17, 6, 18, 7)}));
+
+  EXPECT_TRUE(BadPixel::appendBadPixel(List(0, 10), list, size, 2));
+  EXPECT_FALSE(BadPixel::appendBadPixel(List(1, 9), list, size, 2));
+  EXPECT_FALSE(BadPixel::appendBadPixel(cv::Mat(1, 10, CV_16SC1), list, size, 2));
+  EXPECT_EQ(rowsOf(list), combined);
+  cv::Mat floats(1, 10, CV_32F);
+  EXPECT_FALSE(BadPixel::appendBadPixel(list, floats, size, 2));
+  cv::Mat none;
+  EXPECT_TRUE(BadPixel::appendBadPixel(List(0, 10), none, size, 2));
+  EXPECT_EQ(none.cols, 10);
+  EXPECT_EQ(none.type(), CV_16UC1);
+}
+
+TEST(BadPixel, SquaresAreDrawnAroundTheListedPixels) {
+  const cv::Scalar red(0, 0, 255);
+  cv::Mat_<cv::Vec3b> img(10, 20, cv::Vec3b(0, 0, 0));
+  cv::Mat_<cv::Vec3b> expected = img.clone();
+  expected(cv::Rect(4, 3, 3, 3)).setTo(red);
+  expected(4, 5) = cv::Vec3b(0, 0, 0);
+  const List one = listOf({rowOf(5, 4)});
+  BadPixel::drawBadPixels(one, img, red, 3, false);
+  BadPixel::drawBadPixels(one, img, red, 0, false);
+  BadPixel::drawBadPixels(one, img, red, 0xffffffffU, false);  // no side lies in the image
+  EXPECT_EQ(cv::norm(img, expected, cv::NORM_INF), 0);
+
+  cv::theRNG().state = 99;
+  BadPixel::drawBadPixels(listOf({rowOf(0, 9), rowOf(19, 0)}), img, red, 1, true);
+  cv::RNG random(99);
+  for (const cv::Point& p : {cv::Point(0, 9), cv::Point(19, 0)}) {
+    for (int channel = 0; channel < 3; ++channel)
+      EXPECT_EQ(img(p)[channel], static_cast<unsigned char>(random)) << p;
+  }
+
+  const auto messageOf = [&](const cv::Mat& list) -> std::string {
+    try {
+      BadPixel::drawBadPixels(list, img, red, 1, false);
+    } catch (const movra::Exception& e) {
+      return e.what();
+    }
+    return "nothing thrown";
+  };
+  EXPECT_EQ(messageOf(List(1, 9)), "ERROR: \t >>Unspported BadPixel format!!");
+  EXPECT_EQ(messageOf(cv::Mat(1, 10, CV_16SC1)), "ERROR: \t >>Unspported BadPixel format!!");
+  EXPECT_EQ(messageOf(listOf({rowOf(2, 2), rowOf(3, 10)})), "ERROR: \t >>BadPixel [10,3] out of bounds ");
+  EXPECT_EQ(img(2, 2), cv::Vec3b(0, 0, 255)) << "drawn before the exception";
+}
