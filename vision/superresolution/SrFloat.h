@@ -8,7 +8,7 @@
 namespace movra::vision {
 
 /// Writes the six-line timing report of each reconstruction to standard output.
-class ConsoleReport;
+class MOVRA_SUPERRESOLUTION_API ConsoleReport;  // else the engine, an instance with it, would be hidden
 
 /// The production super-resolution engine; see BurstEngine for all its operations. `R` is the registration:
 /// SrFloatRegistration2 (tracked corners) or SrFloatRegistration1 (phase correlation).

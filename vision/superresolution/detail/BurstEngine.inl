@@ -45,7 +45,7 @@ typename BurstEngine<R, M, BadPixels, Report>::template Slots<T>
 BurstEngine<R, M, BadPixels, Report>::makeSlots(int count, int size) {
   Slots<T> slots;
   for (int i = 0; i < count; ++i) {
-    slots.buffers.emplace_back(new T[static_cast<std::size_t>(size)]());
+    slots.buffers.push_back(std::make_unique<T[]>(static_cast<std::size_t>(size)));
     slots.pointers.push_back(slots.buffers.back().get());
   }
   return slots;
