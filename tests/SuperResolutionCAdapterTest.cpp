@@ -1,0 +1,407 @@
+// Through the shared library, as an application meets it.
+#include "vision/superresolution/SuperResolutionCAdapter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "SuperResolutionCAdapterFixture.h"
+#include "vision/superresolution/SrFloat.h"
+
+#if defined(__SSE2__)
+#include <xmmintrin.h>
+#endif
+
+namespace {
+
+/// A block in which most pixels lack the good neighbours to be repaired from.
+void spoil(Image& frame, float value) {
+  for (int y = 10; y < 16; ++y) std::fill_n(&frame[at(10, y)], 6, value);
+}
+
+/// What the engine itself makes of a burst.
+Image engineImage(const std::vector<Image>& burst, float sigma = defaultSigma, int referenceIndex = 3) {
+  movra::vision::SrFloat<movra::vision::SrFloatRegistration2> engine(width, height, 5, 2.0F);
+  engine.setReferenceIndex(referenceIndex);
+  engine.setWeightTV(400.0F);
+  engine.setRegError(1e-4F);
+  engine.setRelativeResidue(0.007F);
+  engine.setPsfSigma(sigma);
+  for (const Image& frame : burst) engine.addFrame(frame.data());
+  Image image(static_cast<std::size_t>(engine.getOutputSize()));
+  engine.computeSR(image.data());
+  return image;
+}
+
+TEST_F(SuperResolutionCAdapterTest, LifeOfAContext) {
+  const std::vector<Image> burst = makeBurst(7);
+  const int context = open();
+  EXPECT_TRUE(SuperResolution_isContextValid(context));
+
+  int columns = 0;
+  int rows = 0;
+  EXPECT_EQ(SuperResolution_queryOutputImageSize(context, &columns, &rows), -5);
+  EXPECT_EQ(lastError(), "Not enough input images (<5)");
+  EXPECT_EQ(columns, 2 * width);
+  EXPECT_EQ(rows, 2 * height);
+  const Image zeros(4 * width * height, 0.0F);
+  EXPECT_TRUE(sameBits(fetch(context, -5), zeros));
+
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
+  Image untouched = zeros;
+  EXPECT_EQ(SuperResolution_getSuperresolutionImage(context, untouched.data()), -5);
+  EXPECT_TRUE(sameBits(untouched, zeros)) << "only the fifth frame or a query reconstructs";
+  EXPECT_TRUE(sameBits(fetch(context, -5), engineImage({burst.begin(), burst.begin() + 4})));
+
+  for (std::size_t i = 4; i < burst.size(); ++i) {
+    EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
+    EXPECT_TRUE(
+        sameBits(fetch(context), engineImage({burst.begin(), burst.begin() + static_cast<int>(i) + 1})));
+  }
+  EXPECT_EQ(SuperResolution_queryOutputImageSize(context, nullptr, &rows), 0);
+  EXPECT_EQ(SuperResolution_queryOutputImageSize(context, &columns, nullptr), 0);
+
+  EXPECT_EQ(SuperResolution_release(context), 0);
+  EXPECT_FALSE(SuperResolution_isContextValid(context));
+
+  // A new context in the same slot knows nothing of the old one.
+  EXPECT_EQ(open(), context);
+  EXPECT_TRUE(sameBits(fetch(context, -5), zeros));
+}
+
+TEST_F(SuperResolutionCAdapterTest, TheLowestFreeHandleIsTaken) {
+  namespace sr = movra::vision;  // the same functions by their other names
+  const int first = sr::SuperResolution_init(8, 8);
+  const int second = open();
+  const int third = open();
+  EXPECT_EQ(second, first + 1);
+  EXPECT_EQ(third, first + 2);
+  EXPECT_EQ(sr::SuperResolution_release(second), 0);
+  EXPECT_EQ(sr::SuperResolution_release(first), 0);
+  EXPECT_EQ(open(), first);
+  EXPECT_EQ(open(), second);
+  EXPECT_EQ(open(), third + 1);
+}
+
+TEST_F(SuperResolutionCAdapterTest, AFailedInitUsesNoHandleUp) {
+  const int before = open();
+  for (const Size size : {Size{-1, 8}, Size{8, -1}, Size{-8, -8}, Size{INT_MIN, INT_MIN},
+                          Size{INT_MAX, INT_MAX}, Size{50000, 50000}, Size{-1, 0}, Size{INT_MAX, 1},
+                          Size{1, 1 << 30}, Size{0, INT_MAX}}) {
+    EXPECT_THROW(SuperResolution_init(size.width, size.height), std::bad_alloc)
+        << size.width << " x " << size.height;
+    EXPECT_FALSE(SuperResolution_isContextValid(before + 1));
+  }
+  EXPECT_EQ(open(), before + 1);
+}
+
+TEST_F(SuperResolutionCAdapterTest, ContextsDoNotDisturbEachOther) {
+  const Size small{32, 36};
+  const std::vector<Image> burst = makeBurst(6);
+  const std::vector<Image> smallBurst = makeBurst(6, small);
+
+  const int alone = openAndFeed(burst);
+  const Image expected = fetch(alone);
+  SuperResolution_release(alone);
+
+  const int context = open();
+  const int other = open(small);
+  SuperResolution_setCameraAndLensType(other, "m01 FOV 10");
+  for (std::size_t i = 0; i < burst.size(); ++i) {
+    EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
+    EXPECT_EQ(SuperResolution_addImage(other, smallBurst[i].data()), 0);
+    if (i == 2) open({16, 16});  // the registry grows under both
+  }
+  EXPECT_EQ(fetch(other).size(), 4U * 32 * 36);
+  EXPECT_EQ(SuperResolution_release(other), 0);
+  EXPECT_TRUE(sameBits(fetch(context), expected));
+}
+
+TEST_F(SuperResolutionCAdapterTest, InvalidHandles) {
+  const int context = open();
+  const int released = open();
+  SuperResolution_release(released);
+  const Image frame = makeFrame(0, 0);
+  Image image(4 * width * height, 5.0F);
+  for (const int handle : {released, released + 1, -1, INT_MIN, INT_MAX}) {
+    EXPECT_FALSE(SuperResolution_isContextValid(handle));
+    int size = 5;
+    const auto expectInvalid = [](int code) {
+      EXPECT_EQ(code, -999);
+      EXPECT_EQ(lastError(), "Context invalid.");
+      markLastError();
+    };
+    markLastError();
+    expectInvalid(SuperResolution_release(handle));
+    expectInvalid(SuperResolution_addImage(handle, frame.data()));
+    expectInvalid(SuperResolution_addImage(handle, nullptr));
+    expectInvalid(SuperResolution_queryOutputImageSize(handle, &size, &size));
+    expectInvalid(SuperResolution_getSuperresolutionImage(handle, image.data()));
+    expectInvalid(SuperResolution_setReferenceFrame(handle, 0));
+    expectInvalid(SuperResolution_setReferenceFrame(handle, 77));
+    EXPECT_EQ(SuperResolution_setCameraAndLensType(handle, "m01 FOV 10"), 0);
+    EXPECT_EQ(lastError(), markedText);
+    EXPECT_EQ(size, 5);
+    EXPECT_EQ(image[0], 5.0F);
+  }
+  EXPECT_TRUE(SuperResolution_isContextValid(context));
+}
+
+TEST_F(SuperResolutionCAdapterTest, MissingPointersAndSizes) {
+  const int context = open();
+  EXPECT_EQ(SuperResolution_addImage(context, nullptr), -999);
+  EXPECT_EQ(lastError(), "ir image data pointer is NULL");
+  EXPECT_EQ(SuperResolution_getSuperresolutionImage(context, nullptr), -999);
+  EXPECT_EQ(lastError(), "Memcpy called on nullptr!!!!");
+  EXPECT_EQ(SuperResolution_queryOutputImageSize(context, nullptr, nullptr), -5);
+
+  for (const Size size : {Size{0, 6}, Size{6, 0}, Size{0, 0}}) {
+    const int empty = open(size);
+    float pixel = 1;
+    EXPECT_EQ(SuperResolution_addImage(empty, &pixel), -999);
+    EXPECT_EQ(lastError(), "Size of expected Ir images unknown");
+    EXPECT_EQ(SuperResolution_addImage(empty, nullptr), -999);
+    EXPECT_EQ(lastError(), "Size of expected Ir images unknown");
+    int columns = -1;
+    int rows = -1;
+    EXPECT_EQ(SuperResolution_queryOutputImageSize(empty, &columns, &rows), -5);
+    EXPECT_EQ(columns, 2 * size.width);
+    EXPECT_EQ(rows, 2 * size.height);
+    EXPECT_EQ(SuperResolution_getSuperresolutionImage(empty, &pixel), -999);
+    EXPECT_EQ(lastError(), "Memcpy called on nullptr!!!!");
+    EXPECT_EQ(pixel, 1.0F);
+  }
+}
+
+TEST_F(SuperResolutionCAdapterTest, ErrorTextIsCopiedAsStrncpyDoes) {
+  markLastError();
+  const int length = static_cast<int>(markedText.size());
+  const auto copied = [](int count) {
+    std::string buffer(64, 'x');
+    EXPECT_EQ(SuperResolution_getErrorMessage(&buffer[0], count), 0);
+    return buffer;
+  };
+  EXPECT_EQ(copied(4), "Size" + std::string(60, 'x'));
+  EXPECT_EQ(copied(length), markedText + std::string(64 - markedText.size(), 'x'));
+  EXPECT_EQ(copied(60), markedText + std::string(60 - markedText.size(), '\0') + "xxxx");
+  EXPECT_EQ(copied(0), std::string(64, 'x'));
+  EXPECT_EQ(copied(INT_MIN), std::string(64, 'x'));
+  EXPECT_EQ(SuperResolution_getErrorMessage(nullptr, 10), 0);
+
+  open();  // success clears nothing
+  EXPECT_EQ(SuperResolution_setLogFile("log"), 0);
+  EXPECT_EQ(lastError(), markedText);
+}
+
+TEST_F(SuperResolutionCAdapterTest, ReferenceFrame) {
+  const std::vector<Image> burst = makeBurst();
+  for (int index = 0; index < 5; ++index) {
+    const int context = open();
+    EXPECT_EQ(SuperResolution_setReferenceFrame(context, index), 0);
+    for (const int wrong : {-1, 5, INT_MAX, INT_MIN}) {
+      try {
+        SuperResolution_setReferenceFrame(context, wrong);
+        FAIL() << wrong;
+      } catch (const char* text) {
+        EXPECT_STREQ(text, "Invalid reference index specified.");
+      }
+    }
+    for (const Image& frame : burst) SuperResolution_addImage(context, frame.data());
+    EXPECT_TRUE(sameBits(fetch(context), engineImage(burst, defaultSigma, index))) << index;
+    SuperResolution_release(context);
+  }
+}
+
+TEST_F(SuperResolutionCAdapterTest, CameraTableShowsInTheImage) {
+  const struct {
+    std::string description;
+    float sigma;
+  } rows[] = {
+      {"m01 FOV 7", 0.81F},
+      {"m02 FOV 7", 0.01F},
+      {"m03 FOV 7", 0.01F},
+      {"m04 FOV 7", 0.01F},
+      {"m05 FOV 90", 0.01F},
+      {"m06 FOV 90", 0.625F},
+      {"m07 FOV 22", 0.65F},
+      {"m07 FOV 22.9", 0.65F},
+      {"m07 FOV 23", 0.35F},
+      {"m07 FOV -5", 0.65F},
+      {"m07 FOV 99999999999", 0.35F},   // reads as the largest int
+      {"m07 FOV -99999999999", 0.65F},  // and the smallest
+      {"m07 FOV wide", 0.65F},          // reads as 0
+      {"m08 FOV 7", 0.34F},
+      {"serial 4711/m04-x, lens FOV\t 7 deg, was m01", 0.81F},  // rows are searched in order
+      {"FOV7m06", 0.625F},
+      {"m07 FOV 15 FOV 30", 0.65F},  // the first counts
+      {"m01", defaultSigma},         // no lens
+      {"m01 fov 7", defaultSigma},
+      {"M01 FOV 7", defaultSigma},
+      {"m09 FOV 7", defaultSigma},
+      {"m06 FOV", defaultSigma},
+      {"m06 FOV \n", defaultSigma},
+      {"m06 FOV -1", defaultSigma},
+      {"", defaultSigma},
+  };
+  const std::vector<Image> burst = makeBurst();
+  std::vector<Image> images;
+  for (const auto& row : rows) {
+    const int context = open();
+    EXPECT_EQ(SuperResolution_setCameraAndLensType(context, "m08 FOV 1"), 0);  // the last one counts
+    EXPECT_EQ(SuperResolution_setCameraAndLensType(context, row.description.c_str()), 0);
+    for (const Image& frame : burst) SuperResolution_addImage(context, frame.data());
+    EXPECT_TRUE(sameBits(fetch(context), engineImage(burst, row.sigma))) << row.description;
+    images.push_back(fetch(context));
+    SuperResolution_release(context);
+  }
+  std::sort(images.begin(), images.end());
+  EXPECT_EQ(std::unique(images.begin(), images.end()) - images.begin(), 7)
+      << "each width makes another image";
+
+  markLastError();
+  EXPECT_THROW(SuperResolution_setCameraAndLensType(open(), nullptr), std::logic_error);
+  EXPECT_EQ(lastError(), markedText);
+}
+
+TEST_F(SuperResolutionCAdapterTest, CameraAndLensAreWrittenAsFarAsFound) {
+  const struct {
+    const char* description;
+    bool found;
+    const char* camera;
+    int lens;
+  } rows[] = {{"m05 FOV 12", true, "cam5", 12},
+              {"x FOV 12", false, "as before", 77},
+              {"m05", false, "cam5", 77},
+              {"m05 FOV", false, "cam5", -1},
+              {"FOV x m03", true, "cam3", 0}};
+  for (const auto& row : rows) {
+    std::string camera = "as before";
+    int lens = 77;
+    EXPECT_EQ(SuperResolution_getCameraAndLensType(row.description, camera, lens), row.found)
+        << row.description;
+    EXPECT_EQ(camera, row.camera) << row.description;
+    EXPECT_EQ(lens, row.lens) << row.description;
+  }
+}
+
+TEST_F(SuperResolutionCAdapterTest, FramesWithoutStructureAreReportedAndAdded) {
+  const char* const text = "  image has not enough structure";
+  const Image flat(width * height, 300.0F);
+  Image atThreshold = flat;
+  atThreshold[at(20, 20)] = 302.0F;
+  Image below = flat;
+  below[at(20, 20)] = std::nextafter(302.0F, 0.0F);
+  Image flatWithFallback = flat;
+  flatWithFallback[at(20, 20)] = flatWithFallback[at(21, 20)] = notANumber;  // NaN does not count as a value
+
+  const int context = open();
+  markLastError();
+  EXPECT_EQ(SuperResolution_addImage(context, atThreshold.data()), 0);
+  EXPECT_EQ(lastError(), markedText);
+  EXPECT_EQ(SuperResolution_addImage(context, below.data()), -4);
+  EXPECT_EQ(lastError(), text);
+  markLastError();
+  EXPECT_EQ(SuperResolution_addImage(context, flatWithFallback.data()), -2);
+  EXPECT_EQ(lastError(), text);
+
+  const int nothing = open();
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(SuperResolution_addImage(nothing, flat.data()), -4);
+  EXPECT_TRUE(sameBits(fetch(nothing), Image(4 * width * height, 0.0F))) << "nothing to register by";
+  for (const Image& frame : makeBurst()) SuperResolution_addImage(nothing, frame.data());
+  EXPECT_NEAR(fetch(nothing)[hrAt(24, 20)], scene(24, 20), 3.0F) << "good frames bring it back";
+}
+
+TEST_F(SuperResolutionCAdapterTest, BadPixels) {
+  std::vector<Image> burst = makeBurst();
+  const int context = open();
+  markLastError();
+  burst[0][at(20, 20)] = burst[0][at(21, 20)] = 6000.0F;  // neither has four good neighbours
+  burst[1][at(20, 20)] = notANumber;                      // repaired from its neighbours
+  burst[2] = Image(width * height, infinity);             // has, strangely, structure
+  burst[4][at(0, 0)] = -infinity;
+  const int codes[] = {-2, 0, -2, 0, -2};
+  for (std::size_t i = 0; i < 4; ++i)
+    EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), codes[i]) << i;
+  EXPECT_EQ(lastError(), markedText);
+  for (const float value : {notANumber, asFloat(132), asFloat(133)}) {
+    Image rejected = makeFrame(0, 0);
+    spoil(rejected, value);
+    EXPECT_EQ(SuperResolution_addImage(context, rejected.data()), -999);
+    EXPECT_EQ(lastError(), "Too many defect pixels. No processing possible.");
+    Image image(4 * width * height);
+    EXPECT_EQ(SuperResolution_getSuperresolutionImage(context, image.data()), -5) << "not counted";
+  }
+  // Rejected frames are in the window, and the context goes on: five good frames push them out.
+  EXPECT_NE(SuperResolution_addImage(context, burst[4].data()), -5);
+  const std::vector<Image> good = makeBurst();
+  for (const Image& frame : good) SuperResolution_addImage(context, frame.data());
+  EXPECT_EQ(SuperResolution_addImage(context, good[0].data()), 0);
+  EXPECT_NEAR(fetch(context)[hrAt(24, 20)], scene(24, 20), 3.0F);
+}
+
+/// As a host that computes with subnormal numbers flushed to zero, where the machine can.
+class FlushedSubnormals {
+ public:
+#if defined(__SSE2__)
+  FlushedSubnormals() : saved(_mm_getcsr()) {
+    _mm_setcsr(saved | 0x8040U);
+  }
+  ~FlushedSubnormals() {
+    _mm_setcsr(saved);
+  }
+
+ private:
+  unsigned saved;
+#endif
+};
+
+TEST_F(SuperResolutionCAdapterTest, FlagsSurviveAHostThatFlushesSubnormals) {
+  for (const std::uint32_t flag : {129U, 130U}) {
+    std::vector<Image> burst = makeBurst();
+    for (Image& frame : burst)
+      for (int y = 14; y < 24; ++y) std::fill_n(&frame[at(16, y)], 10, asFloat(flag));
+    const Image expected = fetch(openAndFeed(burst));
+    // In the middle of the hole no frame has a sample: the flag stays. Its neighbours outside are filled.
+    std::uint32_t bits = 0;
+    const std::size_t middle = hrAt(21, 19);
+    std::memcpy(&bits, &expected[middle], sizeof bits);
+    EXPECT_EQ(bits, flag);
+    EXPECT_NEAR(expected[hrAt(10, 19)], scene(10, 19), 3.0F);
+
+    const FlushedSubnormals flushed;
+    const Image image = fetch(openAndFeed(burst));
+    std::memcpy(&bits, &image[middle], sizeof bits);
+    EXPECT_EQ(bits, flag);
+    EXPECT_TRUE(sameBits(image, expected));
+  }
+}
+
+TEST_F(SuperResolutionCAdapterTest, OutcomesOfTheReconstruction) {
+  const Size size{160, 64};
+  const std::vector<Image> burst = makeBurst(5, size);
+  const auto codeOfFifth = [&](const Image& fifth) {
+    const int context = open(size);
+    for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
+    markLastError();
+    return SuperResolution_addImage(context, fifth.data());
+  };
+  // A warmer frame lies where it should but does not match.
+  Image warmer = burst[4];
+  for (float& value : warmer) value += 4.0F;
+  EXPECT_EQ(codeOfFifth(warmer), -3);
+  EXPECT_EQ(lastError(), markedText);
+  Image withFallback = warmer;
+  withFallback[80] = withFallback[81] = 6000.0F;
+  EXPECT_EQ(codeOfFifth(withFallback), -3) << "before -2";
+  EXPECT_EQ(codeOfFifth(makeFrame(7, 0, size)), 0) << "beyond a tenth of the height: not told";
+}
+
+}  // namespace

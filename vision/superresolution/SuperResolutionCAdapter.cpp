@@ -1,0 +1,263 @@
+#include "vision/superresolution/SuperResolutionCAdapter.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <locale>
+#include <memory>
+#include <opencv2/core.hpp>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+#include "movra/Exception.h"
+#include "movra/exp/ImageIO.h"
+#include "movra/exp/TypeObjectInitializer.h"
+#include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/detail/Sizes.h"
+
+namespace {
+
+using Engine = movra::vision::SrFloat<movra::vision::SrFloatRegistration2>;
+
+constexpr int windowSize = 5;
+constexpr float upscaling = 2.0F;
+constexpr int logWriteMode = 2;
+
+/// One slot of the registry; free while it has no engine.
+struct SuperResolution_CtxData {
+  int width = 0;
+  int height = 0;
+  cv::Mat_<float> result;
+  std::unique_ptr<Engine> engine;
+  movra::exp::ImageIO imageLog{logWriteMode};
+  int numImages = 0;
+};
+
+// In this order: constructed first, the initializer outlives the other two.
+const movra::exp::TypeObjectInitializer typeObjectInitializer;
+std::vector<SuperResolution_CtxData> SuperResolution_Contexts;
+std::string SuperResolution_LastError;
+
+int fail(const std::string& text, int code = SUPERRESOLUTION_ERROR) {
+  SuperResolution_LastError = text;
+  return code;
+}
+
+int failInvalidContext() {
+  return fail("Context invalid.");
+}
+
+/// The error boundary: runs `call` and turns every exception into the last error text and -999. Calls that
+/// are made outside it let exceptions through, as the header tells.
+template <class Call>
+int guarded(Call call) {
+  try {
+    return call();
+  } catch (const movra::Exception& exception) {
+    return fail(exception.what());
+  } catch (const cv::Exception& exception) {
+    return fail("cv::Exception: " + exception.err);
+  } catch (...) {
+    return fail("Unknown exception in addImage()");
+  }
+}
+
+/// A valid context's slot. Reference valid until the registry grows.
+SuperResolution_CtxData& slotOf(int context) {
+  return SuperResolution_Contexts[static_cast<std::size_t>(context)];
+}
+
+/// Index of the first free slot, made if there is none.
+std::size_t takeFreeSlot() {
+  const auto isFree = [](const SuperResolution_CtxData& slot) { return slot.engine == nullptr; };
+  const auto found = std::find_if(SuperResolution_Contexts.begin(), SuperResolution_Contexts.end(), isFree);
+  const auto index = static_cast<std::size_t>(found - SuperResolution_Contexts.begin());
+  if (found == SuperResolution_Contexts.end()) SuperResolution_Contexts.emplace_back();
+  return index;
+}
+
+void configure(Engine& engine) {
+  engine.setReferenceIndex(3);
+  engine.setWeightTV(400.0F);
+  engine.setRegError(0.0001F);
+  engine.setRelativeResidue(0.007F);
+}
+
+float reconstruct(SuperResolution_CtxData& slot) {
+  return slot.engine->computeSR(slot.result.ptr<float>());
+}
+
+/// Whether the values span at least the engine's threshold. OpenCV's rules hold for NaN: it never is the
+/// largest or smallest value, and a frame of infinities alone passes.
+bool hasStructure(const cv::Mat_<float>& frame, const Engine& engine) {
+  double minimum = 0;
+  double maximum = 0;
+  cv::minMaxLoc(frame, &minimum, &maximum);
+  return !(maximum - minimum < static_cast<double>(engine.getMinStructureThreshold()));
+}
+
+int addFrame(SuperResolution_CtxData& slot, const float* image) {
+  // The header of a matrix cannot be had without taking constness away; nobody writes through it.
+  const cv::Mat_<float> frame(slot.height, slot.width, const_cast<float*>(image));
+  if (slot.imageLog.isOpen()) slot.imageLog.write(frame, "");
+
+  int status = SUPERRESOLUTION_SUCCESS;
+  if (!hasStructure(frame, *slot.engine))
+    status = fail("  image has not enough structure", SUPERRESOLUTION_NOT_ENOUGH_STRUCTURE);
+
+  const bool fallbackUsed = slot.engine->addFrame(image) == SUPERRESOLUTION_FALLBACK_USED;
+  if (slot.numImages < std::numeric_limits<int>::max()) ++slot.numImages;
+  // Other outcomes (no registration, too large a displacement) are not passed on; the image tells.
+  const float outcome = slot.numImages < windowSize ? 0.0F : reconstruct(slot);
+  if (outcome == Engine::tooManyMaskedPixels) return SUPERRESOLUTION_TOO_MANY_MASKED_PIXELS;
+  if (outcome == static_cast<float>(SUPERRESOLUTION_FALLBACK_USED) || fallbackUsed)
+    return SUPERRESOLUTION_FALLBACK_USED;
+  return status;
+}
+
+struct CameraModel {
+  const char* key;
+  const char* name;
+  float sigma;
+  float sigmaOfWideLens;
+};
+
+// In the order in which keys are searched.
+constexpr CameraModel cameraModels[] = {
+    {"m01", "cam1", 0.81F, 0.81F}, {"m02", "cam2", 0.01F, 0.01F}, {"m03", "cam3", 0.01F, 0.01F},
+    {"m04", "cam4", 0.01F, 0.01F}, {"m05", "cam5", 0.01F, 0.01F}, {"m06", "cam6", 0.625F, 0.625F},
+    {"m07", "cam7", 0.65F, 0.35F}, {"m08", "cam8", 0.34F, 0.34F},
+};
+constexpr int widestNormalLens = 22;
+constexpr float sigmaOfUnknownCamera = 0.683F;
+
+float psfSigma(const std::string& camera, int lens) {
+  for (const CameraModel& model : cameraModels)
+    if (camera == model.name) return lens > widestNormalLens ? model.sigmaOfWideLens : model.sigma;
+  return sigmaOfUnknownCamera;
+}
+
+}  // namespace
+
+int SuperResolution_init(int width, int height) {
+  // Earlier releases took the path of a log file from here; it is still read, for nothing.
+  if (const char* logFile = std::getenv("SRLIB_LOG_FILE")) const std::string ignored(logFile);
+
+  const std::size_t index = takeFreeSlot();
+  try {
+    // All that can fail comes before the slot is touched, so it stays free.
+    auto engine = std::make_unique<Engine>(width, height, windowSize, upscaling);
+    configure(*engine);
+    cv::Mat_<float> result(movra::vision::detail::scaledSize(height, upscaling),
+                           movra::vision::detail::scaledSize(width, upscaling), 0.0F);
+
+    SuperResolution_CtxData& slot = SuperResolution_Contexts[index];
+    slot.engine = std::move(engine);
+    slot.width = width;
+    slot.height = height;
+    slot.numImages = 0;
+    slot.result = std::move(result);
+  } catch (const movra::Exception& exception) {
+    return fail(exception.what(), SUPERRESOLUTION_INIT_FAILED);
+  }
+  return static_cast<int>(index);
+}
+
+int SuperResolution_release(int context) {
+  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  SuperResolution_CtxData& slot = slotOf(context);
+  slot.engine.reset();
+  slot.result.release();
+  slot.width = 0;
+  slot.height = 0;
+  if (slot.imageLog.isOpen()) slot.imageLog.close();
+  return SUPERRESOLUTION_SUCCESS;
+}
+
+bool SuperResolution_isContextValid(int context) {
+  return context >= 0 && static_cast<std::size_t>(context) < SuperResolution_Contexts.size() &&
+         slotOf(context).engine != nullptr;
+}
+
+int SuperResolution_addImage(int context, const float* image) {
+  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  SuperResolution_CtxData& slot = slotOf(context);
+  if (slot.width == 0 || slot.height == 0) return fail("Size of expected Ir images unknown");
+  if (image == nullptr) return fail("ir image data pointer is NULL");
+  return guarded([&] { return addFrame(slot, image); });
+}
+
+int SuperResolution_queryOutputImageSize(int context, int* width, int* height) {
+  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  SuperResolution_CtxData& slot = slotOf(context);
+  int code = SUPERRESOLUTION_SUCCESS;
+  if (slot.numImages < windowSize) {
+    code = guarded([&] {
+      fail("Not enough input images (<5)");
+      reconstruct(slot);
+      return SUPERRESOLUTION_NOT_ENOUGH_IMAGES;
+    });
+  }
+  if (width != nullptr) *width = slot.result.cols;
+  if (height != nullptr) *height = slot.result.rows;
+  return code;
+}
+
+int SuperResolution_getSuperresolutionImage(int context, float* image) {
+  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  const SuperResolution_CtxData& slot = slotOf(context);
+  int code = SUPERRESOLUTION_SUCCESS;
+  if (image == nullptr) code = fail("Ir mosaic data pointer is NULL.");
+  if (slot.numImages < windowSize)
+    code = fail("Not enough input images (<5)", SUPERRESOLUTION_NOT_ENOUGH_IMAGES);
+  if (image == nullptr || slot.result.empty()) return fail("Memcpy called on nullptr!!!!");
+  std::memcpy(image, slot.result.ptr<float>(), slot.result.total() * sizeof(float));
+  return code;
+}
+
+int SuperResolution_setReferenceFrame(int context, int index) {
+  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  slotOf(context).engine->setReferenceIndex(index);
+  return SUPERRESOLUTION_SUCCESS;
+}
+
+bool SuperResolution_getCameraAndLensType(const std::string& description, std::string& camera, int& lens) {
+  const auto contains = [&](const char* text) { return description.find(text) != std::string::npos; };
+  const auto model = std::find_if(std::begin(cameraModels), std::end(cameraModels),
+                                  [&](const CameraModel& candidate) { return contains(candidate.key); });
+  if (model == std::end(cameraModels)) return false;
+  camera = model->name;
+
+  const std::string label = "FOV";
+  const std::size_t position = description.find(label);
+  if (position == std::string::npos) return false;
+  lens = -1;
+  std::istringstream rest(description.substr(position + label.size()));
+  rest.imbue(std::locale::classic());  // the host's locale has no say in what a number is
+  rest >> lens;
+  return lens != -1;
+}
+
+int SuperResolution_setCameraAndLensType(int context, const char* description) {
+  if (description == nullptr) throw std::logic_error("camera and lens description is NULL");
+  std::string camera;
+  int lens = 0;
+  const bool recognised = SuperResolution_getCameraAndLensType(description, camera, lens);
+  const float sigma = recognised ? psfSigma(camera, lens) : sigmaOfUnknownCamera;
+  if (SuperResolution_isContextValid(context)) slotOf(context).engine->setPsfSigma(sigma);
+  return SUPERRESOLUTION_SUCCESS;
+}
+
+int SuperResolution_getErrorMessage(char* buffer, int length) {
+  if (buffer != nullptr && length > 0)
+    std::strncpy(buffer, SuperResolution_LastError.c_str(), static_cast<std::size_t>(length));
+  return SUPERRESOLUTION_SUCCESS;
+}
+
+int SuperResolution_setLogFile(const char* /*path*/) {
+  return SUPERRESOLUTION_SUCCESS;
+}
