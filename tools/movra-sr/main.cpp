@@ -36,6 +36,7 @@ int run(int argc, char** argv) {
   movra::tool::Action chosen;
   addSimulate(application, chosen);
   addCompare(application, chosen);
+  addBadPixels(application, chosen);
   try {
     application.parse(argc, argv);
   } catch (const CLI::ParseError& outcome) {

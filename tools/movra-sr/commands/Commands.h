@@ -14,6 +14,7 @@ using Action = std::function<ExitCode()>;
 void addReconstruct(CLI::App& application, Action& chosen);
 void addSimulate(CLI::App& application, Action& chosen);
 void addCompare(CLI::App& application, Action& chosen);
+void addBadPixels(CLI::App& application, Action& chosen);
 
 /// Accepts finite numbers between the bounds, both included.
 CLI::Validator finiteWithin(double low, double high);

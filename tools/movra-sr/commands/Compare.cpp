@@ -19,14 +19,10 @@ struct CompareOptions {
 
 constexpr int smallestSide = 11;  // the window of the structural similarity
 
-std::string sizeText(const cv::Mat& image) {
-  return std::to_string(image.cols) + "x" + std::to_string(image.rows);
-}
-
 cv::Mat_<float> withoutBorder(const Frame& image, int border) {
   const cv::Mat_<float>& pixels = image.pixels;
   if (std::min(pixels.cols, pixels.rows) < 2 * border + smallestSide)
-    throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(pixels) +
+    throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(pixels.size()) +
                                           ", too small for a border of " + std::to_string(border) +
                                           " pixels; give a smaller --border");
   cv::Mat_<float> inner =
@@ -43,8 +39,8 @@ ExitCode compare(const CompareOptions& options) {
   const bool enlarge = image.pixels.size() * 2 == truth.pixels.size();
   if (enlarge) image.pixels = enlargeBicubically(image.pixels);
   if (image.pixels.size() != truth.pixels.size())
-    throw Failure(ExitCode::badInput, image.name + " is " + sizeText(image.pixels) + " but " + truth.name +
-                                          " is " + sizeText(truth.pixels) +
+    throw Failure(ExitCode::badInput, image.name + " is " + sizeText(image.pixels.size()) + " but " +
+                                          truth.name + " is " + sizeText(truth.pixels.size()) +
                                           "; compare images of one size, or a frame with "
                                           "an image of twice its size");
 

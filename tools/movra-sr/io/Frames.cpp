@@ -89,6 +89,10 @@ std::vector<std::string> numberedPictures(const fs::path& folder) {
 
 }  // namespace
 
+std::string sizeText(cv::Size size) {
+  return std::to_string(size.width) + "x" + std::to_string(size.height);
+}
+
 std::vector<std::string> expandFolders(const std::vector<std::string>& inputs) {
   std::vector<std::string> files;
   for (const std::string& input : inputs) {

@@ -19,6 +19,9 @@ struct Scale {
   double offset = 0;
 };
 
+/// "WIDTHxHEIGHT", for messages.
+std::string sizeText(cv::Size size);
+
 /// Replaces each folder by its numbered PNG and TIFF files in natural order and keeps everything else as it
 /// is. Files without a number in their name (a truth, a mask) are no frames. Throws Failure for a folder
 /// without any.

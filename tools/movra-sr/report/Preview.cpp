@@ -41,15 +41,20 @@ Range robustRange(const cv::Mat_<float>& image) {
   return range.high > range.low ? range : Range{range.low, range.low + 1};
 }
 
-cv::Mat_<cv::Vec3b> falseColour(const cv::Mat_<float>& image, const Range& range) {
+/// The range as levels 0 .. 255; what is not finite is 0.
+cv::Mat_<unsigned char> levels(const cv::Mat_<float>& image, const Range& range) {
   cv::Mat_<unsigned char> level(image.size());
   const float scale = 255 / (range.high - range.low);
   std::transform(image.begin(), image.end(), level.begin(), [&](float v) {
     const float position = std::isfinite(v) ? (v - range.low) * scale : 0;
     return static_cast<unsigned char>(std::lround(std::clamp(position, 0.F, 255.F)));
   });
+  return level;
+}
+
+cv::Mat_<cv::Vec3b> falseColour(const cv::Mat_<float>& image, const Range& range) {
   cv::Mat coloured;
-  cv::applyColorMap(level, coloured, cv::COLORMAP_INFERNO);
+  cv::applyColorMap(levels(image, range), coloured, cv::COLORMAP_INFERNO);
   cv::Mat_<cv::Vec3b> result = coloured;
   std::transform(image.begin(), image.end(), result.begin(), result.begin(),
                  [](float v, const cv::Vec3b& colour) { return std::isfinite(v) ? colour : missing; });
@@ -95,6 +100,12 @@ cv::Mat_<cv::Vec3b> drawPreview(const cv::Mat_<float>& bicubic, const cv::Mat_<f
   write(canvas, "super-resolution", {right.x, captionHeight - 9});
   drawColourBar(canvas, {right.x + width + gap, captionHeight, barWidth, height}, range, unit);
   return canvas;
+}
+
+cv::Mat_<cv::Vec3b> drawGrey(const cv::Mat_<float>& image) {
+  cv::Mat picture;
+  cv::cvtColor(levels(image, robustRange(image)), picture, cv::COLOR_GRAY2BGR);
+  return picture;
 }
 
 }  // namespace movra::tool

@@ -12,4 +12,7 @@ namespace movra::tool {
 cv::Mat_<cv::Vec3b> drawPreview(const cv::Mat_<float>& bicubic, const cv::Mat_<float>& reconstruction,
                                 const std::string& unit);
 
+/// The image in shades of grey that span its 0.5th to 99.5th percentile, to draw on. 8-bit blue, green, red.
+cv::Mat_<cv::Vec3b> drawGrey(const cv::Mat_<float>& image);
+
 }  // namespace movra::tool

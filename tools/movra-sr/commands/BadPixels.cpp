@@ -1,0 +1,203 @@
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <set>
+
+#include "tools/movra-sr/commands/Commands.h"
+#include "tools/movra-sr/io/BadPixelFile.h"
+#include "tools/movra-sr/io/Frames.h"
+#include "tools/movra-sr/io/OutputFile.h"
+#include "tools/movra-sr/io/Png.h"
+#include "tools/movra-sr/report/Preview.h"
+#include "vision/superresolution/BadPixel.h"
+
+namespace movra::tool {
+
+namespace {
+
+using List = cv::Mat_<unsigned short>;
+using vision::BadPixel;
+
+struct BadPixelsOptions {
+  std::vector<std::string> inputs;
+  std::optional<int> low;
+  std::optional<int> high;
+  unsigned short maxCount = 5;
+  unsigned short window = 128;
+  unsigned int radius = 5;
+  std::string output;
+  std::string picture;
+  bool replace = false;
+};
+
+constexpr int listColumns = 10;
+constexpr int squareSize = 7;  // of the marks in the picture
+
+/// A sensor with a larger share of bad pixels is not what these settings describe.
+constexpr double largestShare = 0.01;
+
+/// Raw values as the search wants them: 16 bits with a sign. Unsigned counts are shifted by 32768, which
+/// keeps their order; an image with negative values is taken as it is.
+struct RawImage {
+  cv::Mat_<short> values;
+  int shift;  ///< count = value + shift
+
+  int smallest() const { return shift - 32768; }
+  int largest() const { return shift + 32767; }
+};
+
+RawImage rawImage(const Frame& image) {
+  const auto fail = [&](const std::string& reason) {
+    throw Failure(ExitCode::badInput,
+                  image.name + ": " + reason + "; give raw 16-bit frames, before any correction");
+  };
+  if (std::any_of(image.pixels.begin(), image.pixels.end(), [](float v) { return !(v == std::floor(v)); }))
+    fail("its values are not whole numbers");
+  double low = 0;
+  double high = 0;
+  cv::minMaxLoc(image.pixels, &low, &high);
+  RawImage raw{{}, low < 0 ? 0 : 32768};
+  if (low < raw.smallest() || high > raw.largest()) fail("its values span more than 16 bits");
+  image.pixels.convertTo(raw.values, CV_16S, 1, -raw.shift);
+  return raw;
+}
+
+/// A bound in counts as a value of the raw image.
+short bound(const std::optional<int>& count, int otherwise, const RawImage& raw, const char* option) {
+  const int value = count.value_or(otherwise);
+  if (value < raw.smallest() || value > raw.largest())
+    throw Failure(ExitCode::usage, std::string(option) + " " + std::to_string(value) +
+                                       " lies outside the frames' " + std::to_string(raw.smallest()) +
+                                       " .. " + std::to_string(raw.largest()));
+  return static_cast<short>(value - raw.shift);
+}
+
+List findBadPixels(const Frame& image, const BadPixelsOptions& options) {
+  const RawImage raw = rawImage(image);
+  const short low = bound(options.low, raw.smallest(), raw, "--low");
+  const short high = bound(options.high, raw.largest(), raw, "--high");
+  cv::Mat_<int> histogram;
+  if (!BadPixel::buildValueHistogram(raw.values, histogram, low, high))
+    throw Failure(ExitCode::usage, "--low must be smaller than --high");
+  const int capacity =
+      std::max(100, static_cast<int>(largestShare * static_cast<double>(raw.values.total())));
+  List found(capacity, listColumns);
+  if (!BadPixel::performNeighbourSearch(raw.values, histogram, found, low, high, options.maxCount,
+                                        options.window))
+    throw Failure(ExitCode::degraded,
+                  image.name + ": " + std::to_string(capacity) +
+                      " pixels or more stand out, too many for defects; check --low and --high, "
+                      "or give a smaller --max-count or a larger --window");
+  return found;
+}
+
+/// Adds what is not yet in the list.
+void addTo(List& list, const List& found, cv::Size size, unsigned int radius) {
+  std::set<std::pair<int, int>> listed;
+  for (int row = 0; row < list.rows; ++row) listed.emplace(list(row, 0), list(row, 1));
+  List fresh(0, listColumns);
+  for (int row = 0; row < found.rows; ++row)
+    if (listed.count({found(row, 0), found(row, 1)}) == 0) fresh.push_back(found.row(row));
+  BadPixel::appendBadPixel(fresh, list, size, radius);
+}
+
+/// Gives pixels for which no replacement was found the same mark in all four places; returns their number.
+int markUnreplaced(List& list, cv::Size size) {
+  int unreplaced = 0;
+  for (int row = 0; row < list.rows; ++row) {
+    if (list(row, 2) != size.width || list(row, 3) != size.height) continue;
+    for (int column = 2; column < listColumns; ++column) list(row, column) = list(row, 2 + column % 2);
+    ++unreplaced;
+  }
+  return unreplaced;
+}
+
+cv::Mat_<cv::Vec3b> drawPicture(const Frame& image, const List& list) {
+  cv::Mat_<cv::Vec3b> picture = drawGrey(image.pixels);
+  BadPixel::drawBadPixels(list, picture, cv::Scalar(0, 0, 255), squareSize, false);
+  return picture;
+}
+
+ExitCode listBadPixels(const BadPixelsOptions& options) {
+  const auto newFile = [&](const std::string& name) {
+    return name.empty() ? nullptr : std::make_unique<OutputFile>(name, options.replace);
+  };
+  const auto csv = newFile(options.output);
+  const auto pictureFile = newFile(options.picture);
+
+  Frame first;
+  List list(0, listColumns);
+  int images = 0;
+  for (const std::string& file : expandFolders(options.inputs)) {
+    readFrames(file, {}, [&](Frame&& image) {
+      ++images;
+      if (first.pixels.empty()) first = image;
+      if (image.pixels.size() != first.pixels.size())
+        throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(image.pixels.size()) + " but " +
+                                              first.name + " is " + sizeText(first.pixels.size()) +
+                                              "; give frames of one camera");
+      addTo(list, findBadPixels(image, options), first.pixels.size(), options.radius);
+    });
+  }
+  const cv::Size size = first.pixels.size();
+  const int unreplaced = markUnreplaced(list, size);
+
+  const std::string text = badPixelsAsCsv(list, size);
+  if (pictureFile) writePng(*pictureFile, drawPicture(first, list));
+  if (csv) csv->write(text);
+  if (csv) csv->commit();
+  if (pictureFile) pictureFile->commit();
+
+  std::ostream& words = csv ? std::cout : std::cerr;
+  if (!csv) std::cout << text;
+  words << "bad pixels: " << list.rows << " in " << images << (images == 1 ? " frame of " : " frames of ")
+        << sizeText(size) << '\n';
+  if (csv) words << "list: " << options.output << '\n';
+  if (pictureFile) words << "picture: " << options.picture << '\n';
+  if (unreplaced == 0) return ExitCode::done;
+  std::cerr << "movra-sr: " << unreplaced << " of them have no good pixel around; give a larger --radius\n";
+  return ExitCode::degraded;
+}
+
+}  // namespace
+
+void addBadPixels(CLI::App& application, Action& chosen) {
+  auto options = std::make_shared<BadPixelsOptions>();
+  CLI::App* command = application.add_subcommand(
+      "bad-pixels", "List the defective pixels of a sensor, with replacements, from raw 16-bit frames");
+  command
+      ->add_option("IMAGE", options->inputs,
+                   "Raw frames of one sensor, best of an even scene; folders likewise")
+      ->required();
+  command->add_option("--low", options->low,
+                      "Values up to this are defects [the smallest that 16 bits hold]");
+  command->add_option("--high", options->high,
+                      "Values from this on are defects [the largest that 16 bits hold]");
+  command
+      ->add_option(
+          "--max-count", options->maxCount,
+          "A value is rare, and its pixels defects, when fewer pixels than this have values around it")
+      ->check(CLI::Range(1, 65535))
+      ->capture_default_str();
+  command->add_option("--window", options->window, "How many values below, above and around it are looked at")
+      ->check(CLI::Range(2, 65535))
+      ->capture_default_str();
+  command->add_option("--radius", options->radius, "How far from a defect its replacements may lie, pixels")
+      ->check(CLI::Range(1, 100))
+      ->capture_default_str();
+  command->add_option("-o,--output", options->output, "CSV file for the list [standard output]");
+  command->add_option("--picture", options->picture, "PNG of the first frame with the pixels marked");
+  command->add_flag("--force", options->replace, "Replace files that exist");
+  command->footer(
+      "A defect shows by a value that hardly any other pixel of the frame has. One that has an ordinary "
+      "value in "
+      "the\nwrong place is not found, and few pixels of a small, very hot or cold thing may be taken for "
+      "defects: "
+      "frames of\nan even scene are best. The list of several frames holds what was found in any of them.\n"
+      "Use it with movra-sr reconstruct --bad-pixels.");
+  command->callback([options, &chosen] { chosen = [options] { return listBadPixels(*options); }; });
+}
+
+}  // namespace movra::tool
