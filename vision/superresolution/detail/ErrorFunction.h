@@ -5,7 +5,7 @@
 namespace movra::vision::detail {
 
 /// The error function by S. Winitzki's closed form ("A handy approximation for the error function and its
-/// inverse", 2008) with 4/pi and a = 0.1400123 as floats; off by less than 1.3e-4 everywhere.
+/// inverse", 2008) with 4/pi and a = 0.1400123 as floats; off by less than 3.5e-4 everywhere.
 ///
 /// Gaussian kernels are built from this, not from a library's erf, so that they are the same everywhere.
 /// approximateErf(0) is -0.

@@ -1,5 +1,7 @@
 // Chooses each table of kernels by the active instruction set.
 
+#include "vision/superresolution/detail/FftBatchKernels.h"
+#include "vision/superresolution/detail/FftKernels.h"
 #include "vision/superresolution/detail/FrameKernels.h"
 #include "vision/superresolution/detail/InstructionSet.h"
 #include "vision/superresolution/detail/PsfKernels.h"
@@ -8,6 +10,8 @@
 
 namespace movra::vision::detail {
 
+MOVRA_KERNEL_DISPATCH(FftBatchKernels, fftBatchKernels)
+MOVRA_KERNEL_DISPATCH(FftKernels, fftKernels)
 MOVRA_KERNEL_DISPATCH(FrameKernels, frameKernels)
 MOVRA_KERNEL_DISPATCH(PsfKernels, psfKernels)
 MOVRA_KERNEL_DISPATCH(RegistrationKernels, registrationKernels)
