@@ -72,6 +72,8 @@ class MOVRA_SUPERRESOLUTION_API TvMinimization {
   /// @param masks      one image per frame, height x width: weight of each pixel, 1 to use it, 0 to leave it out
   /// @param out        (int)(height factor) x (int)(width factor), the result in the frames' unit
   /// @return number of conjugate-gradient iterations made
+  /// @throws movra::Exception if there is no frame, there are more than the object was made for, or the reference is not
+  ///         one of them; nothing is changed then
   /// A constant reference frame has no standard deviation: the result is not finite then.
   int minimize(int frameCount, int refIndex, float** frames, cv::Point_<float>* shifts, Mask** masks,
                float* out);
@@ -94,6 +96,7 @@ class MOVRA_SUPERRESOLUTION_API TvMinimization {
   bool iteration(int index, int frameCount, Mask** masks);
 
  private:
+  void checkFrameCount(int count) const;
   void backProject(int frameCount, float** frames, Mask** masks);
   void writeResult(float mean, float deviation, float* out) const;
   template <class Before, class After>
@@ -101,6 +104,7 @@ class MOVRA_SUPERRESOLUTION_API TvMinimization {
 
   int width;
   int height;
+  int frameSize;  // width height
   int psfSize;
   int paddedWidth;
   int paddedHeight;

@@ -58,6 +58,7 @@ template <class Convolution>
 TvMinimization<Convolution>::TvMinimization(int width_, int height_, int frameCount_, float factor_)
     : width(detail::checkedSize(width_)),
       height(detail::checkedSize(height_)),
+      frameSize(detail::checkedArea(height_, width_)),
       psfSize(detail::checkedSize(detail::truncateToInt(3.0f * factor_))),
       paddedWidth(detail::paddedExtent(width, psfSize, factor_)),
       paddedHeight(detail::paddedExtent(height, psfSize, factor_)),
@@ -123,24 +124,31 @@ void TvMinimization<Convolution>::setEpsilon(float smallest) {
 }
 
 template <class Convolution>
+void TvMinimization<Convolution>::checkFrameCount(int count) const {
+  if (count < 1 || count > frameCount) {
+    MOVRA_THROW("Number of frames out of range");
+  }
+}
+
+template <class Convolution>
 int TvMinimization<Convolution>::minimize(int count, int refIndex, float** frames, cv::Point_<float>* shifts,
                                           Mask** masks, float* out) {
-  if (count < 1 || count > frameCount || refIndex < 0 || refIndex >= count) {
-    MOVRA_THROW("Number of frames or reference out of range");
+  checkFrameCount(count);
+  if (refIndex < 0 || refIndex >= count) {
+    MOVRA_THROW("The reference is not one of the frames");
   }
-  const int size = width * height;
   const detail::SolverKernels& kernels = detail::solverKernels();
 
   double lanes[detail::sumLanes] = {};
-  kernels.addValues(frames[refIndex], size, lanes);
-  const double mean = detail::combineLanes(lanes) / size;
+  kernels.addValues(frames[refIndex], frameSize, lanes);
+  const double mean = detail::combineLanes(lanes) / frameSize;
   std::fill_n(lanes, detail::sumLanes, 0.0);
-  kernels.addSquaredDeviations(frames[refIndex], size, mean, lanes);
-  const double variance = detail::combineLanes(lanes) / size;
+  kernels.addSquaredDeviations(frames[refIndex], frameSize, mean, lanes);
+  const double variance = detail::combineLanes(lanes) / frameSize;
   const float offset = static_cast<float>(mean);
   const float scale = std::sqrt(static_cast<float>(variance));
   for (int k = 0; k < count; ++k) {
-    kernels.normalise(offset, scale, frames[k], size);
+    kernels.normalise(offset, scale, frames[k], frameSize);
   }
 
   generatePsfs(count, shifts);
@@ -160,7 +168,8 @@ int TvMinimization<Convolution>::minimize(int count, int refIndex, float** frame
 
 template <class Convolution>
 void TvMinimization<Convolution>::generatePsfs(int count, cv::Point_<float>* shifts) {
-  for (int k = 0; k < std::min(count, frameCount); ++k) {
+  checkFrameCount(count);
+  for (int k = 0; k < count; ++k) {
     detail::movePsf(psf.get(), psfSize, shifts[k].x * factor, psfX.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
     detail::movePsf(psf.get(), psfSize, shifts[k].y * factor, psfY.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
   }
@@ -215,6 +224,7 @@ template <class Convolution>
 template <class Before, class After>
 void TvMinimization<Convolution>::applySystem(float* x, int count, Mask** masks, float* out, Before before,
                                               After after) {
+  checkFrameCount(count);
   for (int b = 0; b < dataTerm->bandCount(); ++b) {
     const auto band = dataTerm->band(b);
     before(band.rowsRead * paddedWidth);
