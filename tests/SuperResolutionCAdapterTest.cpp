@@ -93,9 +93,9 @@ TEST_F(SuperResolutionCAdapterTest, TheLowestFreeHandleIsTaken) {
 
 TEST_F(SuperResolutionCAdapterTest, AFailedInitUsesNoHandleUp) {
   const int before = open();
-  for (const Size size : {Size{-1, 8}, Size{8, -1}, Size{-8, -8}, Size{INT_MIN, INT_MIN},
-                          Size{INT_MAX, INT_MAX}, Size{50000, 50000}, Size{-1, 0}, Size{INT_MAX, 1},
-                          Size{1, 1 << 30}, Size{0, INT_MAX}}) {
+  for (const Size size :
+       {Size{-1, 8}, Size{8, -1}, Size{-8, -8}, Size{INT_MIN, INT_MIN}, Size{INT_MAX, INT_MAX},
+        Size{50000, 50000}, Size{-1, 0}, Size{INT_MAX, 1}, Size{1, 1 << 30}, Size{0, INT_MAX}}) {
     EXPECT_THROW(SuperResolution_init(size.width, size.height), std::bad_alloc)
         << size.width << " x " << size.height;
     EXPECT_FALSE(SuperResolution_isContextValid(before + 1));

@@ -1,8 +1,7 @@
 /* Super-resolves a burst of five frames through the C interface.
 
    The frames are made here: a known scene, seen by a sensor of 80 x 60 pixels from five slightly different
-   places. So the result can be compared with the truth, and with what plain enlargement of one frame gives.
- */
+   places. So the result can be compared with the truth, and with one frame enlarged. */
 
 #include <math.h>
 #include <stdio.h>
@@ -15,8 +14,7 @@ enum { width = 80, height = 60, frameCount = 5 };
 /* Displacements of the frames in pixels. The second frame is the reference: it lies still. */
 static const double shifts[frameCount][2] = {{0.45, -0.3}, {0, 0}, {-0.4, 0.35}, {0.1, 0.48}, {-0.3, -0.45}};
 
-/* Temperature in kelvin at a place in units of sensor pixels: a star of warm and cold rays on a gentle slope.
- */
+/* Temperature in kelvin at a place in units of sensor pixels: a star of warm and cold rays. */
 static double scene(double x, double y) {
   const double dx = x - 41, dy = y - 29;
   const double rays = tanh(4 * sin(12 * atan2(dy, dx)));

@@ -2,43 +2,42 @@
 #define MOVRA_SUPERRESOLUTION_CADAPTER_H
 
 /// @file
-/// C interface of the super-resolution library: a burst of thermal frames in, one image of twice the size
-/// out.
+/// C interface of the super-resolution library: a burst of thermal frames in, one image of twice the size out.
 ///
-/// A context holds the last five frames of one stream of equal size. It is known by its handle, a small
-/// number >= 0.
+/// A context holds the last five frames of one stream of frames of equal size. It is known by its handle, a
+/// small number >= 0.
 ///
-///                 init                  addImage: frames 1 to 4 only fill the window
-///     (no context) ----> [ filling ] --------------------------------------------+
-///          ^                 |  addImage: frame 5 and every later one            |
-///          |                 v  also reconstructs from the latest five           |
-///          +----------- [ running ] <--------------------------------------------+
-///             release
+///     init ---> FILLING -------------------> RUNNING ---> release
+///               addImage, frames 1 to 4:     addImage, frame 5 and every later one:
+///               kept for later               replaces the oldest, then reconstructs
 ///
-/// `release` ends a context in either state; `init` hands its handle out again.
+/// A context may be released at any time; its handle is handed out again by a later `init`.
 ///
-///     int context = SuperResolution_init(160, 120);
-///     if (context < 0) ...
-///     for (i = 0; i < 5; ++i)
-///       if (SuperResolution_addImage(context, frames[i]) == SUPERRESOLUTION_ERROR) ...
-///     float* image = malloc(sizeof(float) * 320 * 240);
-///     SuperResolution_getSuperresolutionImage(context, image);
+///     const int context = SuperResolution_init(160, 120);
+///     for (int i = 0; i < 5; ++i) SuperResolution_addImage(context, frames[i]);
+///     if (SuperResolution_getSuperresolutionImage(context, image) == SUPERRESOLUTION_SUCCESS) show(image, 320, 240);
 ///     SuperResolution_release(context);
 ///
-/// Frames: height rows of width floats, row by row without gaps, temperatures in degrees or kelvin from -274
-/// to 5000. The bit patterns 129 (over-range), 130 (under-range), 132 and 133 (invalid) flag pixels that the
-/// camera gave up on; these, values out of range, NaN and infinities are replaced in the library's copy and
-/// kept out of the result.
+/// Frames: height rows of width floats, row by row without gaps, in degrees Celsius or kelvin, from -274 to 5000.
+/// The bit patterns 129 (over-range), 130 (under-range), 132 and 133 (invalid) flag pixels that the camera gave up
+/// on. Flagged pixels, values out of range, NaN and infinities are replaced in the library's copy of the frame.
 ///
-/// Memory: the caller owns every buffer that it passes; the library copies and keeps no pointer. `release`
-/// frees what a context owns.
+/// Image: 2 height rows of 2 width floats, in the frames' unit. The upper left four pixels cover the reference
+/// frame's upper left pixel. A pixel for which every frame has bad pixels only holds 129, 130 or 132; these are
+/// subnormal numbers, to be compared as 32-bit integers.
+///
+/// Memory: the caller owns every buffer that it passes; the library copies, and keeps no pointer. `release` frees
+/// what a context owns.
 ///
 /// Threads: all contexts and the last error text are shared, without locks. Call from one thread at a time.
 ///
-/// Errors: a failing call returns a code and leaves its text as the last error, process-wide; successful
-/// calls do not clear it, and a call may set it and still return 0 (see SuperResolution_addImage). Exceptions
-/// come out of `init`, `setReferenceFrame` and `setCameraAndLensType` only, as told there; a C program must
-/// not give these calls the arguments that make them throw.
+/// Errors: a call that fails returns a code and leaves a text, one for the whole process, to be had from
+/// SuperResolution_getErrorMessage. Success does not clear the text. Codes that come without a text leave the one
+/// before.
+///
+/// Exceptions: `addImage` and `queryOutputImageSize` let none out. `init`, `setReferenceFrame` and
+/// `setCameraAndLensType` do, as told there; a C program has to keep from the arguments in question, because it
+/// cannot catch them.
 ///
 /// Each reconstruction writes a timing report of six lines to standard output.
 
@@ -50,83 +49,95 @@
 extern "C" {
 #endif
 
-/// What the calls return.
+/// What the calls return, other than handles.
 enum SuperResolution_Result {
   SUPERRESOLUTION_SUCCESS = 0,
-  SUPERRESOLUTION_INIT_FAILED = -1,    ///< the context could not be made
-  SUPERRESOLUTION_FALLBACK_USED = -2,  ///< a bad pixel of the frame had no neighbours to be repaired from
-  SUPERRESOLUTION_TOO_MANY_MASKED_PIXELS =
-      -3,  ///< a frame of the window could be registered in less than half its pixels
-  SUPERRESOLUTION_NOT_ENOUGH_STRUCTURE = -4,  ///< the frame's values span less than 2
-  SUPERRESOLUTION_NOT_ENOUGH_IMAGES = -5,     ///< fewer than five frames have been added
-  SUPERRESOLUTION_ERROR = -999  ///< invalid context, missing pointer, unknown size or an exception
+  /// `init` could not make the context.
+  SUPERRESOLUTION_INIT_FAILED = -1,
+  /// A bad pixel of the frame had too few good neighbours and took a fallback value instead of their mean.
+  SUPERRESOLUTION_FALLBACK_USED = -2,
+  /// In a frame of the window, half the pixels or more do not match the reference and were left out.
+  SUPERRESOLUTION_TOO_MANY_MASKED_PIXELS = -3,
+  /// The largest and the smallest value of the frame differ by less than 2.
+  SUPERRESOLUTION_NOT_ENOUGH_STRUCTURE = -4,
+  /// Fewer than five frames have been added.
+  SUPERRESOLUTION_NOT_ENOUGH_IMAGES = -5,
+  /// Invalid context, missing pointer, unknown size, or an exception was caught; the text tells.
+  SUPERRESOLUTION_ERROR = -999
 };
 
-/// Makes a context for frames of one size: window of five frames, factor 2, the second oldest frame as
-/// reference, PSF width 0.683. The result image starts as zeros. The lowest free handle is taken. The
-/// environment variable SRLIB_LOG_FILE is read and has no effect.
-/// @param width, height size of a frame in pixels. A width or height of 0 makes a context that accepts no
-/// frame.
-/// @return the handle, >= 0; or -1 with the text of the movra::Exception that stopped the construction
-/// @throws std::bad_array_new_length (negative or too large a size), std::bad_alloc or cv::Exception (no
-/// memory); no
-///         handle is used up then
+/// Makes a context for frames of one size. Its image starts as zeros, the reference is the second oldest frame, the
+/// width of the point-spread function 0.683. The lowest free handle is taken. The environment variable
+/// SRLIB_LOG_FILE is read, and has no effect.
+/// @param width, height size of a frame in pixels; with a 0 among them the context accepts no frames
+/// @return
+///   - the handle, >= 0
+///   - -1 with the text of the movra::Exception that ended the construction
+/// @throws std::bad_array_new_length if a size is negative or too large, std::bad_alloc or cv::Exception if there is
+///         not enough memory. No handle is used up then.
 MOVRA_SUPERRESOLUTION_API int SuperResolution_init(int width, int height);
 
 /// Ends a context and frees what it owns.
-/// @return 0; or -999 "Context invalid."
+/// @return
+///   - 0
+///   - -999 "Context invalid."
 MOVRA_SUPERRESOLUTION_API int SuperResolution_release(int context);
 
-/// Adds a frame; from the fifth one on, also reconstructs from the latest five, which takes most of the time.
-/// @param image height x width floats, read only
-/// @return Before the fifth frame, the first that applies:
-///         - -999 "Context invalid."
-///         - -999 "Size of expected Ir images unknown": the context was made with a width or height of 0
-///         - -999 "ir image data pointer is NULL"
-///         - -999 "Too many defect pixels. No processing possible.": more than ten bad pixels could not be
-///         repaired. The
-///           frame takes its place in the window but is not counted; the context goes on working.
-///         - -2 a bad pixel had to take a fallback value; the text stays as it was
-///         - -4 "  image has not enough structure" (with two leading blanks): the largest and smallest value
-///         differ by
-///           less than 2. The frame is added all the same.
-///         - 0
+/// Adds a frame. From the fifth frame on it also reconstructs from the latest five, which takes most of the time.
 ///
-///         From the fifth frame on -3 comes before -2; the text stays as it was, or is the one of -4 where
-///         that applies too. A reconstruction that found too large a displacement, or no way to register the
-///         frames, does not show here: the result is 0 or -4, and the image the one made, or in the latter
-///         case the previous one. It can also throw, which gives -999 with one of
-///         - "Too large displacement": a frame lies half the height or more from the reference
-///         - "maskBadPixel(): number of shifts ist not equal to number of defectMaps"
-///         - "cv::Exception: " and OpenCV's description
-///         - "Unknown exception in addImage()", for instance when memory runs out
+/// Not every outcome of a reconstruction shows in the result: when a frame lies further from the reference than a
+/// tenth of the height the image is made all the same, and when there is nothing to register the frames by it stays
+/// as it was. Both give 0, -2 or -4.
+/// @param image the frame, height x width floats; only read
+/// @return the first that applies:
+///   - -999 "Context invalid."
+///   - -999 "Size of expected Ir images unknown": a size of 0 was given to init
+///   - -999 "ir image data pointer is NULL"
+///   - -999 "Too many defect pixels. No processing possible.": more than ten pixels could not be repaired at all. The
+///     frame is in the window but not counted; the context goes on working.
+///   - -999 "Too large displacement": a frame lies half the height or more from the reference. This one and the
+///     next come from the reconstruction: the frame is counted and the image stays as it was.
+///   - -999 "maskBadPixel(): number of shifts ist not equal to number of defectMaps", "cv::Exception: " and OpenCV's
+///     description, or "Unknown exception in addImage()", for instance when memory runs out
+///   - -3, from the fifth frame on; the image is made. No text of its own.
+///   - -2; no text of its own
+///   - -4 "  image has not enough structure", which begins with two blanks. The frame is added. This text is also
+///     left when -3, -2 or an exception outranks the code.
+///   - 0
 MOVRA_SUPERRESOLUTION_API int SuperResolution_addImage(int context, const float* image);
 
-/// Tells the size of the result: twice the frame's.
-/// With fewer than five frames it also reconstructs from those held, so that getSuperresolutionImage can
-/// deliver an early image.
-/// @param width, height written unless the context is invalid; null pointers are passed over
-/// @return 0; -999 "Context invalid."; -5 "Not enough input images (<5)"; or -999 and the text of the
-/// exception that
-///         ended the reconstruction, as for addImage (the last text also names addImage here)
+/// Tells the size of the image. With fewer than five frames it also reconstructs from those there are, for an early
+/// look at the image.
+/// @param width, height receive twice the frame's size, unless the context is invalid; null pointers are skipped
+/// @return
+///   - 0
+///   - -5 "Not enough input images (<5)"
+///   - -999 "Context invalid."
+///   - -999 and the text of the exception that ended the early reconstruction, as for SuperResolution_addImage; the
+///     last one names addImage here too
 MOVRA_SUPERRESOLUTION_API int SuperResolution_queryOutputImageSize(int context, int* width, int* height);
 
-/// Copies the latest result.
-/// @param image (2 height) x (2 width) floats, written unless the result is -999
-/// @return 0; -999 "Context invalid."; -5 "Not enough input images (<5)", when zeros or an early image are
-/// copied;
-///         or -999 "Memcpy called on nullptr!!!!" when `image` is null ("Ir mosaic data pointer is NULL.",
-///         which is set first, is replaced) or the context was made with a width or height of 0
+/// Copies the latest image.
+/// @param image receives (2 height) x (2 width) floats, unless the result is -999
+/// @return
+///   - 0
+///   - -5 "Not enough input images (<5)"; zeros, or the early image, are copied
+///   - -999 "Context invalid."
+///   - -999 "Memcpy called on nullptr!!!!": `image` is null, or a size of 0 was given to init. For a null pointer the
+///     text is "Ir mosaic data pointer is NULL." first, and then replaced.
 MOVRA_SUPERRESOLUTION_API int SuperResolution_getSuperresolutionImage(int context, float* image);
 
-/// Chooses the frame that the others are registered against and on whose pixel grid the image is made.
-/// @param index counted back from the newest frame: 0 the newest ... 4 the oldest of five; 3 after init
-/// @return 0; or -999 "Context invalid."
-/// @throws const char* "Invalid reference index specified." for another index of a valid context
+/// Chooses the reference: the frame that the others are registered against and whose place the image has.
+/// @param index counted back from the newest frame: 0 is the newest, 4 the oldest of five, 3 the default. While fewer
+///              frames are held than that, the oldest one is taken.
+/// @return
+///   - 0
+///   - -999 "Context invalid."
+/// @throws const char* "Invalid reference index specified." if the context is valid and the index is not 0 to 4
 MOVRA_SUPERRESOLUTION_API int SuperResolution_setReferenceFrame(int context, int index);
 
-/// Sets the width (standard deviation in high-resolution pixels) of the sensor's point-spread function from a
-/// description of camera and lens, such as "m07, FOV 15".
+/// Sets the width of the point-spread function (standard deviation in high-resolution pixels) from a description of
+/// camera and lens, such as "m07, FOV 15":
 ///
 ///     camera              lens              width
 ///     m01                 any               0.81
@@ -137,20 +148,19 @@ MOVRA_SUPERRESOLUTION_API int SuperResolution_setReferenceFrame(int context, int
 ///     m08                 any               0.34
 ///     not recognised                        0.683
 ///
-/// A description is recognised when it holds a camera key and, anywhere, "FOV" followed by a number. Of
-/// several keys the topmost counts.
-/// @return 0, whatever happened; the last error is not touched. An invalid handle has no effect.
+/// Recognised is what holds a camera's key somewhere and "FOV" followed by a number somewhere; of several keys the
+/// lowest counts, of several FOV the first. See SuperResolution_getCameraAndLensType for odd numbers.
+/// @return 0, always; leaves no text. An invalid handle has no effect.
 /// @throws std::logic_error if `description` is null
 MOVRA_SUPERRESOLUTION_API int SuperResolution_setCameraAndLensType(int context, const char* description);
 
-/// Copies the last error text, which is empty at first, as strncpy does: at most `length` characters, the
-/// rest of the buffer filled with zeros, and NO terminator when the text has `length` characters or more. So
-/// pass one less than the buffer has and terminate it yourself:
+/// Copies the last error text, empty at first, as strncpy does: at most `length` characters, zeros in the rest of the
+/// `length`, and NO terminator when the text has `length` characters or more. Safe is
 ///
 ///     char text[256] = "";
 ///     SuperResolution_getErrorMessage(text, sizeof text - 1);
 ///
-/// A null buffer, or a length below 1, copies nothing.
+/// @param buffer `length` characters; a null pointer, or a length below 1, makes the call do nothing
 /// @return 0
 MOVRA_SUPERRESOLUTION_API int SuperResolution_getErrorMessage(char* buffer, int length);
 
@@ -165,11 +175,11 @@ MOVRA_SUPERRESOLUTION_API bool SuperResolution_isContextValid(int context);
 MOVRA_SUPERRESOLUTION_API int SuperResolution_setLogFile(const char* path);
 
 /// Reads camera and lens from a description, as SuperResolution_setCameraAndLensType does.
-/// @param camera "cam1" to "cam8" for the keys m01 to m08; unchanged when no key is found
-/// @param lens   the number after the first "FOV", a field of view in degrees; unchanged when there is no key
-/// or no
-///               "FOV", -1 when nothing follows it
-/// @return whether both were found
+/// @param camera receives "cam1" to "cam8" for the keys m01 to m08; unchanged when no key is found
+/// @param lens   receives the whole number after the first "FOV", a field of view in degrees: 0 if there is something
+///               else, -1 if there is nothing, the nearest int if the number is too large. Unchanged without a key or
+///               without "FOV".
+/// @return whether camera and "FOV" were found and lens is not -1
 MOVRA_SUPERRESOLUTION_API bool SuperResolution_getCameraAndLensType(const std::string& description,
                                                                     std::string& camera, int& lens);
 
