@@ -95,8 +95,8 @@ MOVRA_SUPERRESOLUTION_API int SuperResolution_release(int context);
 ///   - -999 "ir image data pointer is NULL"
 ///   - -999 "Too many defect pixels. No processing possible.": more than ten pixels could not be repaired at all. The
 ///     frame is in the window but not counted; the context goes on working.
-///   - -999 "Too large displacement": a frame lies half the height or more from the reference. This one and the
-///     next come from the reconstruction: the frame is counted and the image stays as it was.
+///   - -999 "Too large displacement": a frame lies half the height or more from the reference. The frame is counted;
+///     the image stays as it was.
 ///   - -999 "maskBadPixel(): number of shifts ist not equal to number of defectMaps", "cv::Exception: " and OpenCV's
 ///     description, or "Unknown exception in addImage()", for instance when memory runs out
 ///   - -3, from the fifth frame on; the image is made. No text of its own.
