@@ -1,3 +1,6 @@
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <exception>
 #include <iostream>
@@ -27,6 +30,15 @@ int report(ExitCode code, std::string message) {
   return static_cast<int>(code);
 }
 
+/// Gives a standard stream that the caller closed to nobody, so that no file gets its number and, with it, our text.
+void openStandardStreams() {
+  int descriptor = 0;
+  do {
+    descriptor = open("/dev/null", O_RDWR);
+  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+  if (descriptor >= 0) close(descriptor);
+}
+
 int run(int argc, char** argv) {
   CLI::App application{"Multi-frame super-resolution of thermal images", "movra-sr"};
   application.set_version_flag("--version", "movra-sr " MOVRA_SR_VERSION);
@@ -34,6 +46,7 @@ int run(int argc, char** argv) {
   application.footer(exitCodes);
 
   movra::tool::Action chosen;
+  addReconstruct(application, chosen);
   addSimulate(application, chosen);
   addCompare(application, chosen);
   addBadPixels(application, chosen);
@@ -53,6 +66,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  openStandardStreams();
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
   try {
     return run(argc, argv);

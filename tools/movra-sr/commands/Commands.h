@@ -16,6 +16,9 @@ void addSimulate(CLI::App& application, Action& chosen);
 void addCompare(CLI::App& application, Action& chosen);
 void addBadPixels(CLI::App& application, Action& chosen);
 
+/// Accepts finite numbers.
+CLI::Validator finite();
+
 /// Accepts finite numbers between the bounds, both included.
 CLI::Validator finiteWithin(double low, double high);
 

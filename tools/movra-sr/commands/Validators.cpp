@@ -26,6 +26,10 @@ std::string plain(double value) {
 
 }  // namespace
 
+CLI::Validator finite() {
+  return accepting("a finite number", [](double) { return true; });
+}
+
 CLI::Validator finiteWithin(double low, double high) {
   return accepting("in " + plain(low) + " .. " + plain(high),
                    [=](double value) { return low <= value && value <= high; });

@@ -74,11 +74,10 @@ void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const Range& range, c
   const int decimals = range.high - range.low < 1 ? 3 : range.high - range.low < 10 ? 2 : 1;
   for (int tick = 0; tick < ticks; ++tick) {
     const int y = place.y + tick * (place.height - 1) / (ticks - 1);
-    const int row = std::clamp(y - place.y, 0, ramp.rows - 1);
     char text[32];
-    std::snprintf(text, sizeof text, "%.*f", decimals, static_cast<double>(ramp(row, 0)));
+    std::snprintf(text, sizeof text, "%.*f", decimals, static_cast<double>(ramp(y - place.y, 0)));
     cv::line(canvas, {place.x + place.width, y}, {place.x + place.width + 4, y}, ink);
-    write(canvas, text, {place.x + place.width + 8, y + 4});
+    write(canvas, text, {place.x + place.width + 8, std::clamp(y + 4, place.y + 10, place.y + place.height)});
   }
   write(canvas, unit, {place.x, place.y - 9});
 }

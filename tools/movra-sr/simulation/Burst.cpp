@@ -65,18 +65,20 @@ SimulatedBurst simulateBurst(const cv::Mat_<float>& scene, const CameraModel& ca
   burst.truth =
       scene(cv::Rect(margin, margin, 2 * camera.frameSize.width, 2 * camera.frameSize.height)).clone();
 
+  // All shifts before the noise, so that a seed gives the same ones for every frame size.
   cv::RNG random(camera.seed);
   for (int i = 0; i < camera.frameCount; ++i) {
     // In braces, where the order of the two draws is certain.
-    cv::Point2d shift{random.uniform(-camera.maxShift, camera.maxShift),
-                      random.uniform(-camera.maxShift, camera.maxShift)};
-    if (i == burst.reference) shift = {};
+    const cv::Point2d shift{random.uniform(-camera.maxShift, camera.maxShift),
+                            random.uniform(-camera.maxShift, camera.maxShift)};
+    burst.shifts.push_back(i == burst.reference ? cv::Point2d() : shift);
+  }
+  for (const cv::Point2d& shift : burst.shifts) {
     cv::Mat_<float> frame = lookAt(scene, camera, shift);
     cv::Mat_<float> noise(frame.size());
     random.fill(noise, cv::RNG::NORMAL, 0, camera.noise);
     frame += noise;
     burst.frames.push_back(frame);
-    burst.shifts.push_back(shift);
   }
   return burst;
 }

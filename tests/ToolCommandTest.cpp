@@ -1,0 +1,203 @@
+// Whole runs of the command-line tool, as a user starts it.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <opencv2/imgcodecs.hpp>
+#include <string>
+#include <vector>
+
+#include "tests/ToolFolder.h"
+#include "tools/movra-sr/io/Frames.h"
+#include "tools/movra-sr/io/OutputFile.h"
+#include "tools/movra-sr/io/Tiff.h"
+#include "tools/movra-sr/reconstruction/Reconstruction.h"
+
+using namespace movra::tool;
+
+namespace {
+
+struct Outcome {
+  int code;
+  std::string out;
+  std::string err;
+};
+
+class ToolCommand : public ToolFolder {
+ protected:
+  /// Runs the tool in the test's folder.
+  Outcome run(const std::string& arguments) const {
+    const std::string command = "cd '" + folder.string() + "' && '" MOVRA_SR_PROGRAM "' " + arguments +
+                                " >'" + at("stdout") + "' 2>'" + at("stderr") + "'";
+    const int status = std::system(command.c_str());
+    Outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readAll(at("stdout")),
+                   readAll(at("stderr"))};
+    std::filesystem::remove(at("stdout"));
+    std::filesystem::remove(at("stderr"));
+    return result;
+  }
+
+  /// Makes frame_00.tiff .. frame_04.tiff of 96 x 72 pixels in the folder `burst`.
+  void simulate() const { ASSERT_EQ(run("simulate -o burst --size 96x72 --force").code, 0); }
+
+  void overwrite(const std::string& name, const cv::Mat_<float>& image) const {
+    OutputFile file(at(name), true);
+    writeTiff(file, image, "");
+    file.commit();
+  }
+
+  /// The number behind the text in the output.
+  static double number(const std::string& output, const std::string& text) {
+    const auto place = output.find(text);
+    EXPECT_NE(place, std::string::npos) << output;
+    return place == std::string::npos ? std::nan("")
+                                      : std::strtod(output.c_str() + place + text.size(), nullptr);
+  }
+};
+
+TEST_F(ToolCommand, ASimulatedBurstBecomesSharperThanBicubic) {
+  simulate();
+  const Outcome made = run("reconstruct burst -o sr.tiff --preview sr.png --unit K");
+  EXPECT_EQ(made.code, 0) << made.err;
+  EXPECT_EQ(made.err, "");
+  EXPECT_NE(made.out.find("status: good"), std::string::npos) << made.out;
+  EXPECT_NE(made.out.find("reference: burst/frame_01.tiff"), std::string::npos) << made.out;
+  EXPECT_EQ(made.out.find("+++"), std::string::npos) << "the engine's report: " << made.out;
+  EXPECT_GT(number(made.out, "sr factor: "), 1.5);
+
+  const Outcome bicubic = run("compare burst/frame_01.tiff burst/truth.tiff");
+  const Outcome better = run("compare sr.tiff burst/truth.tiff");
+  EXPECT_GE(number(better.out, "PSNR: "), number(bicubic.out, "PSNR: ") + 2.5);
+  EXPECT_GT(number(better.out, "SSIM: "), number(bicubic.out, "SSIM: "));
+  EXPECT_EQ(cv::imread(at("sr.png"), cv::IMREAD_UNCHANGED).type(), CV_8UC3);
+  EXPECT_EQ(readImage(at("sr.tiff")).pixels.size(), cv::Size(192, 144));
+
+  const std::string before = readAll(at("sr.tiff"));
+  EXPECT_EQ(run("reconstruct burst -o sr.tiff").code, 4);
+  EXPECT_EQ(readAll(at("sr.tiff")), before);
+  EXPECT_EQ(run("reconstruct burst -o sr.tiff --force").code, 0);
+  EXPECT_EQ(run("reconstruct burst -o burst/frame_00.tiff --force").code, 4);
+}
+
+TEST_F(ToolCommand, EngineAndCInterfaceGiveTheSameImage) {
+  simulate();
+  std::vector<Frame> window;
+  for (const std::string& file : expandFolders({at("burst")})) window.push_back(readImage(file));
+  const auto sameBits = [](const cv::Mat_<float>& a, const cv::Mat_<float>& b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
+  };
+  Parameters parameters;
+  for (const int reference : {3, 0}) {
+    parameters.referenceIndex = reference;
+    const Reconstruction both = reconstruct(window, parameters, false);
+    testing::internal::CaptureStdout();
+    const Reconstruction engine = reconstructThroughEngine(window, parameters);
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(sameBits(both.image, engine.image));
+    EXPECT_EQ(both.srFactor, engine.srFactor);
+    EXPECT_EQ(both.shifts, engine.shifts);
+  }
+  // m08 means 0.34: what only the C interface knows by name, the engine takes as a number.
+  parameters.camera = "m08 FOV 10";
+  Parameters byNumber = parameters;
+  byNumber.camera.reset();
+  byNumber.psfSigma = 0.34F;
+  EXPECT_TRUE(
+      sameBits(reconstruct(window, parameters, false).image, reconstruct(window, byNumber, false).image));
+}
+
+TEST_F(ToolCommand, FilesFoldersAndPagesGiveTheSameImage) {
+  simulate();
+  std::vector<cv::Mat> pages;
+  for (int i = 0; i < 5; ++i)
+    pages.push_back(readImage(at("burst/frame_0" + std::to_string(i) + ".tiff")).pixels);
+  ASSERT_TRUE(cv::imwritemulti(at("pages.tiff"), pages));
+  EXPECT_EQ(run("reconstruct burst -o folder.tiff").code, 0);
+  EXPECT_EQ(run("reconstruct burst/frame_0?.tiff -o files.tiff").code, 0);
+  EXPECT_EQ(run("reconstruct pages.tiff -o pages_sr.tiff").code, 0);
+  EXPECT_EQ(run("reconstruct burst burst/frame_00.tiff --first 1 -o first.tiff").code, 0);
+  const cv::Mat_<float> expected = readImage(at("folder.tiff")).pixels;
+  for (const std::string name : {"files.tiff", "pages_sr.tiff", "first.tiff"})
+    EXPECT_EQ(cv::norm(readImage(at(name)).pixels, expected, cv::NORM_INF), 0) << name;
+}
+
+TEST_F(ToolCommand, BadInputIsNamedInOneLineAndNothingIsWritten) {
+  simulate();
+  const cv::Mat_<float> good = readImage(at("burst/frame_02.tiff")).pixels;
+  const std::string bytes = readAll(at("burst/frame_02.tiff"));
+  const std::string bad = at("burst/frame_02.tiff");
+  cv::Mat_<float> riddled = good.clone();
+  for (int i = 0; i < 12; ++i)
+    riddled(4 + 4 * (i / 6), 4 + 4 * (i % 6)) = riddled(4 + 4 * (i / 6), 5 + 4 * (i % 6)) =
+        std::numeric_limits<float>::quiet_NaN();
+
+  const auto refused = [&](const std::string& what, const std::string& arguments, const std::string& culprit,
+                           int code) {
+    const Outcome result = run("reconstruct " + arguments + " -o out.tiff --preview out.png");
+    EXPECT_EQ(result.code, code) << what << ": " << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << what << ": " << result.err;
+    EXPECT_NE(result.err.find(culprit), std::string::npos) << what << ": " << result.err;
+    std::vector<std::string> left;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+      left.push_back(entry.path().filename());
+    EXPECT_EQ(left, std::vector<std::string>{"burst"}) << what;
+  };
+  const auto refusedFrame = [&](const std::string& what, const cv::Mat_<float>& image) {
+    overwrite("burst/frame_02.tiff", image);
+    refused(what, "burst", "frame_02.tiff", 3);
+  };
+  refusedFrame("another size", cv::Mat_<float>(72, 95, 1.F));
+  refusedFrame("NaN", cv::Mat_<float>(72, 96, std::numeric_limits<float>::quiet_NaN()));
+  refusedFrame("constant", cv::Mat_<float>(72, 96, 20.F));
+  refusedFrame("counts", cv::Mat_<float>(100 * (good + 273.15)));
+  refusedFrame("too many bad pixels", riddled);
+  writeAll(bad, "");
+  refused("empty", "burst", "frame_02.tiff", 3);
+  writeAll(bad, bytes.substr(0, bytes.size() / 2));
+  refused("truncated", "burst", "frame_02.tiff", 3);
+  std::filesystem::remove(bad);
+  refused("four frames", "burst", "five", 3);
+  refused("a missing file", "burst burst/frame_02.tiff", "frame_02.tiff", 3);
+  ASSERT_TRUE(cv::imwrite(at("burst/frame_02.png"), cv::Mat(72, 96, CV_8UC3, cv::Scalar(1, 2, 3))));
+  refused("colour", "burst", "colour", 3);
+}
+
+TEST_F(ToolCommand, AWindowThatCannotBeAlignedIsRefusedOrCalledDegraded) {
+  simulate();
+  // Noise alone: corners are found, but nothing in the frames belongs together.
+  cv::RNG random(3);
+  cv::Mat_<float> noise(72, 96);
+  random.fill(noise, cv::RNG::UNIFORM, 0, 40);
+  overwrite("burst/frame_03.tiff", noise);
+  const Outcome degraded = run("reconstruct burst -o out.tiff");
+  EXPECT_EQ(degraded.code, 1) << degraded.out << degraded.err;
+  EXPECT_EQ(degraded.out.find("status: good"), std::string::npos) << degraded.out;
+
+  // Values within less than 2 units: aligned all the same, but the C interface calls it too little structure.
+  simulate();
+  const Outcome faint = run("reconstruct burst --gain 0.03 -o faint.tiff");
+  EXPECT_EQ(faint.code, 1) << faint.out << faint.err;
+  EXPECT_NE(faint.out.find("little structure"), std::string::npos) << faint.out;
+  EXPECT_TRUE(std::filesystem::exists(at("faint.tiff")));
+}
+
+TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
+  for (const std::string arguments :
+       {"", "reconstruct", "reconstruct x.tiff", "reconstruct x.tiff -o out.jpg", "sharpen x.tiff",
+        "reconstruct x.tiff -o y.tiff --reference 5", "reconstruct x.tiff -o y.tiff --psf-sigma nan",
+        "reconstruct x.tiff -o y.tiff --tv-weight 0.5", "reconstruct x.tiff -o y.tiff --gain 0",
+        "reconstruct x.tiff -o y.tiff --camera 'm01 FOV 1' --iterations 3", "simulate -o z --size 9x9"}) {
+    const Outcome result = run(arguments);
+    EXPECT_EQ(result.code, 2) << arguments << ": " << result.err;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << arguments << ": " << result.err;
+  }
+  const Outcome help = run("--help");
+  EXPECT_EQ(help.code, 0);
+  EXPECT_NE(help.out.find("Exit codes"), std::string::npos);
+}
+
+}  // namespace

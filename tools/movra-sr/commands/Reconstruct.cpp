@@ -1,0 +1,197 @@
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <system_error>
+
+#include "tools/movra-sr/commands/Commands.h"
+#include "tools/movra-sr/io/OutputFile.h"
+#include "tools/movra-sr/io/Png.h"
+#include "tools/movra-sr/io/Tiff.h"
+#include "tools/movra-sr/reconstruction/Reconstruction.h"
+#include "tools/movra-sr/reconstruction/Window.h"
+#include "tools/movra-sr/report/Preview.h"
+#include "tools/movra-sr/report/Quality.h"
+#include "tools/movra-sr/report/Words.h"
+#include "vision/superresolution/SuperResolutionCAdapter.h"
+
+namespace movra::tool {
+
+namespace {
+
+struct ReconstructOptions {
+  std::vector<std::string> inputs;
+  std::string output;
+  std::string preview;
+  std::string unit;
+  Scale scale;
+  Parameters parameters;
+  std::optional<int> first;
+  bool replace = false;
+  bool verbose = false;
+};
+
+void requireExtension(const std::string& path, std::initializer_list<const char*> extensions,
+                      const char* what) {
+  std::string extension = std::filesystem::path(path).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  if (std::find(extensions.begin(), extensions.end(), extension) == extensions.end())
+    throw Failure(ExitCode::usage, path + ": " + what);
+}
+
+void protectInputs(const ReconstructOptions& options, const std::string& output) {
+  for (const std::string& input : expandFolders(options.inputs)) {
+    std::error_code error;
+    if (std::filesystem::equivalent(input, output, error))
+      throw Failure(ExitCode::outputNotWritten, output + ": is one of the frames; give another name");
+  }
+}
+
+void checkOptions(const ReconstructOptions& options) {
+  requireExtension(options.output, {".tif", ".tiff"}, "the result is a TIFF file; name it .tiff");
+  if (!options.preview.empty())
+    requireExtension(options.preview, {".png"}, "the preview is a PNG file; name it .png");
+  if (options.scale.gain == 0) throw Failure(ExitCode::usage, "--gain 0 would wipe out the frames");
+  const Parameters& parameters = options.parameters;
+  if (!parameters.camera) return;
+  if (!parameters.fitCInterface())
+    throw Failure(ExitCode::usage,
+                  "--camera cannot stand beside other parameters of the method; give --psf-sigma instead");
+  std::string camera;
+  int lens = 0;
+  if (!SuperResolution_getCameraAndLensType(*parameters.camera, camera, lens))
+    std::cerr << "movra-sr: --camera \"" << *parameters.camera
+              << "\" is not recognised (it takes a key m01 .. m08 and FOV with a number); the default width "
+                 "is used\n";
+}
+
+std::string describe(const ReconstructOptions& options, const Window& window, const Reconstruction& result) {
+  return "super-resolution of " + window.frames.front().name + " .. " + window.frames.back().name +
+         "; reference: " + window.frames[static_cast<std::size_t>(options.parameters.referenceSlot())].name +
+         "; status: " + statusInWords(result, window) + "; sr factor: " + srFactorInWords(result) +
+         (options.unit.empty() ? "" : "; unit: " + options.unit);
+}
+
+void writeFiles(const ReconstructOptions& options, const Window& window, const Reconstruction& result,
+                OutputFile& image, OutputFile* preview) {
+  writeTiff(image, result.image, describe(options, window, result));
+  if (preview) {
+    const auto slot = static_cast<std::size_t>(options.parameters.referenceSlot());
+    writePng(*preview,
+             drawPreview(enlargeBicubically(window.frames[slot].pixels), result.image, options.unit));
+  }
+  image.commit();
+  if (preview) preview->commit();
+}
+
+ExitCode reconstructBurst(const ReconstructOptions& options) {
+  checkOptions(options);
+  OutputFile image(options.output, options.replace);
+  const auto preview =
+      options.preview.empty() ? nullptr : std::make_unique<OutputFile>(options.preview, options.replace);
+  protectInputs(options, options.output);
+  if (preview) protectInputs(options, options.preview);
+
+  const Window window = readWindow(options.inputs, options.scale, options.first, options.parameters.counts);
+  const Reconstruction result = reconstruct(window.frames, options.parameters, options.verbose);
+
+  if (options.verbose) std::cerr << frameTable(result, window, options.parameters);
+  for (const std::string& name : result.patched)
+    std::cerr << "movra-sr: " << name << ": a bad pixel had no good neighbours and took a fallback value\n";
+  const auto slot = static_cast<std::size_t>(options.parameters.referenceSlot());
+  std::cout << "frames: " << window.frames.front().name << " .. " << window.frames.back().name << " ("
+            << windowSize << " of " << window.given << ")\n"
+            << "reference: " << window.frames[slot].name << '\n'
+            << "status: " << statusInWords(result, window) << '\n'
+            << "sr factor: " << srFactorInWords(result) << '\n';
+  if (result.verdict == Verdict::registrationFailed)
+    throw Failure(ExitCode::degraded, "nothing written: " + statusInWords(result, window));
+  if (!cv::checkRange(result.image))
+    throw Failure(ExitCode::degraded,
+                  "nothing written: the image has values that are not finite; check the frames");
+
+  writeFiles(options, window, result, image, preview.get());
+  std::cout << "image: " << options.output << ", " << result.image.cols << "x" << result.image.rows << '\n';
+  if (preview) std::cout << "preview: " << options.preview << '\n';
+  return result.verdict == Verdict::good && result.faint.empty() ? ExitCode::done : ExitCode::degraded;
+}
+
+void addParameters(CLI::App& command, Parameters& parameters) {
+  const std::string method = "Method";
+  command
+      .add_option("--reference", parameters.referenceIndex,
+                  "Frame whose grid the image gets, counted back from the newest of the five (0)")
+      ->check(CLI::Range(0, windowSize - 1))
+      ->capture_default_str()
+      ->group(method);
+  CLI::Option* camera = command
+                            .add_option("--camera", parameters.camera,
+                                        "Camera and lens, such as \"m07 FOV 15\"; sets the PSF width")
+                            ->group(method);
+  command
+      .add_option("--psf-sigma", parameters.psfSigma,
+                  "Standard deviation of the point-spread function, high-resolution pixels [0.683]")
+      ->check(finiteAbove(0))
+      ->excludes(camera)
+      ->group(method);
+  command
+      .add_option("--tv-weight", parameters.weightTV,
+                  "Weight of the data against smoothness; larger is sharper [400]")
+      ->check(finiteWithin(1, 1e30))
+      ->group(method);
+  command.add_option("--iterations", parameters.iterations, "Largest number of solver iterations [8]")
+      ->check(CLI::Range(1, 10000))
+      ->group(method);
+  command
+      .add_option("--relative-residue", parameters.relativeResidue,
+                  "Relative residue at which the solver stops [0.007]")
+      ->check(finiteWithin(1.1e-6, 1e30))
+      ->group(method);
+  command
+      .add_option("--registration-error", parameters.registrationError,
+                  "Alignment residue up to which a pixel is used, 0 to 1 [0.0001]")
+      ->check(finiteAbove(0))
+      ->check(finiteWithin(0, 1))
+      ->group(method);
+}
+
+}  // namespace
+
+void addReconstruct(CLI::App& application, Action& chosen) {
+  auto options = std::make_shared<ReconstructOptions>();
+  CLI::App* command = application.add_subcommand(
+      "reconstruct", "Make one image of twice the size from five frames of a burst");
+  command
+      ->add_option(
+          "FRAMES", options->inputs,
+          "Frames in order: PNG or TIFF files of one channel (8 or 16-bit integer, 32-bit float), multi-page "
+          "TIFF files, or folders, whose numbered files are taken in natural order")
+      ->required();
+  command->add_option("-o,--output", options->output, "Result, a 32-bit float TIFF")->required();
+  command->add_option("--preview", options->preview, "False-colour PNG beside the enlarged reference frame");
+  command
+      ->add_option("--first", options->first,
+                   "Number of the first of the five frames, from 1 [the last five]")
+      ->check(CLI::Range(1, 1000000));
+  command->add_option("--gain", options->scale.gain, "Temperature = gain * value + offset")
+      ->check(finite())
+      ->capture_default_str();
+  command->add_option("--offset", options->scale.offset, "See --gain")
+      ->check(finite())
+      ->capture_default_str();
+  command->add_flag("--counts", options->parameters.counts, "The values are sensor counts (-32768 .. 32767)");
+  command->add_option("--unit", options->unit,
+                      "Unit of the values, for the preview and the result's description");
+  command->add_flag("--force", options->replace, "Replace files that exist");
+  command->add_flag("--verbose", options->verbose, "Shift and usable share of each frame, on standard error");
+  addParameters(*command, options->parameters);
+  command->footer(
+      "More than five frames: all are read and checked, the last five (or those from --first on) are used.\n"
+      "The sr factor tells how well the frames cover the image: 2 when every pixel is backed by all five,\n"
+      "1 when by one only.");
+  command->callback([options, &chosen] { chosen = [options] { return reconstructBurst(*options); }; });
+}
+
+}  // namespace movra::tool
