@@ -185,6 +185,36 @@ TEST_F(ToolCommand, AWindowThatCannotBeAlignedIsRefusedOrCalledDegraded) {
   EXPECT_TRUE(std::filesystem::exists(at("faint.tiff")));
 }
 
+TEST_F(ToolCommand, AKnownSensorMapKeepsDefectsOutOfTheImage) {
+  simulate();
+  ASSERT_EQ(run("reconstruct burst -o clean.tiff").code, 0);
+  std::string list = "x,y\n";
+  for (int i = 0; i < 12; ++i)
+    list += std::to_string(8 + 7 * i) + "," + std::to_string(10 + 17 * i % 50) + "\n";
+  writeAll(at("list.csv"), list);
+  for (int k = 0; k < 5; ++k) {
+    const std::string name = "burst/frame_0" + std::to_string(k) + ".tiff";
+    cv::Mat_<float> frame = readImage(at(name)).pixels;
+    for (int i = 0; i < 12; ++i) frame(10 + 17 * i % 50, 8 + 7 * i) = 60;  // a value that could be real
+    overwrite(name, frame);
+  }
+  ASSERT_EQ(run("reconstruct burst -o spoilt.tiff").code, 0);
+  const Outcome mended = run("reconstruct burst --bad-pixels list.csv -o mended.tiff");
+  ASSERT_EQ(mended.code, 0) << mended.err;
+  EXPECT_NE(mended.out.find("bad pixels: 12 marked by list.csv"), std::string::npos) << mended.out;
+  const auto quality = [&](const std::string& image) {
+    return number(run("compare " + image + " burst/truth.tiff").out, "PSNR: ");
+  };
+  EXPECT_GT(quality("mended.tiff"), quality("spoilt.tiff") + 6);
+  EXPECT_GT(quality("mended.tiff"), quality("clean.tiff") - 2);
+
+  writeAll(at("other.csv"), "x,y,x1,y1,x2,y2,x3,y3,x4,y4,width,height\n1,1,2,2,2,2,2,2,2,2,640,480\n");
+  const Outcome refused = run("reconstruct burst --bad-pixels other.csv -o refused.tiff");
+  EXPECT_EQ(refused.code, 3);
+  EXPECT_NE(refused.err.find("other.csv: is for frames of 640x480"), std::string::npos) << refused.err;
+  EXPECT_FALSE(std::filesystem::exists(at("refused.tiff")));
+}
+
 TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
   for (const std::string arguments :
        {"", "reconstruct", "reconstruct x.tiff", "reconstruct x.tiff -o out.jpg", "sharpen x.tiff",

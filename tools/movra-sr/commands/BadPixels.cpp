@@ -191,12 +191,13 @@ void addBadPixels(CLI::App& application, Action& chosen) {
   command->add_option("--picture", options->picture, "PNG of the first frame with the pixels marked");
   command->add_flag("--force", options->replace, "Replace files that exist");
   command->footer(
-      "A defect shows by a value that hardly any other pixel of the frame has. One that has an ordinary "
-      "value in "
-      "the\nwrong place is not found, and few pixels of a small, very hot or cold thing may be taken for "
-      "defects: "
-      "frames of\nan even scene are best. The list of several frames holds what was found in any of them.\n"
-      "Use it with movra-sr reconstruct --bad-pixels.");
+      "A defect shows by a value that hardly any other pixel of the frame has: frames of an even scene are "
+      "best.\n"
+      "A small thing that is very hot or cold can look like defects, and a defect with an ordinary value is "
+      "not\n"
+      "found. Where many pixels are stuck at the same value, --low and --high catch them. The list of "
+      "several\n"
+      "frames holds what was found in any of them. Use it with movra-sr reconstruct --bad-pixels.");
   command->callback([options, &chosen] { chosen = [options] { return listBadPixels(*options); }; });
 }
 

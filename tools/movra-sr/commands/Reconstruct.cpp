@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "tools/movra-sr/commands/Commands.h"
+#include "tools/movra-sr/io/BadPixelFile.h"
 #include "tools/movra-sr/io/OutputFile.h"
 #include "tools/movra-sr/io/Png.h"
 #include "tools/movra-sr/io/Tiff.h"
@@ -24,6 +25,7 @@ struct ReconstructOptions {
   std::vector<std::string> inputs;
   std::string output;
   std::string preview;
+  std::string badPixels;
   std::string unit;
   Scale scale;
   Parameters parameters;
@@ -86,6 +88,16 @@ void writeFiles(const ReconstructOptions& options, const Window& window, const R
   if (preview) preview->commit();
 }
 
+/// Copies of the frames in which the listed pixels are marked.
+std::vector<Frame> withMarks(const std::vector<Frame>& frames, const BadPixelFile& badPixels) {
+  std::vector<Frame> marked;
+  for (const Frame& frame : frames) {
+    marked.push_back({frame.pixels.clone(), frame.name});
+    markBadPixels(badPixels, marked.back());
+  }
+  return marked;
+}
+
 ExitCode reconstructBurst(const ReconstructOptions& options) {
   checkOptions(options);
   OutputFile image(options.output, options.replace);
@@ -94,8 +106,11 @@ ExitCode reconstructBurst(const ReconstructOptions& options) {
   protectInputs(options, options.output);
   if (preview) protectInputs(options, options.preview);
 
+  const BadPixelFile badPixels =
+      options.badPixels.empty() ? BadPixelFile{} : readBadPixels(options.badPixels);
   const Window window = readWindow(options.inputs, options.scale, options.first, options.parameters.counts);
-  const Reconstruction result = reconstruct(window.frames, options.parameters, options.verbose);
+  const Reconstruction result =
+      reconstruct(withMarks(window.frames, badPixels), options.parameters, options.verbose);
 
   if (options.verbose) std::cerr << frameTable(result, window, options.parameters);
   for (const std::string& name : result.patched)
@@ -103,8 +118,10 @@ ExitCode reconstructBurst(const ReconstructOptions& options) {
   const auto slot = static_cast<std::size_t>(options.parameters.referenceSlot());
   std::cout << "frames: " << window.frames.front().name << " .. " << window.frames.back().name << " ("
             << windowSize << " of " << window.given << ")\n"
-            << "reference: " << window.frames[slot].name << '\n'
-            << "status: " << statusInWords(result, window) << '\n'
+            << "reference: " << window.frames[slot].name << '\n';
+  if (!options.badPixels.empty())
+    std::cout << "bad pixels: " << badPixels.list.rows << " marked by " << badPixels.name << '\n';
+  std::cout << "status: " << statusInWords(result, window) << '\n'
             << "sr factor: " << srFactorInWords(result) << '\n';
   if (result.verdict == Verdict::registrationFailed)
     throw Failure(ExitCode::degraded, "nothing written: " + statusInWords(result, window));
@@ -171,6 +188,9 @@ void addReconstruct(CLI::App& application, Action& chosen) {
       ->required();
   command->add_option("-o,--output", options->output, "Result, a 32-bit float TIFF")->required();
   command->add_option("--preview", options->preview, "False-colour PNG beside the enlarged reference frame");
+  command->add_option("--bad-pixels", options->badPixels,
+                      "List of the sensor's bad pixels as movra-sr bad-pixels makes it; they are left out of "
+                      "every frame");
   command
       ->add_option("--first", options->first,
                    "Number of the first of the five frames, from 1 [the last five]")
