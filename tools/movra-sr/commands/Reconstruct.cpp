@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <iostream>
 #include <memory>
@@ -36,10 +35,7 @@ struct ReconstructOptions {
 
 void requireExtension(const std::string& path, std::initializer_list<const char*> extensions,
                       const char* what) {
-  std::string extension = std::filesystem::path(path).extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  if (std::find(extensions.begin(), extensions.end(), extension) == extensions.end())
+  if (std::find(extensions.begin(), extensions.end(), lowerCaseExtension(path)) == extensions.end())
     throw Failure(ExitCode::usage, path + ": " + what);
 }
 

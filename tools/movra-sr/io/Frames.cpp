@@ -65,9 +65,7 @@ cv::Mat_<float> scaled(const cv::Mat& image, const Scale& scale) {
 
 bool isNumberedPicture(const fs::directory_entry& entry) {
   const std::string name = entry.path().filename().string();
-  std::string extension = entry.path().extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string extension = lowerCaseExtension(name);
   const std::string stem = entry.path().stem().string();
   return name.front() != '.' && (extension == ".png" || extension == ".tif" || extension == ".tiff") &&
          std::any_of(stem.begin(), stem.end(), [](unsigned char c) { return std::isdigit(c); }) &&
@@ -88,6 +86,13 @@ std::vector<std::string> numberedPictures(const fs::path& folder) {
 }
 
 }  // namespace
+
+std::string lowerCaseExtension(const std::string& path) {
+  std::string extension = fs::path(path).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return extension;
+}
 
 std::string sizeText(cv::Size size) {
   return std::to_string(size.width) + "x" + std::to_string(size.height);

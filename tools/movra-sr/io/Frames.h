@@ -19,6 +19,9 @@ struct Scale {
   double offset = 0;
 };
 
+/// The extension of a file name in lower case, with its dot.
+std::string lowerCaseExtension(const std::string& path);
+
 /// "WIDTHxHEIGHT", for messages.
 std::string sizeText(cv::Size size);
 
