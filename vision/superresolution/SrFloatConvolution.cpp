@@ -61,10 +61,10 @@ void SrFloatConvolution::validCorrToSparse(float* hr, float* psfX, float* psfY, 
   const int width = hrWidth / 2;
   for (int s = 0; s < rolling->inputPairs(); ++s) {
     rolling->enter(hr, s);
-    const float* row = rolling->image(0, psfX, psfY);
-    if (s >= 2) {
-      std::copy_n(row, width, out + Index{s - 2} * width);
-    }
+    rolling->image(0, psfX, psfY, s >= 2 ? out + Index{s - 2} * width : rolling->discarded());
+  }
+  for (Index i = 0; i < Index{width} * (hrHeight / 2); ++i) {
+    out[i] += 0.0f;  // a sum of zeros is +0
   }
 }
 

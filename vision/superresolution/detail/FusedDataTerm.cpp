@@ -10,13 +10,17 @@ FusedDataTerm::FusedDataTerm(int lowWidth, int lowHeight, int frameCount)
     : width(lowWidth),
       height(lowHeight),
       paddedHeight(2 * lowHeight + RollingOperators::taps - 1),
-      operators(lowWidth, lowHeight, frameCount) {}
+      operators(lowWidth, lowHeight, frameCount),
+      isMasked(static_cast<std::size_t>(frameCount) * static_cast<std::size_t>(lowHeight)) {}
 
 FusedDataTerm::Band FusedDataTerm::band(int index) const {
   return {2 * index, std::min(2 * index + 2, paddedHeight), std::min(2 * index + 6, paddedHeight)};
 }
 
 void FusedDataTerm::addOperator(int index, const Frames& frames, float* x, float* out) {
+  if (index == 0) {
+    findMaskedRows(frames);
+  }
   for (int s = index == 0 ? 0 : index + 2; s <= std::min(index + 2, operators.inputPairs() - 1); ++s) {
     enterPair(s, frames, x);
   }
@@ -35,14 +39,26 @@ void FusedDataTerm::backProject(int index, const Frames& frames, float** images,
   spreadAll(index, frames, out);
 }
 
+// Most rows are trusted throughout; found out beforehand, they cost no more than this look at the masks.
+void FusedDataTerm::findMaskedRows(const Frames& frames) {
+  for (int k = 0; k < frames.count; ++k) {
+    for (int r = 0; r < height; ++r) {
+      isMasked[static_cast<std::size_t>(k * height + r)] =
+          !psfKernels().isAllOnes(frames.masks[k] + static_cast<std::ptrdiff_t>(r) * width, width);
+    }
+  }
+}
+
 void FusedDataTerm::enterPair(int s, const Frames& frames, const float* x) {
   operators.enter(x, s);
   const int r = s - 2;
   for (int k = 0; k < frames.count; ++k) {
-    const float* samples = operators.image(k, frames.kernelX(k), frames.kernelY(k));
+    float* samples = r >= 0 ? operators.sampleRow(k, r) : operators.discarded();
+    operators.image(k, frames.kernelX(k), frames.kernelY(k), samples);
     if (r >= 0) {
-      psfKernels().weightRow(frames.masks[k] + static_cast<std::ptrdiff_t>(r) * width, samples, width,
-                             operators.sampleRow(k, r));
+      if (isMasked[static_cast<std::size_t>(k * height + r)]) {
+        psfKernels().weightRow(frames.masks[k] + static_cast<std::ptrdiff_t>(r) * width, samples, width, samples);
+      }
     }
   }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 #include "vision/superresolution/detail/DataTerm.h"
 #include "vision/superresolution/detail/RollingOperators.h"
 
@@ -16,6 +18,7 @@ class FusedDataTerm : public DataTerm<char> {
   void backProject(int index, const Frames& frames, float** images, float* out) override;
 
  private:
+  void findMaskedRows(const Frames& frames);
   void enterPair(int s, const Frames& frames, const float* x);
   void spreadAll(int index, const Frames& frames, float* out);
 
@@ -23,6 +26,7 @@ class FusedDataTerm : public DataTerm<char> {
   int height;
   int paddedHeight;
   RollingOperators operators;
+  std::vector<char> isMasked;  // per frame and row: true when the mask is not 1 everywhere
 };
 
 }  // namespace movra::vision::detail

@@ -15,7 +15,7 @@ struct PsfKernels {
   void (*mergeColumns)(const float* even, const float* odd, int width, float* row);
 
   /// Takes padded rows 2s and 2s + 1 through the imaging model: adds them to the low-resolution rows that they
-  /// contribute to, s - 2, s - 1 and s, of which s - 2 is then complete.
+  /// contribute to, s - 2, s - 1 and s, of which s - 2 is then complete. The sign of a zero in it is open.
   /// @param even, odd  columns of the two rows: [0] of row 2s, [1] of row 2s + 1
   /// @param psfX, psfY six taps each
   /// @param older      sum of row s - 2 so far; holds that of row s - 1 afterwards
@@ -24,8 +24,11 @@ struct PsfKernels {
   void (*imageRowPair)(const float* const even[2], const float* const odd[2], int width, const float* psfX,
                        const float* psfY, float* older, float* newer, float* complete);
 
-  /// row[x] = mask[x] * row[x], the mask taken as signed bytes.
+  /// weighted[x] = mask[x] * row[x], the mask taken as signed bytes; in place if they are the same.
   void (*weightRow)(const char* mask, const float* row, int width, float* weighted);
+
+  /// True when weighting by this mask changes nothing.
+  bool (*isAllOnes)(const char* mask, int width);
 
   /// Vertical half of the transpose: rows 2r and 2r + 1 of the intermediate from low-resolution rows r, r - 1, r - 2.
   void (*spreadRows)(const float* row, const float* rowBefore, const float* rowBeforeThat, int width, const float* psfY,

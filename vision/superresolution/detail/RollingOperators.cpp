@@ -38,7 +38,7 @@ RollingOperators::RollingOperators(int width, int height, int frameCount)
     oddSum[i] = takeRow();
     intermediate[i] = takeRow() + guard;
   }
-  complete = takeRow();
+  discardedRow = takeRow();
   zeros = takeRow();
 }
 
@@ -49,9 +49,8 @@ void RollingOperators::enter(const float* x, int s) {
   }
 }
 
-const float* RollingOperators::image(int k, const float* psfX, const float* psfY) {
-  psfKernels().imageRowPair(even, odd, lowWidth, psfX, psfY, frameRow(k, 0), frameRow(k, 1), complete);
-  return complete;
+void RollingOperators::image(int k, const float* psfX, const float* psfY, float* sampleRow) {
+  psfKernels().imageRowPair(even, odd, lowWidth, psfX, psfY, frameRow(k, 0), frameRow(k, 1), sampleRow);
 }
 
 float* RollingOperators::sampleRow(int k, int r) { return frameRow(k, ringStart + r % 3); }

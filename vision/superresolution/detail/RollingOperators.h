@@ -34,8 +34,12 @@ class RollingOperators {
   /// Row pair s of the padded image enters.
   void enter(const float* x, int s);
 
-  /// Takes the pair that entered last through frame k's imaging model; returns sample row s - 2, not yet masked.
-  const float* image(int k, const float* psfX, const float* psfY);
+  /// Takes the pair that entered last through frame k's imaging model, which completes `sampleRow`, row s - 2 (there is
+  /// none for the first two pairs: see discarded()).
+  void image(int k, const float* psfX, const float* psfY, float* sampleRow);
+
+  /// A row for what nobody needs.
+  float* discarded() { return discardedRow; }
 
   /// Place of frame k's masked sample row r, for r in 0 ... lowHeight - 1; row r - 3 is overwritten.
   float* sampleRow(int k, int r);
@@ -69,7 +73,7 @@ class RollingOperators {
   float* evenSum[2];         // columns of the open pair
   float* oddSum[2];
   float* intermediate[2];    // rows between the two halves of the transpose, zeros around them
-  float* complete;
+  float* discardedRow;
   float* zeros;
 };
 

@@ -189,15 +189,19 @@ void TvMinimization<Convolution>::backProject(int count, float** frames, Mask** 
 
 template <class Convolution>
 int TvMinimization<Convolution>::conjugateGradients(int count, Mask** masks, int maxIterations) {
-  computeL();
-
-  // r = b - A x, p = r
+  // L at x just ahead of r = b - A x, p = r
+  int frozenRows = 0;
   float lanes[detail::sumLanes] = {};
   applySystem(
-      vectors->estimate.get(), count, masks, vectors->residual.get(), [](int) {},
+      vectors->estimate.get(), count, masks, vectors->residual.get(),
+      [&](int end) {
+        const int rows = end / paddedWidth;
+        tvTerm->freezeRows(vectors->estimate.get(), {tvCoefficient, epsilon, invEpsilon}, frozenRows, rows);
+        frozenRows = rows;
+      },
       [&](int begin, int end) {
-        detail::solverKernels().startResidual(vectors->rhs.get(), vectors->residual.get(), vectors->direction.get(), begin,
-                                              end, lanes);
+        detail::solverKernels().startResidual(vectors->rhs.get(), vectors->residual.get(),
+                                              vectors->direction.get(), begin, end, lanes);
       });
   residualNorm2 = detail::combineLanes(lanes);
   directionIsFinal = true;

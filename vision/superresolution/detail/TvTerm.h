@@ -14,8 +14,11 @@ class TvTerm {
         downLeft(makeWeights(slack)), downRight(makeWeights(slack)) {}
 
   /// Weights coefficient / clamp(|difference|) from the differences between the neighbours of x.
-  void freezeAt(const float* x, const EdgeRule& rule) {
-    for (int y = 0; y < height; ++y) {
+  void freezeAt(const float* x, const EdgeRule& rule) { freezeRows(x, rule, 0, height); }
+
+  /// The same for the edges that start in rows [begin, end).
+  void freezeRows(const float* x, const EdgeRule& rule, int begin, int end) {
+    for (int y = begin; y < end; ++y) {
       solverKernels().edgeWeightsOfRow(x, width, height, y, rule, weights());
     }
   }
