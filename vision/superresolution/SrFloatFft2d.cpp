@@ -8,6 +8,7 @@
 #include "movra/Exception.h"
 #include "vision/superresolution/detail/ErrorFunction.h"
 #include "vision/superresolution/detail/FftBatchKernels.h"
+#include "vision/superresolution/detail/TransposeKernels.h"
 #include "vision/superresolution/reference/fftpack.h"
 
 namespace movra::vision {
@@ -129,11 +130,12 @@ void SrFloatFft2d::forward(float* image, float (*spectrum)[2]) {
     if (rows < batchWidth) {
       std::fill_n(batch, ptrdiff_t{width} * batchWidth, 0.0f);
     }
-    kernels.transpose(image + ptrdiff_t{y} * width, width, rows, width, batch, batchWidth);
+    detail::transposeKernels().transpose(image + ptrdiff_t{y} * width, width, rows, width, batch, batchWidth);
     const float* const packed = fftpack::rfftfBatch(width, batch, scratch, rowTable.get(), rowFactors.get());
     // From the second value on, the packed order is that of a row of bins.
     float* const binRows = bins + y * pitch;
-    kernels.transpose(packed + batchWidth, batchWidth, width - 1, rows, binRows + 2, pitch);
+    detail::transposeKernels().transpose(packed + batchWidth, batchWidth, width - 1, rows, binRows + 2,
+                                         pitch);
     for (int row = 0; row < rows; ++row) {
       binRows[row * pitch] = packed[row];
       binRows[row * pitch + 1] = 0.0f;
@@ -187,9 +189,9 @@ void SrFloatFft2d::backward(float (*spectrum)[2], float* image) {
     if (rows < batchWidth) {
       std::fill_n(batch, ptrdiff_t{width} * batchWidth, 0.0f);
     }
-    kernels.transpose(imageRows, width, rows, width, batch, batchWidth);
+    detail::transposeKernels().transpose(imageRows, width, rows, width, batch, batchWidth);
     const float* const result = fftpack::rfftbBatch(width, batch, scratch, rowTable.get(), rowFactors.get());
-    kernels.transpose(result, batchWidth, width, rows, imageRows, width);
+    detail::transposeKernels().transpose(result, batchWidth, width, rows, imageRows, width);
   }
 }
 

@@ -16,7 +16,9 @@ constexpr std::size_t hugePage = std::size_t{2} << 20;
 
 }  // namespace
 
-void FreeAligned::operator()(float* memory) const { std::free(memory); }
+void FreeAligned::operator()(float* memory) const {
+  std::free(memory);
+}
 
 AlignedFloats makeAlignedFloats(std::size_t size) {
   if (size > std::numeric_limits<std::size_t>::max() / 2 / sizeof(float)) {
@@ -29,7 +31,8 @@ AlignedFloats makeAlignedFloats(std::size_t size) {
     throw std::bad_alloc();
   }
   if (large) {
-    madvise(memory, bytes / hugePage * hugePage, MADV_HUGEPAGE);  // a wish: without huge pages all works the same
+    madvise(memory, bytes / hugePage * hugePage,
+            MADV_HUGEPAGE);  // a wish: without huge pages all works the same
   }
   AlignedFloats floats(static_cast<float*>(memory));
   std::fill_n(floats.get(), size, 0.0f);

@@ -17,6 +17,8 @@ using AlignedFloats = std::unique_ptr<float[], FreeAligned>;
 AlignedFloats makeAlignedFloats(std::size_t size);
 
 /// `width` rounded up so that consecutive rows start aligned.
-constexpr int alignedWidth(int width) { return (width + 15) / 16 * 16; }
+constexpr int alignedWidth(int width) {
+  return (width + 15) / 16 * 16;
+}
 
 }  // namespace movra::vision::detail

@@ -3,18 +3,13 @@
 #include <algorithm>
 
 #include "vision/superresolution/detail/RegistrationKernels.h"
+#include "vision/superresolution/detail/TransposeKernels.h"
 
 namespace movra::vision::detail {
 
-namespace {
-
-constexpr int rowsAtOnce = 16;
-
-}  // namespace
-
 BoxFilter::BoxFilter(int width_)
     : width(width_),
-      scratch(makeAlignedFloats(2 * rowsAtOnce * static_cast<std::size_t>(width_))),
+      scratch(makeAlignedFloats(2 * boxLanes * static_cast<std::size_t>(width_))),
       sums(makeAlignedFloats(static_cast<std::size_t>(width_))) {}
 
 void BoxFilter::apply(const float* in, int height, int radius, float* between, float* out) {
@@ -22,10 +17,14 @@ void BoxFilter::apply(const float* in, int height, int radius, float* between, f
     std::copy_n(in, static_cast<std::ptrdiff_t>(height) * width, out);
     return;
   }
-  for (int y = 0; y < height; y += rowsAtOnce) {
+  float* const side = scratch.get();  // rows side by side, before and after
+  float* const filtered = side + static_cast<std::ptrdiff_t>(boxLanes) * width;
+  for (int y = 0; y < height; y += boxLanes) {
     const std::ptrdiff_t begin = static_cast<std::ptrdiff_t>(y) * width;
-    registrationKernels().boxFilterRows(in + begin, std::min(rowsAtOnce, height - y), width, radius, scratch.get(),
-                                        between + begin);
+    const int rows = std::min(boxLanes, height - y);
+    transposeKernels().transpose(in + begin, width, rows, width, side, boxLanes);
+    registrationKernels().boxFilterLanes(side, width, radius, filtered);
+    transposeKernels().transpose(filtered, boxLanes, width, rows, between + begin, width);
   }
   filterColumns(between, height, radius, out);
 }
@@ -46,8 +45,8 @@ void BoxFilter::filterColumns(const float* in, int height, int radius, float* ou
     const bool whole = count == window;
     registrationKernels().boxFilterStep(sums.get(), y + reach < height ? row(y + reach) : nullptr,
                                         y >= reach ? row(y - reach) : nullptr, whole,
-                                        whole ? 1.0f / static_cast<float>(window) : static_cast<float>(count), width,
-                                        out + static_cast<std::ptrdiff_t>(y) * width);
+                                        whole ? 1.0f / static_cast<float>(window) : static_cast<float>(count),
+                                        width, out + static_cast<std::ptrdiff_t>(y) * width);
   }
 }
 

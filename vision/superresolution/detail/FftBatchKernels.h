@@ -6,10 +6,6 @@ namespace movra::vision::detail {
 
 /// Moves values between images or half spectra and the batches of FftKernels.h.
 struct FftBatchKernels {
-  /// out(column, row) = in(row, column); pitches are floats from row to row.
-  void (*transpose)(const float* in, std::ptrdiff_t inPitch, int rows, int columns, float* out,
-                    std::ptrdiff_t outPitch);
-
   /// Columns of complex values, one after the other in each row, into the first lanes of a complex batch; the
   /// other lanes become zero.
   /// @param columns 1 to fftBatchWidth

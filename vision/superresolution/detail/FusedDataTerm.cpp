@@ -32,7 +32,8 @@ void FusedDataTerm::backProject(int index, const Frames& frames, float** images,
   if (index < height) {
     const std::ptrdiff_t begin = static_cast<std::ptrdiff_t>(index) * width;
     for (int k = 0; k < frames.count; ++k) {
-      psfKernels().weightRow(frames.masks[k] + begin, images[k] + begin, width, operators.sampleRow(k, index));
+      psfKernels().weightRow(frames.masks[k] + begin, images[k] + begin, width,
+                             operators.sampleRow(k, index));
     }
   }
   operators.openOntoZeros();
@@ -57,7 +58,8 @@ void FusedDataTerm::enterPair(int s, const Frames& frames, const float* x) {
     operators.image(k, frames.kernelX(k), frames.kernelY(k), samples);
     if (r >= 0) {
       if (isMasked[static_cast<std::size_t>(k * height + r)]) {
-        psfKernels().weightRow(frames.masks[k] + static_cast<std::ptrdiff_t>(r) * width, samples, width, samples);
+        psfKernels().weightRow(frames.masks[k] + static_cast<std::ptrdiff_t>(r) * width, samples, width,
+                               samples);
       }
     }
   }

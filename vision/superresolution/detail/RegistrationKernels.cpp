@@ -4,10 +4,8 @@ namespace movra::vision::detail::MOVRA_KERNEL_SET {
 
 namespace {
 
-constexpr int boxLanes = 16;  // rows that the box filter takes at once
-
-void gradientRow(const float* __restrict row, const float* __restrict above, const float* __restrict below, float weightY,
-                 int width, float* __restrict gradX, float* __restrict gradY) {
+void gradientRow(const float* __restrict row, const float* __restrict above, const float* __restrict below,
+                 float weightY, int width, float* __restrict gradX, float* __restrict gradY) {
   const int last = width - 1;
   gradX[0] = last > 0 ? row[1] - row[0] : 0.0f;
   for (int x = 1; x < last; ++x) {
@@ -61,8 +59,9 @@ void addGradientTimesDifference(const float* __restrict gradX, const float* __re
   });
 }
 
-void residualRow(float dx, float dy, float scale, const float* __restrict gradX, const float* __restrict gradY,
-                 const float* __restrict reference, const float* __restrict frame, int count, float* __restrict residual) {
+void residualRow(float dx, float dy, float scale, const float* __restrict gradX,
+                 const float* __restrict gradY, const float* __restrict reference,
+                 const float* __restrict frame, int count, float* __restrict residual) {
   for (int x = 0; x < count; ++x) {
     const float remaining = dx * gradX[x] + dy * gradY[x] + (frame[x] - reference[x]);
     residual[x] = remaining * remaining * scale;
@@ -76,8 +75,10 @@ void markBelow(const float* __restrict residual, float limit, int count, Mask* _
   }
 }
 
-void toGrey(const float* __restrict values, float offset, float scale, int count, unsigned char* __restrict grey) {
-  constexpr float unitSpacing = 8388608.0f;  // 2^23: floats from here on are whole numbers, so adding it rounds
+void toGrey(const float* __restrict values, float offset, float scale, int count,
+            unsigned char* __restrict grey) {
+  constexpr float unitSpacing =
+      8388608.0f;  // 2^23: floats from here on are whole numbers, so adding it rounds
   for (int x = 0; x < count; ++x) {
     const float value = (values[x] + offset) * scale;
     const float atLeastZero = value > 0.0f ? value : 0.0f;
@@ -86,62 +87,45 @@ void toGrey(const float* __restrict values, float offset, float scale, int count
   }
 }
 
-// Rows are independent chains of additions: sixteen of them, transposed, run side by side.
-void boxFilterRows(const float* __restrict in, int rows, int columns, int radius, float* __restrict scratch,
-                   float* __restrict out) {
-  float* __restrict entered = scratch;
-  float* __restrict means = scratch + static_cast<long>(boxLanes) * columns;
-  for (int l = 0; l < boxLanes; ++l) {
-    const float* __restrict row = in + static_cast<long>(l < rows ? l : rows - 1) * columns;
-    for (int x = 0; x < columns; ++x) {
-      entered[x * boxLanes + l] = row[x];
-    }
-  }
-
-  const int reach = radius < columns ? radius : columns;
+// Rows are independent chains of additions; their sums run side by side.
+void boxFilterLanes(const float* __restrict in, int length, int radius, float* __restrict out) {
+  const int reach = radius < length ? radius : length;
   const int window = 2 * reach + 1;
   const float reciprocal = 1.0f / static_cast<float>(window);
   float sums[boxLanes] = {};
-  for (int x = 0; x < reach; ++x) {
+  for (int i = 0; i < reach; ++i) {
     for (int l = 0; l < boxLanes; ++l) {
-      sums[l] += entered[x * boxLanes + l];
+      sums[l] += in[i * boxLanes + l];
     }
   }
-  for (int x = 0; x < columns; ++x) {
-    if (x + reach < columns) {
+  for (int i = 0; i < length; ++i) {
+    if (i + reach < length) {
       for (int l = 0; l < boxLanes; ++l) {
-        sums[l] += entered[(x + reach) * boxLanes + l];
+        sums[l] += in[(i + reach) * boxLanes + l];
       }
     }
-    const int end = x + reach < columns ? x + reach + 1 : columns;
-    const int begin = x > reach ? x - reach : 0;
+    const int end = i + reach < length ? i + reach + 1 : length;
+    const int begin = i > reach ? i - reach : 0;
     if (end - begin == window) {
       for (int l = 0; l < boxLanes; ++l) {
-        means[x * boxLanes + l] = sums[l] * reciprocal;
+        out[i * boxLanes + l] = sums[l] * reciprocal;
       }
     } else {
       const float count = static_cast<float>(end - begin);
       for (int l = 0; l < boxLanes; ++l) {
-        means[x * boxLanes + l] = sums[l] / count;
+        out[i * boxLanes + l] = sums[l] / count;
       }
     }
-    if (x >= reach) {
+    if (i >= reach) {
       for (int l = 0; l < boxLanes; ++l) {
-        sums[l] -= entered[(x - reach) * boxLanes + l];
+        sums[l] -= in[(i - reach) * boxLanes + l];
       }
-    }
-  }
-
-  for (int l = 0; l < rows; ++l) {
-    float* __restrict row = out + static_cast<long>(l) * columns;
-    for (int x = 0; x < columns; ++x) {
-      row[x] = means[x * boxLanes + l];
     }
   }
 }
 
-void boxFilterStep(float* __restrict sums, const float* __restrict entering, const float* __restrict leaving, bool multiply,
-                   float scale, int columns, float* __restrict out) {
+void boxFilterStep(float* __restrict sums, const float* __restrict entering, const float* __restrict leaving,
+                   bool multiply, float scale, int columns, float* __restrict out) {
   if (entering != nullptr && leaving != nullptr && multiply) {  // the interior, in one pass
     for (int x = 0; x < columns; ++x) {
       const float sum = sums[x] + entering[x];
@@ -164,8 +148,8 @@ void boxFilterStep(float* __restrict sums, const float* __restrict entering, con
 }  // namespace
 
 extern const RegistrationKernels registrationKernels;
-const RegistrationKernels registrationKernels{
-    gradientRow,     addGradientProducts, addGradientTimesDifference, residualRow,  markBelow<char>,
-    markBelow<float>, toGrey,              boxFilterRows,              boxFilterStep};
+const RegistrationKernels registrationKernels{gradientRow, addGradientProducts, addGradientTimesDifference,
+                                              residualRow, markBelow<char>,     markBelow<float>,
+                                              toGrey,      boxFilterLanes,      boxFilterStep};
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

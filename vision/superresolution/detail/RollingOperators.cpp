@@ -8,14 +8,15 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr int guard = 16;  // floats around an intermediate row; the kernels read two before and three after it
+constexpr int guard =
+    16;  // floats around an intermediate row; the kernels read two before and three after it
 constexpr int sharedRowCount = 12;
 
 }  // namespace
 
 bool RollingOperators::fits(int hrWidth, int hrHeight, int psfWidth, int psfHeight, float factor) {
-  return factor == 2.0f && psfWidth == taps && psfHeight == taps && hrWidth > 0 && hrHeight > 0 && hrWidth % 2 == 0 &&
-         hrHeight % 2 == 0;
+  return factor == 2.0f && psfWidth == taps && psfHeight == taps && hrWidth > 0 && hrHeight > 0 &&
+         hrWidth % 2 == 0 && hrHeight % 2 == 0;
 }
 
 RollingOperators::RollingOperators(int width, int height, int frameCount)
@@ -53,7 +54,9 @@ void RollingOperators::image(int k, const float* psfX, const float* psfY, float*
   psfKernels().imageRowPair(even, odd, lowWidth, psfX, psfY, frameRow(k, 0), frameRow(k, 1), sampleRow);
 }
 
-float* RollingOperators::sampleRow(int k, int r) { return frameRow(k, ringStart + r % 3); }
+float* RollingOperators::sampleRow(int k, int r) {
+  return frameRow(k, ringStart + r % 3);
+}
 
 const float* RollingOperators::sampleRowOrZeros(int k, int r) {
   return 0 <= r && r < lowHeight ? sampleRow(k, r) : zeros;
@@ -62,7 +65,8 @@ const float* RollingOperators::sampleRowOrZeros(int k, int r) {
 void RollingOperators::openOnto(const float* out, int b) {
   const PsfKernels& kernels = psfKernels();
   for (int i = 0; i <= (hasSecondRow(b) ? 1 : 0); ++i) {
-    kernels.splitColumns(out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth, lowWidth, evenSum[i], oddSum[i]);
+    kernels.splitColumns(out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth, lowWidth, evenSum[i],
+                         oddSum[i]);
   }
 }
 
@@ -75,8 +79,8 @@ void RollingOperators::openOntoZeros() {
 
 void RollingOperators::spread(int k, int b, const float* psfX, const float* psfY) {
   const PsfKernels& kernels = psfKernels();
-  kernels.spreadRows(sampleRowOrZeros(k, b), sampleRowOrZeros(k, b - 1), sampleRowOrZeros(k, b - 2), lowWidth, psfY,
-                     intermediate[0], intermediate[1]);
+  kernels.spreadRows(sampleRowOrZeros(k, b), sampleRowOrZeros(k, b - 1), sampleRowOrZeros(k, b - 2), lowWidth,
+                     psfY, intermediate[0], intermediate[1]);
   for (int i = 0; i < 2; ++i) {
     kernels.addSpreadColumns(intermediate[i], lowWidth, psfX, evenSum[i], oddSum[i]);
   }
@@ -85,7 +89,8 @@ void RollingOperators::spread(int k, int b, const float* psfX, const float* psfY
 void RollingOperators::close(float* out, int b) const {
   const PsfKernels& kernels = psfKernels();
   for (int i = 0; i <= (hasSecondRow(b) ? 1 : 0); ++i) {
-    kernels.mergeColumns(evenSum[i], oddSum[i], lowWidth, out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth);
+    kernels.mergeColumns(evenSum[i], oddSum[i], lowWidth,
+                         out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth);
   }
 }
 

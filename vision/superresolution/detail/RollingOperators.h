@@ -55,7 +55,9 @@ class RollingOperators {
   void close(float* out, int b) const;
 
  private:
-  float* frameRow(int k, int row) { return frameRows.get() + (static_cast<std::size_t>(k) * rowsPerFrame + row) * stride; }
+  float* frameRow(int k, int row) {
+    return frameRows.get() + (static_cast<std::size_t>(k) * rowsPerFrame + row) * stride;
+  }
   const float* sampleRowOrZeros(int k, int r);
   bool hasSecondRow(int b) const { return b < lowHeight + 2; }
 
@@ -65,14 +67,14 @@ class RollingOperators {
   int lowWidth;
   int lowHeight;
   int paddedWidth;
-  std::size_t stride;        // of all rows below, with room for the columns beyond lowWidth
-  AlignedFloats frameRows;   // rowsPerFrame rows per frame
+  std::size_t stride;       // of all rows below, with room for the columns beyond lowWidth
+  AlignedFloats frameRows;  // rowsPerFrame rows per frame
   AlignedFloats sharedRows;
-  float* even[2];            // columns of the pair that entered
+  float* even[2];  // columns of the pair that entered
   float* odd[2];
-  float* evenSum[2];         // columns of the open pair
+  float* evenSum[2];  // columns of the open pair
   float* oddSum[2];
-  float* intermediate[2];    // rows between the two halves of the transpose, zeros around them
+  float* intermediate[2];  // rows between the two halves of the transpose, zeros around them
   float* discardedRow;
   float* zeros;
 };
