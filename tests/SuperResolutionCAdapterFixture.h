@@ -12,11 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
 // What the tests of the C interface share: frames of a known scene, and a fixture.
 
-using Image = std::vector<float>;
+using movra::test::Image;
 
 inline constexpr int width = 48;
 inline constexpr int height = 40;
@@ -39,25 +40,36 @@ struct Size {
   int height;
 };
 
-inline float scene(float x, float y) {
-  return 300.0F + 6.0F * std::sin(0.7F * x + 0.2F * y) * std::cos(0.6F * y - 0.1F * x) + 0.05F * x;
+/// `count` frames of the synthetic scene, at most seven, each at another place; the second lies still.
+inline std::vector<Image> makeFrames(int count = 5, Size size = {width, height}) {
+  movra::test::BurstRecipe recipe{size.width, size.height};
+  recipe.shifts.insert(recipe.shifts.end(), {{0.23F, -0.48F}, {-0.12F, 0.29F}});
+  recipe.shifts.resize(static_cast<std::size_t>(count));
+  return movra::test::makeBurst(recipe).frames;
 }
 
-/// A frame displaced by (dx, dy) pixels.
-inline Image makeFrame(float dx, float dy, Size size = {width, height}) {
-  Image frame;
-  for (int y = 0; y < size.height; ++y)
-    for (int x = 0; x < size.width; ++x)
-      frame.push_back(scene(static_cast<float>(x) - dx, static_cast<float>(y) - dy));
-  return frame;
+/// One frame, displaced.
+inline Image makeFrame(movra::test::Shift shift, Size size = {width, height}) {
+  movra::test::BurstRecipe recipe{size.width, size.height};
+  recipe.shifts = {shift};
+  return movra::test::makeBurst(recipe).frames[0];
 }
 
-/// `count` frames, each at another place.
-inline std::vector<Image> makeBurst(int count = 5, Size size = {width, height}) {
-  std::vector<Image> burst;
-  for (int i = 0; i < count; ++i)
-    burst.push_back(makeFrame(0.37F * static_cast<float>(i % 3), -0.29F * static_cast<float>(i % 4), size));
-  return burst;
+/// More than the error, in kelvin, of the image from makeFrames(), and less than that of a misplaced one.
+inline constexpr double goodError = 0.35;
+
+/// Root of the mean squared difference between a result and the scene, away from the borders.
+inline double errorOf(const Image& image) {
+  static const Image truth = movra::test::makeBurst({width, height}).truth;
+  double sum = 0;
+  int count = 0;
+  for (int y = 8; y < 2 * height - 8; ++y) {
+    for (int x = 8; x < 2 * width - 8; ++x, ++count) {
+      const auto i = static_cast<std::size_t>(y * 2 * width + x);
+      sum += std::pow(static_cast<double>(image[i]) - static_cast<double>(truth[i]), 2);
+    }
+  }
+  return std::sqrt(sum / count);
 }
 
 inline std::size_t at(int x, int y) {

@@ -111,7 +111,7 @@ TEST_F(SuperResolutionCAdapterStressTest, AnInitWithoutMemoryUsesNoHandleUp) {
 }
 
 TEST_F(SuperResolutionCAdapterStressTest, EveryFailedAllocationIsReportedAndSurvived) {
-  const std::vector<Image> burst = makeBurst();
+  const std::vector<Image> burst = makeFrames();
   const int context = openAndFeed(burst);
   const Image expected = fetch(context);
   const std::pair<Fuse*, std::string> kinds[] = {{&arrayFuse, "Unknown exception in addImage()"},
@@ -153,7 +153,7 @@ TEST_F(SuperResolutionCAdapterStressTest, RandomCallsGiveWhatTheModelSays) {
   const auto pick = [&](int count) { return static_cast<int>(random() % static_cast<unsigned>(count)); };
   const auto randomFrame = [&](Size size) {
     Image frame =
-        makeFrame(static_cast<float>(pick(100)) / 80.0F, static_cast<float>(pick(100)) / 80.0F, size);
+        makeFrame({static_cast<float>(pick(100)) / 80.0F, static_cast<float>(pick(100)) / 80.0F}, size);
     const float odd[] = {
         notANumber,   infinity,     -infinity,    6000.0F,      asFloat(129),
         asFloat(130), asFloat(131), asFloat(132), asFloat(133), std::numeric_limits<float>::max()};

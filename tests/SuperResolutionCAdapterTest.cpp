@@ -42,7 +42,7 @@ Image engineImage(const std::vector<Image>& burst, float sigma = defaultSigma, i
 }
 
 TEST_F(SuperResolutionCAdapterTest, LifeOfAContext) {
-  const std::vector<Image> burst = makeBurst(7);
+  const std::vector<Image> burst = makeFrames(7);
   const int context = open();
   EXPECT_TRUE(SuperResolution_isContextValid(context));
 
@@ -105,8 +105,8 @@ TEST_F(SuperResolutionCAdapterTest, AFailedInitUsesNoHandleUp) {
 
 TEST_F(SuperResolutionCAdapterTest, ContextsDoNotDisturbEachOther) {
   const Size small{32, 36};
-  const std::vector<Image> burst = makeBurst(6);
-  const std::vector<Image> smallBurst = makeBurst(6, small);
+  const std::vector<Image> burst = makeFrames(6);
+  const std::vector<Image> smallBurst = makeFrames(6, small);
 
   const int alone = openAndFeed(burst);
   const Image expected = fetch(alone);
@@ -129,7 +129,7 @@ TEST_F(SuperResolutionCAdapterTest, InvalidHandles) {
   const int context = open();
   const int released = open();
   SuperResolution_release(released);
-  const Image frame = makeFrame(0, 0);
+  const Image frame = makeFrame({0, 0});
   Image image(4 * width * height, 5.0F);
   for (const int handle : {released, released + 1, -1, INT_MIN, INT_MAX}) {
     EXPECT_FALSE(SuperResolution_isContextValid(handle));
@@ -202,7 +202,7 @@ TEST_F(SuperResolutionCAdapterTest, ErrorTextIsCopiedAsStrncpyDoes) {
 }
 
 TEST_F(SuperResolutionCAdapterTest, ReferenceFrame) {
-  const std::vector<Image> burst = makeBurst();
+  const std::vector<Image> burst = makeFrames();
   for (int index = 0; index < 5; ++index) {
     const int context = open();
     EXPECT_EQ(SuperResolution_setReferenceFrame(context, index), 0);
@@ -251,7 +251,7 @@ TEST_F(SuperResolutionCAdapterTest, CameraTableShowsInTheImage) {
       {"m06 FOV -1", defaultSigma},
       {"", defaultSigma},
   };
-  const std::vector<Image> burst = makeBurst();
+  const std::vector<Image> burst = makeFrames();
   std::vector<Image> images;
   for (const auto& row : rows) {
     const int context = open();
@@ -315,24 +315,24 @@ TEST_F(SuperResolutionCAdapterTest, FramesWithoutStructureAreReportedAndAdded) {
   const int nothing = open();
   for (int i = 0; i < 6; ++i) EXPECT_EQ(SuperResolution_addImage(nothing, flat.data()), -4);
   EXPECT_TRUE(sameBits(fetch(nothing), Image(4 * width * height, 0.0F))) << "nothing to register by";
-  for (const Image& frame : makeBurst()) SuperResolution_addImage(nothing, frame.data());
-  EXPECT_NEAR(fetch(nothing)[hrAt(24, 20)], scene(24, 20), 3.0F) << "good frames bring it back";
+  for (const Image& frame : makeFrames()) SuperResolution_addImage(nothing, frame.data());
+  EXPECT_LT(errorOf(fetch(nothing)), goodError) << "good frames bring it back";
 }
 
 TEST_F(SuperResolutionCAdapterTest, BadPixels) {
-  std::vector<Image> burst = makeBurst();
+  std::vector<Image> burst = makeFrames();
   const int context = open();
   markLastError();
   burst[0][at(20, 20)] = burst[0][at(21, 20)] = 6000.0F;  // neither has four good neighbours
   burst[1][at(20, 20)] = notANumber;                      // repaired from its neighbours
   burst[2] = Image(width * height, infinity);             // has, strangely, structure
-  burst[4][at(0, 0)] = -infinity;
-  const int codes[] = {-2, 0, -2, 0, -2};
+  burst[3][at(0, 0)] = -infinity;                         // a corner has two neighbours
+  const int codes[] = {-2, 0, -2, -2};
   for (std::size_t i = 0; i < 4; ++i)
     EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), codes[i]) << i;
   EXPECT_EQ(lastError(), markedText);
   for (const float value : {notANumber, asFloat(132), asFloat(133)}) {
-    Image rejected = makeFrame(0, 0);
+    Image rejected = makeFrame({0, 0});
     spoil(rejected, value);
     EXPECT_EQ(SuperResolution_addImage(context, rejected.data()), -999);
     EXPECT_EQ(lastError(), "Too many defect pixels. No processing possible.");
@@ -340,11 +340,10 @@ TEST_F(SuperResolutionCAdapterTest, BadPixels) {
     EXPECT_EQ(SuperResolution_getSuperresolutionImage(context, image.data()), -5) << "not counted";
   }
   // Rejected frames are in the window, and the context goes on: five good frames push them out.
-  EXPECT_NE(SuperResolution_addImage(context, burst[4].data()), -5);
-  const std::vector<Image> good = makeBurst();
-  for (const Image& frame : good) SuperResolution_addImage(context, frame.data());
-  EXPECT_EQ(SuperResolution_addImage(context, good[0].data()), 0);
-  EXPECT_NEAR(fetch(context)[hrAt(24, 20)], scene(24, 20), 3.0F);
+  int code = -1;
+  for (const Image& frame : makeFrames()) code = SuperResolution_addImage(context, frame.data());
+  EXPECT_EQ(code, 0);
+  EXPECT_LT(errorOf(fetch(context)), goodError);
 }
 
 /// As a host that computes with subnormal numbers flushed to zero, where the machine can.
@@ -365,16 +364,15 @@ class FlushedSubnormals {
 
 TEST_F(SuperResolutionCAdapterTest, FlagsSurviveAHostThatFlushesSubnormals) {
   for (const std::uint32_t flag : {129U, 130U}) {
-    std::vector<Image> burst = makeBurst();
+    std::vector<Image> burst = makeFrames();
     for (Image& frame : burst)
       for (int y = 14; y < 24; ++y) std::fill_n(&frame[at(16, y)], 10, asFloat(flag));
     const Image expected = fetch(openAndFeed(burst));
-    // In the middle of the hole no frame has a sample: the flag stays. Its neighbours outside are filled.
+    // In the middle of the hole no frame has a sample: the flag stays.
     std::uint32_t bits = 0;
     const std::size_t middle = hrAt(21, 19);
     std::memcpy(&bits, &expected[middle], sizeof bits);
     EXPECT_EQ(bits, flag);
-    EXPECT_NEAR(expected[hrAt(10, 19)], scene(10, 19), 3.0F);
 
     const FlushedSubnormals flushed;
     const Image image = fetch(openAndFeed(burst));
@@ -386,7 +384,7 @@ TEST_F(SuperResolutionCAdapterTest, FlagsSurviveAHostThatFlushesSubnormals) {
 
 TEST_F(SuperResolutionCAdapterTest, OutcomesOfTheReconstruction) {
   const Size size{160, 64};
-  const std::vector<Image> burst = makeBurst(5, size);
+  const std::vector<Image> burst = makeFrames(5, size);
   const auto codeOfFifth = [&](const Image& fifth) {
     const int context = open(size);
     for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
@@ -401,7 +399,7 @@ TEST_F(SuperResolutionCAdapterTest, OutcomesOfTheReconstruction) {
   Image withFallback = warmer;
   withFallback[80] = withFallback[81] = 6000.0F;
   EXPECT_EQ(codeOfFifth(withFallback), -3) << "before -2";
-  EXPECT_EQ(codeOfFifth(makeFrame(7, 0, size)), 0) << "beyond a tenth of the height: not told";
+  EXPECT_EQ(codeOfFifth(makeFrame({7, 0}, size)), 0) << "beyond a tenth of the height: not told";
 }
 
 }  // namespace
