@@ -13,19 +13,13 @@ namespace movra::vision {
 using detail::Index;
 using detail::RollingOperators;
 
-namespace {
-
-constexpr int rowStride = 2;  // from one low-resolution row to the next on the padded grid, whatever the factor
-
-}  // namespace
-
 SrFloatConvolution::SrFloatConvolution(int hrWidth_, int hrHeight_, int psfWidth_, int psfHeight_, float factor_)
     : hrWidth(detail::checkedSize(hrWidth_)),
       hrHeight(detail::checkedSize(hrHeight_)),
       psfWidth(detail::checkedSize(psfWidth_)),
       psfHeight(detail::checkedSize(psfHeight_)),
-      paddedWidth(detail::checkedSize(std::max<std::int64_t>(std::int64_t{hrWidth} + psfWidth - 1, 0))),
-      paddedHeight(detail::checkedSize(std::max<std::int64_t>(std::int64_t{hrHeight} + psfHeight - 1, 0))),
+      paddedWidth(detail::checkedPaddedSize(hrWidth, psfWidth)),
+      paddedHeight(detail::checkedPaddedSize(hrHeight, psfHeight)),
       factor(factor_) {
   if (RollingOperators::fits(hrWidth, hrHeight, psfWidth, psfHeight, factor)) {
     rolling = std::make_unique<RollingOperators>(hrWidth / 2, hrHeight / 2, 1);
@@ -84,7 +78,7 @@ void SrFloatConvolution::blurImageMeanFilter(cv::Mat_<float>& in, int radius, cv
 }
 
 detail::PlainOperators SrFloatConvolution::plainOperators(const float* psfX, const float* psfY) const {
-  return {detail::SparseGrid(hrWidth, hrHeight, factor, rowStride),
+  return {detail::SparseGrid(hrWidth, hrHeight, factor, detail::fixedRowStride),
           paddedWidth, paddedHeight, psfWidth, psfHeight, psfX, psfY};
 }
 

@@ -4,14 +4,21 @@
 
 namespace movra::vision::detail {
 
-void PlainOperators::fullConvFromSparse(const float* image, const char* mask, float* columns, float* out) const {
+namespace {
+
+float weightOf(char mask) { return static_cast<float>(static_cast<signed char>(mask)); }
+float weightOf(float mask) { return mask; }
+
+}  // namespace
+
+template <class Mask>
+void PlainOperators::fullConvFromSparse(const float* image, const Mask* mask, float* columns, float* out) const {
   std::fill_n(columns, elementCount(paddedHeight, grid.width), 0.0f);
   for (Index ky = 0; ky < psfHeight; ++ky) {
     for (Index r = 0; r < grid.height; ++r) {
       for (Index x = 0; x < grid.width; ++x) {
         const Index sample = r * grid.width + x;
-        const auto weight = static_cast<float>(static_cast<signed char>(mask[sample]));
-        columns[ky * grid.width + r * grid.rowStep + x] += weight * image[sample] * psfY[ky];
+        columns[ky * grid.width + r * grid.rowStep + x] += weightOf(mask[sample]) * image[sample] * psfY[ky];
       }
     }
   }
@@ -25,6 +32,9 @@ void PlainOperators::fullConvFromSparse(const float* image, const char* mask, fl
     }
   }
 }
+
+template void PlainOperators::fullConvFromSparse(const float*, const char*, float*, float*) const;
+template void PlainOperators::fullConvFromSparse(const float*, const float*, float*, float*) const;
 
 void PlainOperators::validCorrToSparse(const float* hr, float* columns, float* out) const {
   std::fill_n(columns, elementCount(paddedHeight, grid.width), 0.0f);

@@ -16,10 +16,11 @@ struct PlainOperators {
   const float* psfY;
 
   /// Masked transpose of the imaging model.
-  /// @param image, mask grid.height x grid.width; the mask's bytes are signed weights
+  /// @param image, mask grid.height x grid.width; the mask has floats or signed bytes as weights
   /// @param columns     scratch, paddedHeight x grid.width
   /// @param out         paddedHeight x paddedWidth, overwritten
-  void fullConvFromSparse(const float* image, const char* mask, float* columns, float* out) const;
+  template <class Mask>
+  void fullConvFromSparse(const float* image, const Mask* mask, float* columns, float* out) const;
 
   /// Imaging model.
   /// @param hr      paddedHeight x paddedWidth

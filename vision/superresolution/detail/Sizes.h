@@ -14,6 +14,11 @@ inline int checkedSize(std::int64_t value) {
   return static_cast<int>(value);
 }
 
+/// Size of the padded grid in one direction under the same condition; 0 if there is no size and no tap.
+inline int checkedPaddedSize(int hrSize, int psfSize) {
+  return checkedSize(hrSize == 0 && psfSize == 0 ? 0 : std::int64_t{checkedSize(hrSize)} + checkedSize(psfSize) - 1);
+}
+
 /// rows * columns under the same condition, for each of them too.
 inline int checkedArea(int rows, int columns) {
   return checkedSize(std::int64_t{checkedSize(rows)} * checkedSize(columns));

@@ -17,17 +17,21 @@ namespace movra::vision {
 
 namespace detail {
 
-/// What differs between the convolution classes. Specialised where the general case is not the best.
-template <class Convolution>
-struct SolverTraits {
+/// What differs between the convolution classes, in the case that is right for any of them.
+template <class Convolution, std::size_t zerosAfterArrays = 0>
+struct WholeImageTraits {
   /// Zero floats after each work array.
-  static constexpr std::size_t slack = 0;
+  static constexpr std::size_t slack = zerosAfterArrays;
 
   static std::unique_ptr<DataTerm<typename Convolution::Mask>> makeDataTerm(const ReconstructionSize& size,
                                                                             int /*frameCount*/) {
     return std::make_unique<WholeImageDataTerm<Convolution>>(size, slack);
   }
 };
+
+/// Specialised where that case is not the best.
+template <class Convolution>
+struct SolverTraits : WholeImageTraits<Convolution> {};
 
 inline int paddedExtent(int extent, int psfSize, float factor) {
   const float padded = static_cast<float>(extent) * factor + static_cast<float>(psfSize) - 1.0f;

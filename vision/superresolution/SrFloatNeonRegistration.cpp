@@ -1,0 +1,8 @@
+#include "vision/superresolution/SrFloatNeonRegistration.h"
+
+namespace movra::vision {
+
+SrFloatNeonRegistration::SrFloatNeonRegistration(int width, int height, int numFrames)
+    : CornerRegistration(width, height, numFrames, __FILE__) {}
+
+}  // namespace movra::vision
