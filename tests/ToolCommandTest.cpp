@@ -83,7 +83,7 @@ TEST_F(ToolCommand, ASimulatedBurstBecomesSharperThanBicubic) {
   EXPECT_EQ(run("reconstruct burst -o burst/frame_00.tiff --force").code, 4);
 }
 
-TEST_F(ToolCommand, EngineAndCInterfaceGiveTheSameImage) {
+TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
   simulate();
   std::vector<Frame> window;
   for (const std::string& file : expandFolders({at("burst")})) window.push_back(readImage(file));
@@ -100,7 +100,13 @@ TEST_F(ToolCommand, EngineAndCInterfaceGiveTheSameImage) {
     EXPECT_TRUE(sameBits(both.image, engine.image));
     EXPECT_EQ(both.srFactor, engine.srFactor);
     EXPECT_EQ(both.shifts, engine.shifts);
+    Parameters byVectors = parameters;
+    byVectors.engine = Engine::vector;
+    const Reconstruction vectors = reconstruct(window, byVectors, false);
+    EXPECT_TRUE(sameBits(both.image, vectors.image));
+    EXPECT_EQ(both.srFactor, vectors.srFactor);
   }
+  EXPECT_EQ(run("reconstruct burst -o vector.tiff --engine vector").code, 0);
   // m08 means 0.34: what only the C interface knows by name, the engine takes as a number.
   parameters.camera = "m08 FOV 10";
   Parameters byNumber = parameters;
@@ -220,6 +226,9 @@ TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
        {"", "reconstruct", "reconstruct x.tiff", "reconstruct x.tiff -o out.jpg", "sharpen x.tiff",
         "reconstruct x.tiff -o y.tiff --reference 5", "reconstruct x.tiff -o y.tiff --psf-sigma nan",
         "reconstruct x.tiff -o y.tiff --tv-weight 0.5", "reconstruct x.tiff -o y.tiff --gain 0",
+        "reconstruct x.tiff -o y.tiff --engine turbo",
+        "reconstruct x.tiff -o y.tiff --engine vector --camera 'm01 FOV 1'",
+        "reconstruct x.tiff -o y.tiff --engine vector --bad-pixels z.csv",
         "reconstruct x.tiff -o y.tiff --camera 'm01 FOV 1' --iterations 3", "simulate -o z --size 9x9"}) {
     const Outcome result = run(arguments);
     EXPECT_EQ(result.code, 2) << arguments << ": " << result.err;

@@ -53,6 +53,8 @@ void checkOptions(const ReconstructOptions& options) {
     requireExtension(options.preview, {".png"}, "the preview is a PNG file; name it .png");
   if (options.scale.gain == 0) throw Failure(ExitCode::usage, "--gain 0 would wipe out the frames");
   const Parameters& parameters = options.parameters;
+  if (parameters.engine == Engine::vector && !options.badPixels.empty())
+    throw Failure(ExitCode::usage, "--engine vector repairs no pixels, so it cannot honour --bad-pixels");
   if (!parameters.camera) return;
   if (!parameters.fitCInterface())
     throw Failure(ExitCode::usage,
@@ -138,6 +140,16 @@ void addParameters(CLI::App& command, Parameters& parameters) {
                   "Frame whose grid the image gets, counted back from the newest of the five (0)")
       ->check(CLI::Range(0, windowSize - 1))
       ->capture_default_str()
+      ->group(method);
+  command
+      .add_option_function<std::string>(
+          "--engine",
+          [&parameters](const std::string& name) {
+            parameters.engine = name == "vector" ? Engine::vector : Engine::production;
+          },
+          "Engine: production, or vector, which is made of 4-lane vector operations and takes bad pixels as "
+          "they are [production]")
+      ->check(CLI::IsMember({"production", "vector"}))
       ->group(method);
   CLI::Option* camera = command
                             .add_option("--camera", parameters.camera,

@@ -3,16 +3,21 @@
 #include <unistd.h>
 
 #include <array>
+#include <type_traits>
 
 #include "movra/Exception.h"
 #include "tools/movra-sr/Outcome.h"
 #include "tools/movra-sr/io/DivertedDescriptor.h"
 #include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/SrFloatNeon.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
 namespace movra::tool {
 
 namespace {
+
+using ProductionEngine = vision::SrFloat<vision::SrFloatRegistration2>;
+using VectorEngine = vision::SrFloatNeon<vision::SrFloatNeonRegistration>;
 
 constexpr float factor = 2;
 
@@ -48,7 +53,7 @@ void configure(Engine& engine, const Parameters& parameters) {
   engine.setRelativeResidue(parameters.relativeResidue.value_or(0.007F));
   if (parameters.psfSigma) engine.setPsfSigma(*parameters.psfSigma);
   if (parameters.iterations) engine.setMaxCGIters(*parameters.iterations);
-  if (parameters.counts) engine.setDataIsNUC(true);
+  if constexpr (std::is_same_v<Engine, ProductionEngine>) engine.setDataIsNUC(parameters.counts);
 }
 
 double valueSpan(const cv::Mat_<float>& image) {
@@ -101,7 +106,8 @@ Reconstruction run(const std::vector<Frame>& window, const Parameters& parameter
   }
   if (result.verdict == Verdict::good) result.srFactor = status;
   engine.getCompleteShifts(result.shifts);
-  engine.getMasks(result.masks);
+  // The vector engine hands out a part of its masks only.
+  if constexpr (std::is_same_v<Engine, ProductionEngine>) engine.getMasks(result.masks);
   return result;
 }
 
@@ -123,7 +129,8 @@ cv::Mat_<float> reconstructThroughCInterface(const std::vector<Frame>& window, c
 }
 
 Reconstruction reconstructThroughEngine(const std::vector<Frame>& window, const Parameters& parameters) {
-  return run<vision::SrFloat<vision::SrFloatRegistration2>>(window, parameters);
+  return parameters.engine == Engine::vector ? run<VectorEngine>(window, parameters)
+                                             : run<ProductionEngine>(window, parameters);
 }
 
 Reconstruction reconstruct(const std::vector<Frame>& window, const Parameters& parameters, bool showReport) {

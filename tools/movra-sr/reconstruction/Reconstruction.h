@@ -11,8 +11,14 @@ namespace movra::tool {
 
 constexpr int windowSize = 5;  ///< frames per reconstruction
 
+enum class Engine {
+  production,
+  vector,  ///< 4-lane vector operations; repairs no bad pixels
+};
+
 /// What a user can set. An empty value stands for the one that the C interface sets.
 struct Parameters {
+  Engine engine = Engine::production;
   int referenceIndex = 3;             ///< counted back from the newest frame of the window
   std::optional<std::string> camera;  ///< description of camera and lens
   std::optional<float> psfSigma;
@@ -24,7 +30,8 @@ struct Parameters {
 
   /// Whether the C interface has a way to set all that is set.
   bool fitCInterface() const {
-    return !psfSigma && !weightTV && !iterations && !relativeResidue && !registrationError && !counts;
+    return engine == Engine::production && !psfSigma && !weightTV && !iterations && !relativeResidue &&
+           !registrationError && !counts;
   }
 
   /// Slot of the reference frame in a full window, oldest first.
@@ -47,7 +54,8 @@ struct Reconstruction {
   std::vector<std::string> patched;            ///< frames in which a bad pixel took a fallback value
   std::vector<std::string> faint;              ///< frames whose values span less than the library asks for
   std::vector<cv::Point2f> shifts;             ///< per frame, low-resolution pixels
-  std::vector<cv::Mat_<unsigned char>> masks;  ///< per frame, 1 where its registration is trusted
+  std::vector<cv::Mat_<unsigned char>> masks;  ///< per frame, 1 where its registration is trusted;
+                                               ///< none from the vector engine
 };
 
 /// Reconstructs from a window of five frames of one size, oldest first.

@@ -19,6 +19,12 @@ std::string list(const std::vector<std::string>& names) {
   return text;
 }
 
+std::string usableShare(const Reconstruction& result, std::size_t frame) {
+  if (frame >= result.masks.size()) return "       -  ";
+  const cv::Mat_<unsigned char>& mask = result.masks[frame];
+  return format("%7.1f%%  ", 100.0 * cv::countNonZero(mask) / static_cast<double>(mask.total()));
+}
+
 }  // namespace
 
 std::string statusInWords(const Reconstruction& result, const Window& window) {
@@ -55,12 +61,10 @@ std::string frameTable(const Reconstruction& result, const Window& window, const
   std::string table =
       "      dx       dy   usable  frame (dx, dy: position against the reference in pixels, right and "
       "down)\n";
-  for (std::size_t i = 0; i < result.shifts.size() && i < result.masks.size(); ++i) {
-    const double usable =
-        100.0 * cv::countNonZero(result.masks[i]) / static_cast<double>(result.masks[i].total());
-    table += format("%8.3f %8.3f %7.1f%%  ", static_cast<double>(result.shifts[i].x),
-                    static_cast<double>(result.shifts[i].y), usable) +
-             window.frames[i].name +
+  for (std::size_t i = 0; i < result.shifts.size(); ++i) {
+    table += format("%8.3f %8.3f ", static_cast<double>(result.shifts[i].x),
+                    static_cast<double>(result.shifts[i].y)) +
+             usableShare(result, i) + window.frames[i].name +
              (static_cast<int>(i) == parameters.referenceSlot() ? " (reference)\n" : "\n");
   }
   return table;

@@ -13,7 +13,8 @@ std::string statusInWords(const Reconstruction& result, const Window& window);
 /// The sr factor and how to read it, or why there is none.
 std::string srFactorInWords(const Reconstruction& result);
 
-/// One line per frame: its shift against the reference and the share of its pixels that could be used.
+/// One line per frame: its shift against the reference and the share of its pixels that could be used,
+/// if the engine tells.
 std::string frameTable(const Reconstruction& result, const Window& window, const Parameters& parameters);
 
 }  // namespace movra::tool

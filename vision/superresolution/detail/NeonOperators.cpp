@@ -1,5 +1,7 @@
 #include "vision/superresolution/detail/NeonOperators.h"
 
+#include <algorithm>
+
 #include "vision/superresolution/detail/NeonIntrinsics.h"
 
 namespace movra::vision::detail {
