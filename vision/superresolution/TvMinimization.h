@@ -96,7 +96,6 @@ class MOVRA_SUPERRESOLUTION_API TvMinimization {
   bool iteration(int index, int frameCount, Mask** masks);
 
  private:
-  void checkFrameCount(int count) const;
   void backProject(int frameCount, float** frames, Mask** masks);
   void writeResult(float mean, float deviation, float* out) const;
   template <class Before, class After>

@@ -38,6 +38,12 @@ inline int paddedExtent(int extent, int psfSize, float factor) {
   return checkedSize(std::max(truncateToInt(padded), 0));
 }
 
+inline void checkFrameCount(int count, int most) {
+  if (count < 1 || count > most) {
+    MOVRA_THROW("Number of frames out of range");
+  }
+}
+
 /// The PSF of one direction moved by `shift` high-resolution pixels; a positive shift moves it to lower indices.
 inline void movePsf(const float* base, int taps, float shift, float* moved) {
   if (taps < 1) {
@@ -128,16 +134,9 @@ void TvMinimization<Convolution>::setEpsilon(float smallest) {
 }
 
 template <class Convolution>
-void TvMinimization<Convolution>::checkFrameCount(int count) const {
-  if (count < 1 || count > frameCount) {
-    MOVRA_THROW("Number of frames out of range");
-  }
-}
-
-template <class Convolution>
 int TvMinimization<Convolution>::minimize(int count, int refIndex, float** frames, cv::Point_<float>* shifts,
                                           Mask** masks, float* out) {
-  checkFrameCount(count);
+  detail::checkFrameCount(count, frameCount);
   if (refIndex < 0 || refIndex >= count) {
     MOVRA_THROW("The reference is not one of the frames");
   }
@@ -172,7 +171,7 @@ int TvMinimization<Convolution>::minimize(int count, int refIndex, float** frame
 
 template <class Convolution>
 void TvMinimization<Convolution>::generatePsfs(int count, cv::Point_<float>* shifts) {
-  checkFrameCount(count);
+  detail::checkFrameCount(count, frameCount);
   for (int k = 0; k < count; ++k) {
     detail::movePsf(psf.get(), psfSize, shifts[k].x * factor, psfX.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
     detail::movePsf(psf.get(), psfSize, shifts[k].y * factor, psfY.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
@@ -232,7 +231,7 @@ template <class Convolution>
 template <class Before, class After>
 void TvMinimization<Convolution>::applySystem(float* x, int count, Mask** masks, float* out, Before before,
                                               After after) {
-  checkFrameCount(count);
+  detail::checkFrameCount(count, frameCount);
   for (int b = 0; b < dataTerm->bandCount(); ++b) {
     const auto band = dataTerm->band(b);
     before(band.rowsRead * paddedWidth);
