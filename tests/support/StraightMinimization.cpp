@@ -164,6 +164,7 @@ int StraightMinimization::minimize(int frameCount, int refIndex, float** frames,
       1.0 / sum<double>(rhs.size(), [this](std::size_t i) { return static_cast<double>(rhs[i] * rhs[i]); }));
   estimate = rhs;
 
+  applications = 0;
   int total = 0;
   for (int pass = 0; pass < maxIter; ++pass) {
     const int made = conjugateGradients(frameCount, masks, maxIter - total);
@@ -223,6 +224,7 @@ bool StraightMinimization::iteration(int frameCount, char** masks) {
 }
 
 void StraightMinimization::gradient(float* x, int frameCount, char** masks, float* out) {
+  ++applications;
   tv.apply(x, out);
   for (int k = 0; k < frameCount; ++k) {
     const auto index = static_cast<std::size_t>(k);

@@ -47,11 +47,10 @@ class StraightMinimization {
   /// out = A x, with the weights of the last solve and the kernels of the last call.
   void gradient(float* x, int frameCount, char** masks, float* out);
 
-  /// Kernels of frame k after the last call.
-  const std::vector<float>& kernelX(int k) const { return psfX[static_cast<std::size_t>(k)]; }
-  const std::vector<float>& kernelY(int k) const { return psfY[static_cast<std::size_t>(k)]; }
-
   int paddedSize() const { return static_cast<int>(tv.size()); }
+
+  /// Applications of A in the last reconstruction.
+  int applications = 0;
 
  private:
   void addTranspose(float* image, int k, char* mask, float* out);

@@ -1,0 +1,105 @@
+// Runs the benchmarks; progress goes to standard error, the table of the reconstruction to standard output.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <iostream>
+#include <map>
+#include <string>
+
+#include "vision/superresolution/detail/InstructionSet.h"
+
+namespace {
+
+// Work that one application of the system operator and the vector updates around it need per low-resolution pixel, with
+// five frames: that of the fused form, which is the least that is known. A share of the peak says how near it is.
+//   Operations: per frame 22 + 12 along rows and columns to the sample, 1 mask, 10 + 28 back; stencil 25 and
+//   vectors 10 for each of four pixels.
+//   Bytes: for each of four pixels four weights, q written and read, p turned and read, x and r read and written.
+constexpr double operationsPerPixel = 5 * (22 + 12 + 1 + 10 + 28) + 4 * (25 + 10);
+constexpr double bytesPerPixel = 4 * 14 * sizeof(float) + 5;
+
+class TableReporter : public benchmark::ConsoleReporter {
+ public:
+  TableReporter() : ConsoleReporter(OO_None) {}
+
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      if (run.error_occurred || run.run_type != Run::RT_Iteration || run.iterations == 0) {
+        continue;
+      }
+      Measurement& best = measured[run.run_name.function_name][run.run_name.args];
+      const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+      if (best.seconds == 0 || seconds < best.seconds) {
+        best.seconds = seconds;
+      }
+      for (const auto& [name, counter] : run.counters) {
+        best.counters[name] = counter.value;
+      }
+    }
+  }
+
+  void Finalize() override {
+    ConsoleReporter::Finalize();
+    if (measured.count("minimize") != 0) {
+      printTable();
+    }
+  }
+
+ private:
+  struct Measurement {
+    double seconds = 0;
+    std::map<std::string, double> counters;
+  };
+
+  // 0 for what was not run, here and below.
+  Measurement of(const std::string& function, const std::string& args) { return measured[function][args]; }
+  static double ratio(double a, double b) { return b > 0 ? a / b : 0; }
+
+  void printTable() {
+    Measurement triad = of("triad", ""), multiplyAdd = of("multiplyAdd", "");
+    const double bandwidth = ratio(triad.counters["bytes"], triad.seconds);
+    const double peak = ratio(multiplyAdd.counters["operations"], multiplyAdd.seconds);
+    std::printf("Five frames, factor 2, one thread, %s; triad %.1f GB/s, multiply-add %.1f Gop/s\n\n",
+                name(movra::vision::detail::activeInstructionSet()), bandwidth * 1e-9, peak * 1e-9);
+    std::printf(
+        "| size | addFrame ms | doRegistration ms | minimize ms | computeSR ms | computeSR ns/pixel "
+        "| straight minimize ms | straight / minimize | of triad %% | of multiply-add %% |\n"
+        "|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|\n");
+    for (const char* size : {"80/60", "160/120", "320/240", "640/480", "1024/768"}) {
+      printRow(size, bandwidth, peak);
+    }
+  }
+
+  void printRow(const std::string& size, double bandwidth, double peak) {
+    const auto slash = size.find('/');
+    const std::string width = size.substr(0, slash), height = size.substr(slash + 1);
+    const std::string args = "width:" + width + "/height:" + height;
+    const double pixels = std::stod(width) * std::stod(height);
+    const double minimize = of("minimize", args).seconds, computeSR = of("computeSR", args).seconds;
+    Measurement straight = of("StraightMinimize", args);
+    const double applications = straight.counters["applications"] * pixels;
+    std::printf("| %sx%s | %.2f | %.2f | %.2f | %.2f | %.0f | %.2f | %.2f | %.0f | %.0f |\n", width.c_str(),
+                height.c_str(), of("addFrame", args).seconds * 1e3, of("doRegistration", args).seconds * 1e3,
+                minimize * 1e3, computeSR * 1e3, computeSR / pixels * 1e9, straight.seconds * 1e3,
+                ratio(straight.seconds, minimize),
+                100 * ratio(ratio(applications * bytesPerPixel, minimize), bandwidth),
+                100 * ratio(ratio(applications * operationsPerPixel, minimize), peak));
+  }
+
+  std::map<std::string, std::map<std::string, Measurement>> measured;  // by function and arguments
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    return 1;
+  }
+  TableReporter reporter;
+  reporter.SetOutputStream(&std::cerr);
+  reporter.SetErrorStream(&std::cerr);
+  return benchmark::RunSpecifiedBenchmarks(&reporter) > 0 ? 0 : 1;
+}
