@@ -1,8 +1,7 @@
 #pragma once
 
-#include <vector>
-
-#include <opencv2/core.hpp>
+#include <algorithm>
+#include <cstdint>
 
 namespace movra::vision::detail {
 
@@ -20,15 +19,25 @@ int coverageLimit(float factor);
 /// frames with a non-zero mask count up to `limit`. The divisor is that of factor 2, whatever the factor.
 template <class Mask>
 float srFactor(int frameCount, const Mask* const* masks, int size, int limit) {
+  constexpr int blockSize = 1024;  // counts stay in the first-level cache while the masks go by
+  int covered[blockSize];
   std::int64_t sum = 0;
-  for (int p = 0; p < size; ++p) {
-    int covered = 0;
+  for (int begin = 0; begin < size; begin += blockSize) {
+    const int count = std::min(blockSize, size - begin);
+    std::fill_n(covered, count, 0);
     for (int k = 0; k < frameCount; ++k) {
-      covered += masks[k][p] != Mask{0} ? 1 : 0;
+      const Mask* mask = masks[k] + begin;
+      for (int p = 0; p < count; ++p) {
+        covered[p] += mask[p] != Mask{0} ? 1 : 0;
+      }
     }
-    sum += (covered < limit ? covered : limit) - 1;
+    int blockSum = 0;
+    for (int p = 0; p < count; ++p) {
+      blockSum += std::min(covered[p], limit) - 1;
+    }
+    sum += blockSum;
   }
-  return static_cast<float>(static_cast<float>(sum) / static_cast<float>(4 * std::int64_t{size})) + 1.0f;
+  return static_cast<float>(sum) / static_cast<float>(4 * std::int64_t{size}) + 1.0f;
 }
 
 }  // namespace movra::vision::detail
