@@ -13,7 +13,6 @@
 #include "tests/support/NeonMultiplyAdd.h"
 #include "vision/superresolution/detail/PlainOperators.h"
 
-using movra::vision::detail::fixedRowStride;
 using movra::vision::detail::NeonOperators;
 using movra::vision::detail::PlainOperators;
 using movra::vision::detail::SparseGrid;
@@ -71,13 +70,8 @@ struct Case {
     return out;
   }
   PlainOperators plain() const {
-    return {SparseGrid(2 * width, 2 * height, 2.0f, fixedRowStride),
-            paddedWidth,
-            paddedHeight,
-            6,
-            6,
-            psfX.data(),
-            psfY.data()};
+    return {
+        SparseGrid(2 * width, 2 * height, 2.0f), paddedWidth, paddedHeight, 6, 6, psfX.data(), psfY.data()};
   }
   Floats plainlyTransposed() const {
     Floats out = output(paddedSize), columns = output(paddedHeight * width);

@@ -1,85 +1,50 @@
 #include "vision/superresolution/SrFloatConvolution.h"
 
-#include <algorithm>
-
-#include "vision/superresolution/detail/BoxFilter.h"
-#include "vision/superresolution/detail/PlainOperators.h"
 #include "vision/superresolution/detail/PsfKernels.h"
-#include "vision/superresolution/detail/RollingOperators.h"
-#include "vision/superresolution/detail/Sizes.h"
+#include "vision/superresolution/detail/SparseConvolution.inl"
 
 namespace movra::vision {
 
-using detail::Index;
-using detail::RollingOperators;
+namespace detail {
 
-SrFloatConvolution::SrFloatConvolution(int hrWidth_, int hrHeight_, int psfWidth_, int psfHeight_, float factor_)
-    : hrWidth(detail::checkedSize(hrWidth_)),
-      hrHeight(detail::checkedSize(hrHeight_)),
-      psfWidth(detail::checkedSize(psfWidth_)),
-      psfHeight(detail::checkedSize(psfHeight_)),
-      paddedWidth(detail::checkedPaddedSize(hrWidth, psfWidth)),
-      paddedHeight(detail::checkedPaddedSize(hrHeight, psfHeight)),
-      factor(factor_) {
-  if (RollingOperators::fits(hrWidth, hrHeight, psfWidth, psfHeight, factor)) {
-    rolling = std::make_unique<RollingOperators>(hrWidth / 2, hrHeight / 2, 1);
-  } else {
-    columnBuffer.create(paddedHeight, hrWidth, CV_32F);
-  }
-}
+/// One frame at a time through the operators that the minimisation runs for all frames together.
+template <>
+class FactorTwoOperators<char> {
+ public:
+  FactorTwoOperators(int lowWidth, int lowHeight)
+      : width(lowWidth), height(lowHeight), rolling(lowWidth, lowHeight, 1) {}
 
-SrFloatConvolution::~SrFloatConvolution() = default;
-
-void SrFloatConvolution::fullConvFromSparse(float* image, float* psfX, float* psfY, char* mask, float* out) {
-  if (!rolling) {
-    plainOperators(psfX, psfY).fullConvFromSparse(image, mask, columnBuffer.ptr<float>(), out);
-    return;
-  }
-  const int width = hrWidth / 2;
-  for (int b = 0; b < rolling->outputPairs(); ++b) {
-    if (b < hrHeight / 2) {
-      const Index begin = Index{b} * width;
-      detail::psfKernels().weightRow(mask + begin, image + begin, width, rolling->sampleRow(0, b));
+  void fullConvFromSparse(const float* image, const float* psfX, const float* psfY, const char* mask,
+                          float* out) {
+    for (int b = 0; b < rolling.outputPairs(); ++b) {
+      if (b < height) {
+        const Index begin = Index{b} * width;
+        psfKernels().weightRow(mask + begin, image + begin, width, rolling.sampleRow(0, b));
+      }
+      rolling.openOntoZeros();
+      rolling.spread(0, b, psfX, psfY);
+      rolling.close(out, b);
     }
-    rolling->openOntoZeros();
-    rolling->spread(0, b, psfX, psfY);
-    rolling->close(out, b);
   }
-}
 
-void SrFloatConvolution::validCorrToSparse(float* hr, float* psfX, float* psfY, float* out) {
-  if (!rolling) {
-    plainOperators(psfX, psfY).validCorrToSparse(hr, columnBuffer.ptr<float>(), out);
-    return;
+  void validCorrToSparse(const float* hr, const float* psfX, const float* psfY, float* out) {
+    for (int s = 0; s < rolling.inputPairs(); ++s) {
+      rolling.enter(hr, s);
+      rolling.image(0, psfX, psfY, s >= 2 ? out + Index{s - 2} * width : rolling.discarded());
+    }
+    for (Index i = 0; i < Index{width} * height; ++i) {
+      out[i] += 0.0f;  // a sum of zeros is +0
+    }
   }
-  const int width = hrWidth / 2;
-  for (int s = 0; s < rolling->inputPairs(); ++s) {
-    rolling->enter(hr, s);
-    rolling->image(0, psfX, psfY, s >= 2 ? out + Index{s - 2} * width : rolling->discarded());
-  }
-  for (Index i = 0; i < Index{width} * (hrHeight / 2); ++i) {
-    out[i] += 0.0f;  // a sum of zeros is +0
-  }
-}
 
-void SrFloatConvolution::blurImageMeanFilter(cv::Mat_<float>& in, int radius, cv::Mat_<float>& out) {
-  const cv::Mat_<float> source = in.isContinuous() ? in : in.clone();  // also keeps it when `out` is the same matrix
-  cv::Mat_<float> between(source.size());
-  out.create(source.size());
-  cv::Mat_<float> result = out.isContinuous() ? out : cv::Mat_<float>(source.size());
-  if (source.empty()) {
-    return;
-  }
-  detail::BoxFilter(source.cols).apply(source.ptr<float>(), source.rows, radius, between.ptr<float>(),
-                                       result.ptr<float>());
-  if (result.data != out.data) {
-    result.copyTo(out);
-  }
-}
+ private:
+  int width;
+  int height;
+  RollingOperators rolling;
+};
 
-detail::PlainOperators SrFloatConvolution::plainOperators(const float* psfX, const float* psfY) const {
-  return {detail::SparseGrid(hrWidth, hrHeight, factor, detail::fixedRowStride),
-          paddedWidth, paddedHeight, psfWidth, psfHeight, psfX, psfY};
-}
+}  // namespace detail
+
+template class SparseConvolution<char>;
 
 }  // namespace movra::vision

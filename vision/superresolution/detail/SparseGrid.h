@@ -8,9 +8,6 @@ namespace movra::vision::detail {
 /// Signed index into an image; wide enough for every product of two int sizes that fits the memory.
 using Index = std::ptrdiff_t;
 
-/// Row stride of the production operators and of their vector form, whatever the factor.
-constexpr int fixedRowStride = 2;
-
 /// Elements of a rows x columns image; none if a size is not positive.
 inline Index elementCount(Index rows, Index columns) {
   return rows > 0 && columns > 0 ? rows * columns : 0;
