@@ -7,6 +7,7 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
 
+#include "movra/Exception.h"
 #include "vision/superresolution/detail/FineRegistration.h"
 #include "vision/superresolution/detail/RegistrationKernels.h"
 #include "vision/superresolution/detail/Sizes.h"
@@ -61,8 +62,11 @@ void CornerRegistration<Mask>::setRegError(float maximumError) {
 
 template <class Mask>
 void CornerRegistration<Mask>::prepareFrame(float* frame) {
-  if (numFrames == 0) {
-    return;
+  if (numFrames == 0 || numPixels == 0) {
+    return;  // nothing to register ever
+  }
+  if (frame == nullptr) {
+    MOVRA_THROW("The frame's data pointer is null");
   }
   if (frameCount < numFrames) {
     ++frameCount;

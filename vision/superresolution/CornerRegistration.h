@@ -44,6 +44,7 @@ class MOVRA_SUPERRESOLUTION_API CornerRegistration {
   void setRegError(float maximumError);
 
   /// Takes one new frame (height x width) into the store; the oldest one drops out once `numFrames` are held.
+  /// @throws movra::Exception if `frame` is null; the store is then as before
   void prepareFrame(float* frame);
 
   /// Forgets all frames and the shifts of the last registration.

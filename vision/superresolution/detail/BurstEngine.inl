@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
 
 #include "movra/Exception.h"
 #include "vision/superresolution/BurstEngine.h"
@@ -133,8 +132,8 @@ void BurstEngine<R, M, BadPixels, Report>::clearFrames() {
 
 template <class R, class M, class BadPixels, class Report>
 int BurstEngine<R, M, BadPixels, Report>::loadFrame(const float* data) {
-  if (windowSize == 0 || (data == nullptr && inputSize > 0)) {
-    MOVRA_THROW(windowSize == 0 ? "The window of frames has no slots" : "The frame's data pointer is null");
+  if (data == nullptr && inputSize > 0) {
+    MOVRA_THROW("The frame's data pointer is null");
   }
   if (numFrames >= windowSize) {
     std::rotate(frames.pointers.begin(), frames.pointers.begin() + 1, frames.pointers.end());
@@ -249,7 +248,7 @@ void BurstEngine<R, M, BadPixels, Report>::getMasks(std::vector<MaskImage>& out)
   out.resize(static_cast<std::size_t>(windowSize));
   for (std::size_t i = 0; i < out.size(); ++i) {
     out[i].create(height, width);
-    std::memcpy(out[i].data, masks.pointers[i], static_cast<std::size_t>(inputSize));
+    std::copy_n(reinterpret_cast<const unsigned char*>(masks.pointers[i]), inputSize, out[i].data);
   }
 }
 

@@ -18,7 +18,7 @@ int wholePixels(float shift) {
 }
 
 bool overlaps(cv::Point_<int> shift, int width, int height) {
-  return std::abs(shift.x) < width && std::abs(shift.y) < height;
+  return -width < shift.x && shift.x < width && -height < shift.y && shift.y < height;
 }
 
 cv::Rect overlapInReference(cv::Point_<int> shift, int width, int height) {
