@@ -116,6 +116,17 @@ TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
       sameBits(reconstruct(window, parameters, false).image, reconstruct(window, byNumber, false).image));
 }
 
+TEST_F(ToolCommand, BothRegistrationsServeTheSameBurst) {
+  simulate();
+  const Outcome corners = run("reconstruct burst -o corners.tiff");
+  const Outcome phase = run("reconstruct burst -o phase.tiff --registration phase");
+  EXPECT_EQ(phase.code, 0) << phase.err;
+  EXPECT_NEAR(number(phase.out, "sr factor: "), number(corners.out, "sr factor: "), 0.05);
+  EXPECT_NEAR(number(run("compare phase.tiff burst/truth.tiff").out, "PSNR: "),
+              number(run("compare corners.tiff burst/truth.tiff").out, "PSNR: "), 0.2);
+  EXPECT_NE(readAll(at("phase.tiff")), readAll(at("corners.tiff")));
+}
+
 TEST_F(ToolCommand, FilesFoldersAndPagesGiveTheSameImage) {
   simulate();
   std::vector<cv::Mat> pages;
@@ -226,7 +237,8 @@ TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
        {"", "reconstruct", "reconstruct x.tiff", "reconstruct x.tiff -o out.jpg", "sharpen x.tiff",
         "reconstruct x.tiff -o y.tiff --reference 5", "reconstruct x.tiff -o y.tiff --psf-sigma nan",
         "reconstruct x.tiff -o y.tiff --tv-weight 0.5", "reconstruct x.tiff -o y.tiff --gain 0",
-        "reconstruct x.tiff -o y.tiff --engine turbo",
+        "reconstruct x.tiff -o y.tiff --engine turbo", "reconstruct x.tiff -o y.tiff --registration magic",
+        "reconstruct x.tiff -o y.tiff --engine vector --registration phase",
         "reconstruct x.tiff -o y.tiff --engine vector --camera 'm01 FOV 1'",
         "reconstruct x.tiff -o y.tiff --engine vector --bad-pixels z.csv",
         "reconstruct x.tiff -o y.tiff --camera 'm01 FOV 1' --iterations 3", "simulate -o z --size 9x9"}) {

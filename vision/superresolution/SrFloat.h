@@ -2,6 +2,7 @@
 
 #include "vision/superresolution/BurstEngine.h"
 #include "vision/superresolution/SrFloatMinimization.h"
+#include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
@@ -26,8 +27,11 @@ class MOVRA_SUPERRESOLUTION_API SrFloat
   void setDataIsNUC(bool isNUC);
 };
 
+extern template class BurstEngine<SrFloatRegistration1, SrFloatMinimization, SuperResolutionBadPixelHandling,
+                                  ConsoleReport>;
 extern template class BurstEngine<SrFloatRegistration2, SrFloatMinimization, SuperResolutionBadPixelHandling,
                                   ConsoleReport>;
+extern template class SrFloat<SrFloatRegistration1>;
 extern template class SrFloat<SrFloatRegistration2>;
 
 }  // namespace movra::vision

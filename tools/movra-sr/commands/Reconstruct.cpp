@@ -53,6 +53,8 @@ void checkOptions(const ReconstructOptions& options) {
     requireExtension(options.preview, {".png"}, "the preview is a PNG file; name it .png");
   if (options.scale.gain == 0) throw Failure(ExitCode::usage, "--gain 0 would wipe out the frames");
   const Parameters& parameters = options.parameters;
+  if (parameters.engine == Engine::vector && parameters.registration == RegistrationMethod::phase)
+    throw Failure(ExitCode::usage, "--engine vector has no other registration than corners");
   if (parameters.engine == Engine::vector && !options.badPixels.empty())
     throw Failure(ExitCode::usage, "--engine vector repairs no pixels, so it cannot honour --bad-pixels");
   if (!parameters.camera) return;
@@ -173,6 +175,17 @@ void addParameters(CLI::App& command, Parameters& parameters) {
       .add_option("--relative-residue", parameters.relativeResidue,
                   "Relative residue at which the solver stops [0.007]")
       ->check(finiteWithin(1.1e-6, 1e30))
+      ->group(method);
+  command
+      .add_option_function<std::string>(
+          "--registration",
+          [&parameters](const std::string& name) {
+            parameters.registration =
+                name == "phase" ? RegistrationMethod::phase : RegistrationMethod::corners;
+          },
+          "How shifts are found: corners (tracked) or phase (phase correlation)")
+      ->check(CLI::IsMember({"corners", "phase"}))
+      ->default_str("corners")
       ->group(method);
   command
       .add_option("--registration-error", parameters.registrationError,

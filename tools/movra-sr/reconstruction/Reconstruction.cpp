@@ -17,6 +17,7 @@ namespace movra::tool {
 namespace {
 
 using ProductionEngine = vision::SrFloat<vision::SrFloatRegistration2>;
+using PhaseEngine = vision::SrFloat<vision::SrFloatRegistration1>;
 using VectorEngine = vision::SrFloatNeon<vision::SrFloatNeonRegistration>;
 
 constexpr float factor = 2;
@@ -53,7 +54,7 @@ void configure(Engine& engine, const Parameters& parameters) {
   engine.setRelativeResidue(parameters.relativeResidue.value_or(0.007F));
   if (parameters.psfSigma) engine.setPsfSigma(*parameters.psfSigma);
   if (parameters.iterations) engine.setMaxCGIters(*parameters.iterations);
-  if constexpr (std::is_same_v<Engine, ProductionEngine>) engine.setDataIsNUC(parameters.counts);
+  if constexpr (!std::is_same_v<Engine, VectorEngine>) engine.setDataIsNUC(parameters.counts);
 }
 
 double valueSpan(const cv::Mat_<float>& image) {
@@ -107,7 +108,7 @@ Reconstruction run(const std::vector<Frame>& window, const Parameters& parameter
   if (result.verdict == Verdict::good) result.srFactor = status;
   engine.getCompleteShifts(result.shifts);
   // The vector engine hands out a part of its masks only.
-  if constexpr (std::is_same_v<Engine, ProductionEngine>) engine.getMasks(result.masks);
+  if constexpr (!std::is_same_v<Engine, VectorEngine>) engine.getMasks(result.masks);
   return result;
 }
 
@@ -129,8 +130,9 @@ cv::Mat_<float> reconstructThroughCInterface(const std::vector<Frame>& window, c
 }
 
 Reconstruction reconstructThroughEngine(const std::vector<Frame>& window, const Parameters& parameters) {
-  return parameters.engine == Engine::vector ? run<VectorEngine>(window, parameters)
-                                             : run<ProductionEngine>(window, parameters);
+  if (parameters.engine == Engine::vector) return run<VectorEngine>(window, parameters);
+  return parameters.registration == RegistrationMethod::phase ? run<PhaseEngine>(window, parameters)
+                                                              : run<ProductionEngine>(window, parameters);
 }
 
 Reconstruction reconstruct(const std::vector<Frame>& window, const Parameters& parameters, bool showReport) {

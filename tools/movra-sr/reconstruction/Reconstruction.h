@@ -16,6 +16,9 @@ enum class Engine {
   vector,  ///< 4-lane vector operations; repairs no bad pixels
 };
 
+/// How the whole-pixel shifts are found.
+enum class RegistrationMethod { corners, phase };
+
 /// What a user can set. An empty value stands for the one that the C interface sets.
 struct Parameters {
   Engine engine = Engine::production;
@@ -26,12 +29,13 @@ struct Parameters {
   std::optional<int> iterations;
   std::optional<float> relativeResidue;
   std::optional<float> registrationError;
+  RegistrationMethod registration = RegistrationMethod::corners;
   bool counts = false;  ///< frames hold raw sensor values, not temperatures
 
   /// Whether the C interface has a way to set all that is set.
   bool fitCInterface() const {
-    return engine == Engine::production && !psfSigma && !weightTV && !iterations && !relativeResidue &&
-           !registrationError && !counts;
+    return engine == Engine::production && registration == RegistrationMethod::corners && !psfSigma &&
+           !weightTV && !iterations && !relativeResidue && !registrationError && !counts;
   }
 
   /// Slot of the reference frame in a full window, oldest first.

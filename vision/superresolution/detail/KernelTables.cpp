@@ -7,6 +7,7 @@
 #include "vision/superresolution/detail/PsfKernels.h"
 #include "vision/superresolution/detail/RegistrationKernels.h"
 #include "vision/superresolution/detail/SolverKernels.h"
+#include "vision/superresolution/detail/SpectrumKernels.h"
 #include "vision/superresolution/detail/TransposeKernels.h"
 
 namespace movra::vision::detail {
@@ -17,6 +18,7 @@ MOVRA_KERNEL_DISPATCH(FrameKernels, frameKernels)
 MOVRA_KERNEL_DISPATCH(PsfKernels, psfKernels)
 MOVRA_KERNEL_DISPATCH(RegistrationKernels, registrationKernels)
 MOVRA_KERNEL_DISPATCH(SolverKernels, solverKernels)
+MOVRA_KERNEL_DISPATCH(SpectrumKernels, spectrumKernels)
 MOVRA_KERNEL_DISPATCH(TransposeKernels, transposeKernels)
 
 }  // namespace movra::vision::detail

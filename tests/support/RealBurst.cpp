@@ -1,0 +1,34 @@
+#include "tests/support/RealBurst.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <opencv2/imgcodecs.hpp>
+
+namespace movra::test {
+
+std::string realBurstFolder() {
+  const char* const folder = std::getenv("MOVRA_TEST_DATA");
+  return folder != nullptr ? folder : MOVRA_SOURCE_DIR "/../shared/data";
+}
+
+SyntheticBurst readRealBurst(const std::string& name, const std::vector<int>& numbers) {
+  SyntheticBurst burst{};
+  const std::filesystem::path folder = std::filesystem::path(realBurstFolder()) / name;
+  for (const int i : numbers) {
+    const std::string stem = "frame_0" + std::to_string(i);
+    const bool isTiff = std::filesystem::exists(folder / (stem + ".tiff"));
+    const std::filesystem::path file = folder / (stem + (isTiff ? ".tiff" : ".png"));
+    if (!std::filesystem::exists(file)) {
+      return {};
+    }
+    cv::Mat_<float> image;
+    cv::imread(file.string(), cv::IMREAD_UNCHANGED).convertTo(image, CV_32F);
+    burst.width = image.cols;
+    burst.height = image.rows;
+    burst.frames.emplace_back(image.begin(), image.end());
+    burst.masks.emplace_back(burst.frames.back().size());
+  }
+  return burst;
+}
+
+}  // namespace movra::test
