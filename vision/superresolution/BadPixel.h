@@ -72,15 +72,14 @@ class MOVRA_SUPERRESOLUTION_API BadPixel {
   /// either side. First come the extremes in raster order, then the rare values in increasing order.
   ///
   /// @param hist  what buildValueHistogram made of `img` with the same bounds; its first and last bin are set
-  /// to 0.
+  ///              to 0.
   /// @param list  rows: the capacity, 10 columns; becomes the list of the pixels found, with the first
-  /// replacement not
-  ///     chosen yet and the others 0, or an empty matrix if none is found.
+  ///              replacement not chosen yet and the others 0, or an empty matrix if none is found.
   /// @return whether the whole histogram was searched. False if more pixels are extreme than the list can
-  /// hold (the
-  ///     list is then empty), if the capacity was reached before the last bin, if a count of the histogram is
-  ///     negative so that a sum would be too, or if an argument cannot be used: an empty image or one larger
-  ///     than 65535 x 65535, no histogram of one row, maxCount 0, window < 2, or not 10 columns.
+  ///         hold (the list is then empty), if the capacity was reached before the last bin, if a count of
+  ///         the histogram is negative so that a sum would be too, or if an argument cannot be used: an empty
+  ///         image or one larger than 65535 x 65535, no histogram of one row, maxCount 0, window < 2, or not
+  ///         10 columns.
   static bool performNeighbourSearch(const cv::Mat_<short>& img, cv::Mat_<int>& hist,
                                      cv::Mat_<unsigned short>& list, short lo, short hi,
                                      unsigned short maxCount, unsigned short window);
@@ -129,8 +128,7 @@ class MOVRA_SUPERRESOLUTION_API BadPixel {
   /// Draws a square outline of `size` pixels around each listed pixel, in `colour` or in random colours.
   ///
   /// @throws movra::Exception if the list is not CV_16UC1 with 10 columns, or at the first listed pixel that
-  /// lies
-  ///     outside the image; what was drawn before stays.
+  ///         lies outside the image; what was drawn before stays.
   static void drawBadPixels(const cv::Mat& list, cv::Mat_<cv::Vec<unsigned char, 3>>& img,
                             const cv::Scalar_<double>& colour, unsigned int size, bool randomColour);
 

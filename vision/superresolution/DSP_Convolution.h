@@ -60,8 +60,7 @@ class MOVRA_SUPERRESOLUTION_API DSP_Convolution {
   /// @param psfY  6 vertical taps
   /// @param mask  lh x lw weights, signed bytes; 1 keeps a sample, 0 leaves it out
   /// @param out   (2 * lh + 5) x (2 * lw + 5) image, the padded grid at factor 2; its last row and its last
-  /// column
-  ///              keep what they hold, the rest is overwritten; must not overlap the inputs
+  ///              column keep what they hold, the rest is overwritten; must not overlap the inputs
   /// @return no meaning
   /// @throws std::bad_alloc if there is no memory for the padded frame and the phase images
   int fullConvFromSparse(T* image, T* psfX, T* psfY, char* mask, T* out);

@@ -20,7 +20,7 @@ namespace movra::vision {
 class MOVRA_SUPERRESOLUTION_API SrFloatFft2d {
  public:
   /// @throws movra::Exception if a size is less than 1, or a product of more than 13 factors (none below 3
-  /// million is)
+  ///         million is)
   SrFloatFft2d(int width, int height);
   ~SrFloatFft2d();
 

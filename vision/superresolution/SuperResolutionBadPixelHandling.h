@@ -35,9 +35,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   /// `maxVal` the lower bound of the valid range, so that minVal > maxVal.
   ///
   /// @param minLoc, maxLoc  null, or receive (column, row) of the first minimum and maximum. Each search
-  /// starts from the
-  ///     opposite end of the valid range; a location stays as it is when no valid value lies beyond that
-  ///     start.
+  ///                        starts from the opposite end of the valid range; a location stays as it is when
+  ///                        no valid value lies beyond that start.
   void getMinMaxVal(const cv::Mat_<float>& img, float& minVal, float& maxVal, cv::Point_<int>* minLoc,
                     cv::Point_<int>* maxLoc) const;
 
@@ -45,8 +44,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   ///
   /// @param value  receives the mean when at least one neighbour is valid.
   /// @return whether the mean may replace the pixel: four neighbours are valid, or three and the pixel lies
-  /// on the
-  ///     image border. A corner has two at most, so it never succeeds.
+  ///         on the image border. A corner has two at most, so it never succeeds.
   bool getReplacementValue_(const cv::Mat_<float>& img, int x, int y, float& value) const;
 
   /// Finds the defective pixels of `frame`, replaces them in place and adds the frame's defect map to the
@@ -57,10 +55,9 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   /// (flagged under-range, or too small) or 0 (otherwise).
   ///
   /// @return 0, or −2 when a pixel without a usable mean was none of the camera's over-range or under-range
-  /// flags.
+  ///         flags.
   /// @throws movra::Exception "Too many defect pixels. No processing possible." when more than 10 pixels
-  /// became 0;
-  ///     the frame is changed and its defect map held all the same.
+  ///         became 0; the frame is changed and its defect map held all the same.
   int detectAndReplaceBadPixel(cv::Mat_<float>& frame);
 
   /// Flags every pixel of the high-resolution image whose centre lies near a defective pixel of some frame:
@@ -70,8 +67,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   ///
   /// @param hr  the high-resolution image, 2 · rows x 2 · columns.
   /// @param shifts  one per held defect map, oldest first: the frame's displacement in low-resolution pixels.
-  /// A shift
-  ///     that is not finite flags nothing.
+  ///                A shift that is not finite flags nothing.
   /// @throws movra::Exception when there are not as many shifts as defect maps.
   void maskBadPixel(cv::Mat_<float>& hr, const std::vector<cv::Point_<float>>& shifts);
 
@@ -80,8 +76,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   ///
   /// @param shifts  one per frame, as for maskBadPixel; a shift that is not finite leaves its frame out.
   /// @param frames  the repaired frames, oldest first, one per held defect map; surplus ones are ignored, and
-  /// where
-  ///     shifts or frames are fewer, only the frames that have all three are used.
+  ///                where shifts or frames are fewer, only the frames that have all three are used.
   /// @throws movra::Exception "bad pixel masks not initalized" when no defect map is held.
   void replaceMaskedPixel(cv::Mat_<float>& hr, const std::vector<cv::Point_<float>>& shifts,
                           const std::vector<cv::Mat_<float>>& frames);

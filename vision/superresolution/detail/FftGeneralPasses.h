@@ -62,8 +62,8 @@ void generalSums(ptrdiff_t n, ptrdiff_t radix, ptrdiff_t run, const float* __res
   }
 }
 
-/// Results q and radix - q of one element from A[q] at `low` and B[q] at `high`, in their place, each turned by its
-/// root.
+/// Results q and radix - q of one element from A[q] at `low` and B[q] at `high`, in their place, each turned
+/// by its root.
 template <Direction D, typename V>
 inline void unfold(float* low, float* high, Complex<float> lowRoot, Complex<float> highRoot) {
   for (int lane = 0; lane < lanes<V>; lane += width<V>) {

@@ -14,8 +14,7 @@ struct FftKernels {
   /// @param data the sequences; overwritten
   /// @param scratch as long as data
   /// @param roots exp(2 pi i t / n) for t = 1, 2, ... as (real, imaginary): up to t = (n - 1) / 2 for the
-  /// real
-  ///        transforms, up to t = n - 1 for the complex ones
+  ///              real transforms, up to t = n - 1 for the complex ones
   /// @param ifac n, the number of factors of n, the factors: first those of 4 and 2, then odd ones
   /// @return whichever of data and scratch holds the result
   using Transform = float* (*)(int n, float* data, float* scratch, const float* roots, const int* ifac);

@@ -1,11 +1,9 @@
 #include "vision/superresolution/reference/SuperResolutionConvolution.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <limits>
-#include <new>
 
 #include "vision/superresolution/detail/PlainOperators.h"
+#include "vision/superresolution/detail/Sizes.h"
 
 namespace movra::vision {
 
@@ -14,12 +12,6 @@ using detail::Index;
 using detail::SparseGrid;
 
 namespace {
-
-int paddedSize(int hrSize, int psfSize) {
-  const std::int64_t size = std::int64_t{hrSize} + psfSize - 1;
-  if (hrSize < 0 || psfSize < 0 || size > std::numeric_limits<int>::max()) throw std::bad_array_new_length();
-  return static_cast<int>(size);
-}
 
 /// Mean filter of one row or column, whose elements are `stride` apart.
 ///
@@ -48,8 +40,8 @@ SuperResolutionConvolution::SuperResolutionConvolution(int hrWidth_, int hrHeigh
       hrHeight(hrHeight_),
       psfWidth(psfWidth_),
       psfHeight(psfHeight_),
-      paddedWidth(paddedSize(hrWidth_, psfWidth_)),
-      paddedHeight(paddedSize(hrHeight_, psfHeight_)),
+      paddedWidth(detail::checkedPaddedSize(hrWidth_, psfWidth_)),
+      paddedHeight(detail::checkedPaddedSize(hrHeight_, psfHeight_)),
       factor(factor_),
       // The box filter needs hrHeight rows, which are more than the padded ones if the kernel has no taps.
       buffer(new float[static_cast<std::size_t>(elementCount(std::max(paddedHeight, hrHeight), hrWidth))]) {}

@@ -18,7 +18,8 @@ namespace movra::vision::fftpack {
 /// Prepares real transforms of length n.
 /// @param wsave 2 n floats
 /// @param ifac 15 ints: n, the number of its factors, the factors
-/// @throws movra::Exception if n < 1, or if n has more than 13 factors (the first is 2 * 3^13, more than 3 million)
+/// @throws movra::Exception if n < 1, or if n has more than 13 factors (the first is 2 * 3^13, more than 3
+///         million)
 void rffti(int n, float* wsave, int* ifac);
 
 /// Forward transform of n real values in place. The result is packed: r0, Re r1, Im r1, Re r2, Im r2, ...,
