@@ -3,8 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <tuple>
+#include <limits>
 
 #include "movra/Exception.h"
 
@@ -59,44 +58,6 @@ std::pair<bool, Rows> plainSearch(const cv::Mat_<short>& img, cv::Mat_<int> hist
     if (isolated) add([&](int v) { return v == b + lo; });
   }
   return {true, found};
-}
-
-// The replacements of a row by trying every offset: in each direction the nearest good pixel.
-Row plainReplacements(const Rows& list, const Row& bad, cv::Size size, int radius) {
-  using Candidate = std::tuple<float, std::size_t, cv::Point>;  // distance, then the order of trial
-  const auto isGood = [&](cv::Point p) {
-    const auto isAtP = [&](const Row& row) { return p == cv::Point(row[0], row[1]); };
-    return p.inside({{}, size}) && std::none_of(list.begin(), list.end(), isAtP);
-  };
-  const auto less = [](const Candidate& a, const Candidate& b) {
-    return std::tie(std::get<0>(a), std::get<1>(a)) < std::tie(std::get<0>(b), std::get<1>(b));
-  };
-  std::vector<Candidate> nearest;
-  for (int direction = 0; direction < 4; ++direction) {
-    std::vector<Candidate> candidates;
-    for (int i = 0; i < radius * (radius + 1) * 2; ++i) {
-      const int down = i / 2 / (radius + 1);
-      const int side = i / 2 % (radius + 1);
-      const float distance = std::sqrt(static_cast<float>(side * side + down * down));
-      cv::Point offset(i % 2 == 0 ? side : -side, down + 1);
-      for (int turn = 0; turn < direction; ++turn) offset = {-offset.y, offset.x};
-      const cv::Point target = cv::Point(bad[0], bad[1]) + offset;
-      if (distance <= static_cast<float>(radius - 1) && isGood(target))
-        candidates.emplace_back(distance, candidates.size(), target);
-    }
-    if (!candidates.empty()) nearest.push_back(*std::min_element(candidates.begin(), candidates.end(), less));
-  }
-  if (nearest.empty()) return bad;
-  const std::size_t count = nearest.size();
-  for (std::size_t k = count; k < 4; ++k) nearest.push_back(nearest[k - count]);
-  for (std::size_t k = 0; k < 4; ++k) std::get<1>(nearest[k]) = k;
-  std::sort(nearest.begin(), nearest.end(), less);
-  cv::Vec<int, 10> row(bad[0], bad[1]);
-  for (int k = 0; k < 4; ++k) {
-    row[2 + 2 * k] = std::get<2>(nearest[static_cast<std::size_t>(k)]).x;
-    row[3 + 2 * k] = std::get<2>(nearest[static_cast<std::size_t>(k)]).y;
-  }
-  return row;
 }
 
 }  // namespace
@@ -206,29 +167,19 @@ TEST(BadPixel, TheQueryHoldsHalfDiscsOneRowOff) {
   }
 }
 
-TEST(BadPixel, ReplacementsAreTheNearestGoodPixelOfEachDirection) {
-  cv::RNG random(5);
-  for (int trial = 0; trial < 60; ++trial) {
-    const cv::Size size(random.uniform(1, 9), random.uniform(1, 7));
-    const int radius = random.uniform(1, 6);
-    Rows bad(static_cast<std::size_t>(random.uniform(1, size.area() + 4)));
-    for (Row& row : bad) row = rowOf(random.uniform(0, size.width), random.uniform(0, size.height), 99);
-    Rows expected;
-    bool all = true;
-    for (const Row& row : bad) {
-      expected.push_back(plainReplacements(bad, row, size, radius));
-      all = all && expected.back()[2] != 99;
-    }
+TEST(BadPixel, ReplacementsAreTheNearestGoodPixelOfEachDirectionByDistance) {
+  // Downward and upward the nearest pixel is bad, and the next ones are equally far.
+  const Rows bad{rowOf(10, 5), rowOf(10, 6), rowOf(10, 4), rowOf(0, 0)};
+  const Rows expected{Row(10, 5, 9, 5, 11, 5, 11, 6, 9, 4), Row(10, 6, 10, 7, 9, 6, 11, 6, 9, 5),
+                      Row(10, 4, 9, 4, 10, 3, 11, 4, 11, 5), Row(0, 0, 0, 1, 1, 0, 0, 1, 1, 0)};
+  for (const int radius : {2, 3, 6}) {
     List list = listOf(bad);
-    if (radius != 3) {
-      for (int i = 0; i < list.rows; ++i) {
-        BadPixel::calculateSingleReplacePixel(list, static_cast<unsigned short>(i), size, radius);
-      }
-      EXPECT_EQ(rowsOf(list), expected) << trial;
-    }
+    EXPECT_TRUE(BadPixel::calculateReplacePixels(list, {20, 10}, static_cast<unsigned int>(radius)));
+    EXPECT_EQ(rowsOf(list), expected) << radius;
     list = listOf(bad);
-    EXPECT_EQ(BadPixel::calculateReplacePixels(list, size, static_cast<unsigned int>(radius)), all) << trial;
-    EXPECT_EQ(rowsOf(list), expected) << trial;
+    if (radius == 3) continue;  // which means the fixed neighbourhood for a single pixel
+    EXPECT_TRUE(BadPixel::calculateSingleReplacePixel(list, 0, {20, 10}, radius));
+    EXPECT_EQ(rowsOf(list), (Rows{expected[0], bad[1], bad[2], bad[3]})) << radius;
   }
 }
 
@@ -328,8 +279,8 @@ TEST(BadPixel, SquaresAreDrawnAroundTheListedPixels) {
     }
     return "nothing thrown";
   };
-  EXPECT_EQ(messageOf(List(1, 9)), "ERROR: \t >>Unspported BadPixel format!!");
-  EXPECT_EQ(messageOf(cv::Mat(1, 10, CV_16SC1)), "ERROR: \t >>Unspported BadPixel format!!");
+  for (const cv::Mat& list : {cv::Mat(1, 9, CV_16UC1), cv::Mat(1, 10, CV_16SC1)})
+    EXPECT_EQ(messageOf(list), "ERROR: \t >>Unspported BadPixel format!!");
   EXPECT_EQ(messageOf(listOf({rowOf(2, 2), rowOf(3, 10)})), "ERROR: \t >>BadPixel [10,3] out of bounds ");
   EXPECT_EQ(img(2, 2), cv::Vec3b(0, 0, 255)) << "drawn before the exception";
 }

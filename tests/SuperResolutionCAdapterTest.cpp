@@ -14,11 +14,8 @@
 #include <vector>
 
 #include "SuperResolutionCAdapterFixture.h"
+#include "tests/support/FlushedSubnormals.h"
 #include "vision/superresolution/SrFloat.h"
-
-#if defined(__SSE2__)
-#include <xmmintrin.h>
-#endif
 
 namespace {
 
@@ -346,22 +343,6 @@ TEST_F(SuperResolutionCAdapterTest, BadPixels) {
   EXPECT_LT(errorOf(fetch(context)), goodError);
 }
 
-/// As a host that computes with subnormal numbers flushed to zero, where the machine can.
-class FlushedSubnormals {
- public:
-#if defined(__SSE2__)
-  FlushedSubnormals() : saved(_mm_getcsr()) {
-    _mm_setcsr(saved | 0x8040U);
-  }
-  ~FlushedSubnormals() {
-    _mm_setcsr(saved);
-  }
-
- private:
-  unsigned saved;
-#endif
-};
-
 TEST_F(SuperResolutionCAdapterTest, FlagsSurviveAHostThatFlushesSubnormals) {
   for (const std::uint32_t flag : {129U, 130U}) {
     std::vector<Image> burst = makeFrames();
@@ -374,7 +355,7 @@ TEST_F(SuperResolutionCAdapterTest, FlagsSurviveAHostThatFlushesSubnormals) {
     std::memcpy(&bits, &expected[middle], sizeof bits);
     EXPECT_EQ(bits, flag);
 
-    const FlushedSubnormals flushed;
+    const movra::test::FlushedSubnormals flushed;
     const Image image = fetch(openAndFeed(burst));
     std::memcpy(&bits, &image[middle], sizeof bits);
     EXPECT_EQ(bits, flag);
