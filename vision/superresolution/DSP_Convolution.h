@@ -63,6 +63,7 @@ class MOVRA_SUPERRESOLUTION_API DSP_Convolution {
   ///              column keep what they hold, the rest is overwritten; must not overlap the inputs
   /// @return no meaning
   /// @throws std::bad_alloc if there is no memory for the padded frame and the phase images
+  /// @throws movra::Exception if lh or lw is within 4 of the largest int
   int fullConvFromSparse(T* image, T* psfX, T* psfY, char* mask, T* out);
 
   /// One run of a 3 x 3 correlation over an image taken as one long row, for i = 0 ... count - 1:

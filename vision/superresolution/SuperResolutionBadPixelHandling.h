@@ -68,7 +68,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   /// @param hr  the high-resolution image, 2 · rows x 2 · columns.
   /// @param shifts  one per held defect map, oldest first: the frame's displacement in low-resolution pixels.
   ///                A shift that is not finite flags nothing.
-  /// @throws movra::Exception when there are not as many shifts as defect maps.
+  /// @throws movra::Exception "maskBadPixel(): number of shifts ist not equal to number of defectMaps"
   void maskBadPixel(cv::Mat_<float>& hr, const std::vector<cv::Point_<float>>& shifts);
 
   /// Sets every pixel of `hr` that holds the bit pattern 129, 130 or 132 to the mean of the good
@@ -101,8 +101,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   Repair replaceDefects(cv::Mat_<float>& frame, cv::Mat_<unsigned char>& defectMap, float minVal,
                         float maxVal) const;
 
-  // Sets a high-resolution pixel to the mean of the good low-resolution pixels that fall on it, if there are
-  // any.
+  // Sets a high-resolution pixel to the mean of the good low-resolution pixels on it, if there are any.
   void replaceFromFrames(float& value, int x, int y, const std::vector<cv::Point_<float>>& shifts,
                          const std::vector<cv::Mat_<float>>& frames) const;
 
