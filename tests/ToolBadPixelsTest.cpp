@@ -178,6 +178,9 @@ TEST_F(ToolBadPixels, WhatCannotBeSearchedLeavesNoList) {
       {at("a.png") + " " + at("small.png"), ExitCode::badInput, "small.png: is 64x40"},
       {at("a.png") + " --low=-1", ExitCode::usage, "--low -1 lies outside"},
       {at("a.png") + " --low 5 --high 5", ExitCode::usage, "--low must be smaller"},
+      {at("a.png") + " --picture " + at("list.csv"), ExitCode::usage, "two names"},
+      {at("a.png") + " --picture " + at("a.png") + " --force", ExitCode::outputNotWritten,
+       "one of the inputs"},
   };
   for (const auto& [arguments, code, message] : cases) {
     const auto [result, text] = run(arguments + " -o " + at("list.csv"));

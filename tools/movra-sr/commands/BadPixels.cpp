@@ -121,16 +121,21 @@ cv::Mat_<cv::Vec3b> drawPicture(const Frame& image, const List& list) {
 }
 
 ExitCode listBadPixels(const BadPixelsOptions& options) {
+  const std::vector<std::string> inputs = expandFolders(options.inputs);
   const auto newFile = [&](const std::string& name) {
-    return name.empty() ? nullptr : std::make_unique<OutputFile>(name, options.replace);
+    auto file = name.empty() ? nullptr : std::make_unique<OutputFile>(name, options.replace);
+    if (file) file->keepApartFrom(inputs);
+    return file;
   };
   const auto csv = newFile(options.output);
   const auto pictureFile = newFile(options.picture);
+  if (csv && pictureFile && csv->temporaryPath() == pictureFile->temporaryPath())
+    throw Failure(ExitCode::usage, "list and picture cannot both be " + options.output + "; give two names");
 
   Frame first;
   List list(0, listColumns);
   int images = 0;
-  for (const std::string& file : expandFolders(options.inputs)) {
+  for (const std::string& file : inputs) {
     readFrames(file, {}, [&](Frame&& image) {
       ++images;
       if (first.pixels.empty()) first = image;

@@ -88,7 +88,9 @@ ExitCode simulate(const SimulateOptions& options) {
 
   std::vector<std::unique_ptr<OutputFile>> files;
   const auto newFile = [&](const std::string& name) -> OutputFile& {
-    return *files.emplace_back(std::make_unique<OutputFile>(folder / name, options.replace));
+    files.push_back(std::make_unique<OutputFile>(folder / name, options.replace));
+    if (!options.sceneFile.empty()) files.back()->keepApartFrom({options.sceneFile});
+    return *files.back();
   };
   const std::string unit = options.sceneFile.empty() ? "deg C" : "as in the scene";
   for (std::size_t i = 0; i < burst.frames.size(); ++i)

@@ -98,6 +98,7 @@ struct PageLayout {
 void readTiff(const std::filesystem::path& path, const std::function<void(const cv::Mat&, int)>& receive) {
   std::string complaint;
   int page = 0;
+  bool received = false;
   const auto damaged = [&] {
     throw Failure(ExitCode::badInput, path.string() + (page > 0 ? ", page " + std::to_string(page) : "") +
                                           ": not a whole TIFF file (" + complaint +
@@ -121,14 +122,17 @@ void readTiff(const std::filesystem::path& path, const std::function<void(const 
         damaged();
     }
     receive(image, page);
+    received = true;
   } while (TIFFReadDirectory(tiff.get()) != 0);
   if (!complaint.empty()) damaged();
+  if (!received)
+    throw Failure(ExitCode::badInput, path.string() + ": holds previews only; export the image in full size");
 }
 
 void writeTiff(const OutputFile& file, const cv::Mat_<float>& image, const std::string& description) {
   std::string complaint;
   TiffHandle tiff = openTiff(file.temporaryPath(), "w", complaint);
-  if (!tiff) file.fail(complaint);
+  if (!tiff) file.failWriting();
   TIFF* const handle = tiff.get();
   TIFFSetField(handle, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(image.cols));
   TIFFSetField(handle, TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(image.rows));
@@ -149,7 +153,7 @@ void writeTiff(const OutputFile& file, const cv::Mat_<float>& image, const std::
   }
   TIFFFlush(handle);
   tiff.reset();
-  if (!complaint.empty()) file.fail(complaint);
+  if (!complaint.empty()) file.failWriting();
 }
 
 }  // namespace movra::tool
