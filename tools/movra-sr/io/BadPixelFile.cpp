@@ -24,7 +24,7 @@ constexpr std::size_t listFields = 10;
 std::string joined(const Fields& fields) {
   std::string line;
   for (const std::string& field : fields) line += (line.empty() ? "" : ",") + field;
-  return line + '\n';
+  return line;
 }
 
 /// The fields of a line, without blanks around them.
@@ -116,13 +116,13 @@ BadPixelFile readBadPixels(const std::string& file) {
 }
 
 std::string badPixelsAsCsv(const cv::Mat_<unsigned short>& list, cv::Size frameSize) {
-  std::string csv = joined(header);
+  std::string csv = joined(header) + '\n';
   for (int row = 0; row < list.rows; ++row) {
     Fields fields;
     for (int column = 0; column < list.cols; ++column) fields.push_back(std::to_string(list(row, column)));
     fields.push_back(std::to_string(frameSize.width));
     fields.push_back(std::to_string(frameSize.height));
-    csv += joined(fields);
+    csv += joined(fields) + '\n';
   }
   return csv;
 }

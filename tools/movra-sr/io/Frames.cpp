@@ -25,8 +25,15 @@ enum class Format { png, tiff };
 
 Format formatOf(const fs::path& path) {
   std::error_code error;
-  if (!fs::exists(path, error))
+  const fs::file_status status = fs::status(path, error);
+  if (status.type() == fs::file_type::not_found)
     throw Failure(ExitCode::badInput, path.string() + ": no such file; check the name");
+  if (fs::is_directory(status))
+    throw Failure(ExitCode::badInput, path.string() + ": is a folder; give a file");
+  // The format is known from the first bytes, and these can be read a second time in a file only.
+  if (fs::exists(status) && !fs::is_regular_file(status))
+    throw Failure(ExitCode::badInput,
+                  path.string() + ": is a pipe or device; save the image to a file first");
   std::ifstream file(path, std::ios::binary);
   std::array<char, 8> start{};
   file.read(start.data(), start.size());
