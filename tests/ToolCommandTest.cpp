@@ -81,6 +81,7 @@ TEST_F(ToolCommand, ASimulatedBurstBecomesSharperThanBicubic) {
   EXPECT_EQ(readAll(at("sr.tiff")), before);
   EXPECT_EQ(run("reconstruct burst -o sr.tiff --force").code, 0);
   EXPECT_EQ(run("reconstruct burst -o burst/frame_00.tiff --force").code, 4);
+  EXPECT_EQ(run("simulate -o burst --scene burst/truth.tiff --force").code, 4);
 }
 
 TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
@@ -236,6 +237,8 @@ TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
   for (const std::string arguments :
        {"", "reconstruct", "reconstruct x.tiff", "reconstruct x.tiff -o out.jpg", "sharpen x.tiff",
         "reconstruct x.tiff -o y.tiff --reference 5", "reconstruct x.tiff -o y.tiff --psf-sigma nan",
+        "reconstruct x.tiff -o y.tiff --psf-sigma 1e-300",
+        "reconstruct x.tiff -o y.tiff --registration-error 1e-300",
         "reconstruct x.tiff -o y.tiff --tv-weight 0.5", "reconstruct x.tiff -o y.tiff --gain 0",
         "reconstruct x.tiff -o y.tiff --engine turbo", "reconstruct x.tiff -o y.tiff --registration magic",
         "reconstruct x.tiff -o y.tiff --engine vector --registration phase",

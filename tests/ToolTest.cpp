@@ -1,11 +1,13 @@
 // The parts of the command-line tool that need no process of their own.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <tiffio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -134,8 +136,18 @@ TEST_F(ToolIo, WhatIsNoFrameIsRefusedByName) {
   writeAll(at("cut.png"), png.substr(0, png.size() / 2));
   writeAll(at("empty.tiff"), "");
   writeAll(at("text.tiff"), "no image");
-  for (const std::string name :
-       {"colour.png", "colour.tiff", "double.tiff", "cut.png", "empty.tiff", "text.tiff", "missing.png"})
+  ASSERT_EQ(mkfifo(at("pipe.tiff").c_str(), 0600), 0);
+  {
+    OutputFile file(at("preview.tiff"), false);
+    writeTiff(file, cv::Mat_<float>(4, 4, 1.F), "");
+    file.commit();
+    TIFF* const tiff = TIFFOpen(at("preview.tiff").c_str(), "r+");
+    TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, FILETYPE_REDUCEDIMAGE);
+    TIFFRewriteDirectory(tiff);
+    TIFFClose(tiff);
+  }
+  for (const std::string name : {"colour.png", "colour.tiff", "double.tiff", "cut.png", "empty.tiff",
+                                 "text.tiff", "pipe.tiff", "preview.tiff", "missing.png", "."})
     EXPECT_NE(failureOf([&] { framesOf(at(name)); }).find(name), std::string::npos) << name;
 }
 
@@ -160,10 +172,33 @@ TEST_F(ToolIo, AnOutputAppearsWholeOrNotAtAll) {
   EXPECT_EQ(readAll(at("a.txt")), "whole");
   EXPECT_NE(failureOf([&] { OutputFile(at("a.txt"), false); }, ExitCode::outputNotWritten), "");
   EXPECT_NE(failureOf([&] { OutputFile(at("no/a.txt"), true); }, ExitCode::outputNotWritten), "");
+  ASSERT_EQ(mkfifo(at("device").c_str(), 0600), 0);
+  EXPECT_NE(failureOf([&] { OutputFile(at("device"), true); }, ExitCode::outputNotWritten), "");
+  std::filesystem::create_hard_link(at("a.txt"), at("b.txt"));
+  EXPECT_NE(failureOf([&] { OutputFile(at("b.txt"), true).keepApartFrom({at("a.txt")}); },
+                      ExitCode::outputNotWritten),
+            "");
   OutputFile replacing(at("a.txt"), true);
   replacing.write("new");
   replacing.commit();
   EXPECT_EQ(readAll(at("a.txt")), "new");
+}
+
+using ToolIoDeathTest = ToolIo;
+
+TEST_F(ToolIoDeathTest, ASignalLeavesNoUnfinishedFile) {
+  EXPECT_EXIT(
+      {
+        OutputFile::removeUnfinishedOnSignals();
+        OutputFile first(at("a.txt"), false);
+        OutputFile second(at("b.txt"), false);
+        OutputFile(at("c.txt"), false).write("given up");
+        first.write("half");
+        second.write("half");
+        std::raise(SIGTERM);
+      },
+      testing::KilledBySignal(SIGTERM), "");
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
 TEST(ToolDivertedDescriptor, TakesAwayOnlyWhatIsPrintedMeanwhile) {

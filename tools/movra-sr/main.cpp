@@ -4,11 +4,13 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 #include <string>
 
 #include "tools/movra-sr/Outcome.h"
 #include "tools/movra-sr/commands/Commands.h"
+#include "tools/movra-sr/io/OutputFile.h"
 
 namespace {
 
@@ -28,6 +30,10 @@ int report(ExitCode code, std::string message) {
   std::replace(message.begin(), message.end(), '\n', ' ');
   std::cerr << "movra-sr: " << message << '\n';
   return static_cast<int>(code);
+}
+
+int reportShortMemory() {
+  return report(ExitCode::badInput, "not enough memory for images of this size");
 }
 
 /// Gives a standard stream that the caller closed to nobody, so that no file gets its number and, with it, our text.
@@ -53,8 +59,10 @@ int run(int argc, char** argv) {
   try {
     application.parse(argc, argv);
   } catch (const CLI::ParseError& outcome) {
-    if (outcome.get_exit_code() == 0) return application.exit(outcome);  // --help, --version
-    return report(ExitCode::usage, std::string(outcome.what()) + " (see movra-sr --help)");
+    if (outcome.get_exit_code() != 0)
+      return report(ExitCode::usage, std::string(outcome.what()) + " (see movra-sr --help)");
+    application.exit(outcome);  // --help, --version
+    chosen = [] { return ExitCode::done; };
   }
 
   const ExitCode code = chosen();
@@ -67,14 +75,20 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   openStandardStreams();
+  movra::tool::OutputFile::removeUnfinishedOnSignals();
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
   try {
     return run(argc, argv);
   } catch (const movra::tool::Failure& failure) {
     return report(failure.code, failure.what());
   } catch (const std::bad_alloc&) {
-    return report(ExitCode::badInput, "not enough memory for images of this size");
+    return reportShortMemory();
+  } catch (const cv::Exception& fault) {
+    return fault.code == cv::Error::StsNoMem ? reportShortMemory()
+                                             : report(ExitCode::internalFault, fault.what());
   } catch (const std::exception& fault) {
     return report(ExitCode::internalFault, fault.what());
+  } catch (const char* fault) {  // the setters of the engines
+    return report(ExitCode::internalFault, fault);
   }
 }

@@ -22,7 +22,4 @@ CLI::Validator finite();
 /// Accepts finite numbers between the bounds, both included.
 CLI::Validator finiteWithin(double low, double high);
 
-/// Accepts finite numbers above the bound.
-CLI::Validator finiteAbove(double low);
-
 }  // namespace movra::tool

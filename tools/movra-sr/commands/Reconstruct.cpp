@@ -1,8 +1,6 @@
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <memory>
-#include <system_error>
 
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
@@ -37,14 +35,6 @@ void requireExtension(const std::string& path, std::initializer_list<const char*
                       const char* what) {
   if (std::find(extensions.begin(), extensions.end(), lowerCaseExtension(path)) == extensions.end())
     throw Failure(ExitCode::usage, path + ": " + what);
-}
-
-void protectInputs(const ReconstructOptions& options, const std::string& output) {
-  for (const std::string& input : expandFolders(options.inputs)) {
-    std::error_code error;
-    if (std::filesystem::equivalent(input, output, error))
-      throw Failure(ExitCode::outputNotWritten, output + ": is one of the frames; give another name");
-  }
 }
 
 void checkOptions(const ReconstructOptions& options) {
@@ -103,8 +93,9 @@ ExitCode reconstructBurst(const ReconstructOptions& options) {
   OutputFile image(options.output, options.replace);
   const auto preview =
       options.preview.empty() ? nullptr : std::make_unique<OutputFile>(options.preview, options.replace);
-  protectInputs(options, options.output);
-  if (preview) protectInputs(options, options.preview);
+  const std::vector<std::string> inputs = expandFolders(options.inputs);
+  image.keepApartFrom(inputs);
+  if (preview) preview->keepApartFrom(inputs);
 
   const BadPixelFile badPixels =
       options.badPixels.empty() ? BadPixelFile{} : readBadPixels(options.badPixels);
@@ -115,6 +106,7 @@ ExitCode reconstructBurst(const ReconstructOptions& options) {
   if (options.verbose) std::cerr << frameTable(result, window, options.parameters);
   for (const std::string& name : result.patched)
     std::cerr << "movra-sr: " << name << ": a bad pixel had no good neighbours and took a fallback value\n";
+  if (const std::string text = remark(result); !text.empty()) std::cerr << "movra-sr: " << text << '\n';
   const auto slot = static_cast<std::size_t>(options.parameters.referenceSlot());
   std::cout << "frames: " << window.frames.front().name << " .. " << window.frames.back().name << " ("
             << windowSize << " of " << window.given << ")\n"
@@ -160,7 +152,7 @@ void addParameters(CLI::App& command, Parameters& parameters) {
   command
       .add_option("--psf-sigma", parameters.psfSigma,
                   "Standard deviation of the point-spread function, high-resolution pixels [0.683]")
-      ->check(finiteAbove(0))
+      ->check(finiteWithin(0.01, 100))
       ->excludes(camera)
       ->group(method);
   command
@@ -189,9 +181,8 @@ void addParameters(CLI::App& command, Parameters& parameters) {
       ->group(method);
   command
       .add_option("--registration-error", parameters.registrationError,
-                  "Alignment residue up to which a pixel is used, 0 to 1 [0.0001]")
-      ->check(finiteAbove(0))
-      ->check(finiteWithin(0, 1))
+                  "Alignment residue up to which a pixel is used, at most 1 [0.0001]")
+      ->check(finiteWithin(1e-12, 1))
       ->group(method);
 }
 

@@ -35,8 +35,4 @@ CLI::Validator finiteWithin(double low, double high) {
                    [=](double value) { return low <= value && value <= high; });
 }
 
-CLI::Validator finiteAbove(double low) {
-  return accepting("a number above " + plain(low), [=](double value) { return value > low; });
-}
-
 }  // namespace movra::tool

@@ -1,5 +1,7 @@
 #include "tools/movra-sr/report/Words.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace movra::tool {
@@ -48,6 +50,16 @@ std::string statusInWords(const Reconstruction& result, const Window& window) {
          (result.reason.empty() ? "no corners to follow from the reference frame into every other"
                                 : result.reason) +
          "); take another --reference or other frames";
+}
+
+std::string remark(const Reconstruction& result) {
+  constexpr float negligible = 0.05F;  // pixels
+  const auto isWhole = [](float shift) { return std::abs(shift - std::round(shift)) < negligible; };
+  const bool sameGrid = std::all_of(result.shifts.begin(), result.shifts.end(),
+                                    [&](const cv::Point2f& s) { return isWhole(s.x) && isWhole(s.y); });
+  if (result.verdict != Verdict::good || !sameGrid) return {};
+  return "the frames do not move by fractions of a pixel, so that they add no detail to each other; expect "
+         "less noise only";
 }
 
 std::string srFactorInWords(const Reconstruction& result) {

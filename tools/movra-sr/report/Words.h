@@ -11,6 +11,9 @@ namespace movra::tool {
 std::string statusInWords(const Reconstruction& result, const Window& window);
 
 /// The sr factor and how to read it, or why there is none.
+/// What the sr factor hides about a good result, or nothing.
+std::string remark(const Reconstruction& result);
+
 std::string srFactorInWords(const Reconstruction& result);
 
 /// One line per frame: its shift against the reference and the share of its pixels that could be used,
