@@ -1,5 +1,5 @@
 # What `cmake --install` puts where. Components: `runtime`, the library; `dev`, headers, CMake package and pkg-config
-# file.
+# file; `tool`, the command-line tool.
 include(CMakePackageConfigHelpers)
 
 set(package movra_superresolution)
