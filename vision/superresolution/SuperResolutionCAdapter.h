@@ -39,7 +39,8 @@
 /// `setCameraAndLensType` do, as told there; a C program has to keep from the arguments in question, because it
 /// cannot catch them.
 ///
-/// Each reconstruction writes a timing report of six lines to standard output.
+/// Each reconstruction writes a timing report of six lines to standard output. A program that uses standard output
+/// itself turns the descriptor elsewhere meanwhile.
 
 #include "vision/superresolution/Export.h"
 
@@ -67,7 +68,8 @@ enum SuperResolution_Result {
 };
 
 /// Makes a context for frames of one size. Its image starts as zeros, the reference is the second oldest frame, the
-/// width of the point-spread function 0.683. The lowest free handle is taken. The environment variable
+/// width of the point-spread function 0.683. Frames below some 16 pixels a side hold too little to register them by.
+/// The lowest free handle is taken. The environment variable
 /// SRLIB_LOG_FILE is read, and has no effect.
 /// @param width, height size of a frame in pixels; with a 0 among them the context accepts no frames
 /// @return
@@ -87,7 +89,7 @@ MOVRA_SUPERRESOLUTION_API int SuperResolution_release(int context);
 ///
 /// Not every outcome of a reconstruction shows in the result: when a frame lies further from the reference than a
 /// tenth of the height the image is made all the same, and when there is nothing to register the frames by it stays
-/// as it was. Both give 0, -2 or -4.
+/// as it was. Both give 0, -2 or -4; the engine itself tells them apart (SrFloat.h, computeSR).
 /// @param image the frame, height x width floats; only read
 /// @return the first that applies:
 ///   - -999 "Context invalid."
@@ -127,7 +129,8 @@ MOVRA_SUPERRESOLUTION_API int SuperResolution_queryOutputImageSize(int context, 
 ///     text is "Ir mosaic data pointer is NULL." first, and then replaced.
 MOVRA_SUPERRESOLUTION_API int SuperResolution_getSuperresolutionImage(int context, float* image);
 
-/// Chooses the reference: the frame that the others are registered against and whose place the image has.
+/// Chooses the reference: the frame that the others are registered against and whose place the image has. It counts
+/// from the next reconstruction on; the latest image stays.
 /// @param index counted back from the newest frame: 0 is the newest, 4 the oldest of five, 3 the default. While fewer
 ///              frames are held than that, the oldest one is taken.
 /// @return
@@ -136,8 +139,8 @@ MOVRA_SUPERRESOLUTION_API int SuperResolution_getSuperresolutionImage(int contex
 /// @throws const char* "Invalid reference index specified." if the context is valid and the index is not 0 to 4
 MOVRA_SUPERRESOLUTION_API int SuperResolution_setReferenceFrame(int context, int index);
 
-/// Sets the width of the point-spread function (standard deviation in high-resolution pixels) from a description of
-/// camera and lens, such as "m07, FOV 15":
+/// Sets the width of the point-spread function (standard deviation in high-resolution pixels), from the next
+/// reconstruction on, by a description of camera and lens, such as "m07, FOV 15":
 ///
 ///     camera              lens              width
 ///     m01                 any               0.81
