@@ -173,6 +173,7 @@ TEST_F(ToolCommand, BadInputIsNamedInOneLineAndNothingIsWritten) {
   refusedFrame("constant", cv::Mat_<float>(72, 96, 20.F));
   refusedFrame("counts", cv::Mat_<float>(100 * (good + 273.15)));
   refusedFrame("too many bad pixels", riddled);
+  refused("NaN, without repair", "burst --engine vector", "frame_02.tiff", 3);
   writeAll(bad, "");
   refused("empty", "burst", "frame_02.tiff", 3);
   writeAll(bad, bytes.substr(0, bytes.size() / 2));

@@ -69,6 +69,10 @@ void addFrames(Engine& engine, const std::vector<Frame>& window, Reconstruction&
   for (const Frame& frame : window) {
     if (valueSpan(frame.pixels) < static_cast<double>(engine.getMinStructureThreshold()))
       result.faint.push_back(frame.name);
+    if (std::is_same_v<Engine, VectorEngine> && !cv::checkRange(frame.pixels))
+      throw Failure(ExitCode::badInput, frame.name +
+                                            ": has pixels that are not finite numbers, and --engine vector "
+                                            "repairs none; use --engine production");
     try {
       if (engine.addFrame(frame.pixels) < 0) result.patched.push_back(frame.name);
     } catch (const Exception& refusal) {
