@@ -1,5 +1,5 @@
-// The stages of a reconstruction and the whole: five frames, factor 2, default parameters, one thread. `StraightMinimize`
-// is the yardstick of `minimize`: the same method as straight loops, compiled for the baseline instruction set.
+// The stages of a reconstruction and the whole: five frames, factor 2, default parameters, one thread. What is named
+// Straight... is the yardstick: the same method as straight loops, compiled for the baseline instruction set.
 
 #include <benchmark/benchmark.h>
 
@@ -7,6 +7,7 @@
 #include <opencv2/core.hpp>
 
 #include "tests/support/StraightMinimization.h"
+#include "tests/support/StraightRegistration.h"
 #include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/SrFloat.h"
 
@@ -16,6 +17,7 @@ using movra::test::Image;
 using movra::test::Mask;
 using movra::test::Shift;
 using movra::test::StraightMinimization;
+using movra::test::StraightRegistration;
 using movra::test::SyntheticBurst;
 
 namespace {
@@ -79,52 +81,103 @@ void StraightMinimize(benchmark::State& state) {
   state.counters["applications"] = minimization.applications;
 }
 
-void doRegistration(benchmark::State& state) {
-  cv::setNumThreads(1);
-  SyntheticBurst burst = burstFor(state, 1);
-  std::vector<Image> shifted(frameCount, Image(burst.frames[0].size()));
-  std::vector<float*> shiftedFrames;
-  for (Image& image : shifted) {
-    shiftedFrames.push_back(image.data());
+// A burst with whole-pixel shifts and room for the moved frames.
+struct RegistrationInput {
+  explicit RegistrationInput(const benchmark::State& state)
+      : burst(burstFor(state, 1)), shifted(frameCount, Image(burst.frames[0].size())) {
+    cv::setNumThreads(1);
+    for (Image& image : shifted) {
+      shiftedFrames.push_back(image.data());
+    }
+    frames = burst.framePointers();
+    masks = burst.maskPointers();
   }
-  SrFloatRegistration2 registration(burst.width, burst.height, frameCount);
-  auto frames = burst.framePointers();
-  auto masks = burst.maskPointers();
-  for (float* frame : frames) {
-    registration.prepareFrame(frame);
-  }
+
+  SyntheticBurst burst;
+  std::vector<Image> shifted;
+  std::vector<float*> shiftedFrames, frames;
+  std::vector<char*> masks;
+};
+
+template <class Registration>
+void timeRegistration(benchmark::State& state, RegistrationInput& input, Registration& registration) {
   for (auto _ : state) {
-    if (registration.doRegistration(frameCount, reference, frames.data(), burst.shifts.data(), masks.data(),
-                                    shiftedFrames.data()) < 0) {
+    if (registration.doRegistration(frameCount, reference, input.frames.data(), input.burst.shifts.data(),
+                                    input.masks.data(), input.shiftedFrames.data()) < 0) {
       state.SkipWithError("registration failed");
     }
   }
 }
 
-void addFrame(benchmark::State& state) {
-  cv::setNumThreads(1);
-  const SyntheticBurst burst = burstFor(state, 1);
-  SrFloat<SrFloatRegistration2> engine(burst.width, burst.height, frameCount, 2.0f);
+void doRegistration(benchmark::State& state) {
+  RegistrationInput input(state);
+  SrFloatRegistration2 registration(input.burst.width, input.burst.height, frameCount);
+  for (float* frame : input.frames) {
+    registration.prepareFrame(frame);
+  }
+  timeRegistration(state, input, registration);
+}
+
+void StraightDoRegistration(benchmark::State& state) {
+  RegistrationInput input(state);
+  StraightRegistration registration(input.burst.width, input.burst.height, frameCount);
+  for (float* frame : input.frames) {
+    registration.addFrame(frame);
+  }
+  timeRegistration(state, input, registration);
+}
+
+template <class Intake>
+void timeIntake(benchmark::State& state, Intake& intake) {
+  RegistrationInput input(state);
   std::size_t next = 0;
   for (auto _ : state) {
-    engine.addFrame(burst.frames[next++ % frameCount].data());
+    intake.addFrame(input.frames[next++ % frameCount]);
   }
 }
 
+void addFrame(benchmark::State& state) {
+  SrFloat<SrFloatRegistration2> engine(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)),
+                                       frameCount, 2.0f);
+  timeIntake(state, engine);
+}
+
+void StraightAddFrame(benchmark::State& state) {
+  StraightRegistration registration(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)),
+                                    frameCount);
+  timeIntake(state, registration);
+}
+
 void computeSR(benchmark::State& state) {
-  cv::setNumThreads(1);
-  const SyntheticBurst burst = burstFor(state, 1);
-  SrFloat<SrFloatRegistration2> engine(burst.width, burst.height, frameCount, 2.0f);
+  RegistrationInput input(state);
+  SrFloat<SrFloatRegistration2> engine(input.burst.width, input.burst.height, frameCount, 2.0f);
   engine.setReferenceIndex(3);
-  for (const Image& frame : burst.frames) {
-    engine.addFrame(frame.data());
+  for (const float* frame : input.frames) {
+    engine.addFrame(frame);
   }
-  Image out(burst.truth.size());
+  Image out(input.burst.truth.size());
   const SilentOutput silence;
   for (auto _ : state) {
     if (engine.computeSR(out.data()) < 0) {
       state.SkipWithError("no reconstruction");
     }
+  }
+}
+
+// Registration and minimisation: what else computeSR does counts little.
+void StraightComputeSR(benchmark::State& state) {
+  RegistrationInput input(state);
+  StraightRegistration registration(input.burst.width, input.burst.height, frameCount);
+  StraightMinimization minimization(input.burst.width, input.burst.height, frameCount);
+  for (float* frame : input.frames) {
+    registration.addFrame(frame);
+  }
+  Image out(input.burst.truth.size());
+  for (auto _ : state) {
+    registration.doRegistration(frameCount, reference, input.frames.data(), input.burst.shifts.data(),
+                                input.masks.data(), input.shiftedFrames.data());
+    minimization.minimize(frameCount, reference, input.shiftedFrames.data(), input.burst.shifts.data(),
+                          input.masks.data(), out.data());
   }
 }
 
@@ -134,9 +187,12 @@ void sizes(benchmark::internal::Benchmark* benchmark) {
 }
 
 BENCHMARK(addFrame)->Apply(sizes);
+BENCHMARK(StraightAddFrame)->Apply(sizes);
 BENCHMARK(doRegistration)->Apply(sizes);
+BENCHMARK(StraightDoRegistration)->Apply(sizes);
 BENCHMARK(minimize)->Apply(sizes);
 BENCHMARK(StraightMinimize)->Apply(sizes);
 BENCHMARK(computeSR)->Apply(sizes);
+BENCHMARK(StraightComputeSR)->Apply(sizes);
 
 }  // namespace
