@@ -72,8 +72,7 @@ void edgeWeightsOfRow(const float* x, int width, int height, int y, const EdgeRu
 // The diagonal of L is the negative sum of the pixel's edge weights.
 template <bool left, bool right, bool up, bool down>
 inline float stencilPixel(const float* x, int width, int i, const EdgeWeights& w) {
-  float sum = 0;
-  if (left) sum += w.right[i - 1];
+  float sum = left ? w.right[i - 1] : 0.0f;
   if (right) sum += w.right[i];
   if (up) sum += w.down[i - width];
   if (down) sum += w.down[i];
@@ -170,8 +169,8 @@ void stepAlong(float alpha, const float* __restrict p, const float* __restrict q
   });
 }
 
-void addSquares(const float* __restrict a, int size, double* __restrict lanes) {
-  addToLanes(0, size, lanes, [=](int i) { return static_cast<double>(a[i] * a[i]); });
+void addSquares(const float* __restrict a, int begin, int end, double* __restrict lanes) {
+  addToLanes(begin, end, lanes, [=](int i) { return static_cast<double>(a[i] * a[i]); });
 }
 
 void addValues(const float* __restrict a, int size, double* __restrict lanes) {

@@ -43,8 +43,10 @@ struct SolverKernels {
   /// Next direction: p = beta p + r.
   void (*turnDirection)(float beta, const float* r, float* p, int begin, int end);
 
-  /// Sums in double over a whole image: of the float squares, of the values, of the squared deviations from `mean`.
-  void (*addSquares)(const float* a, int size, double* lanes);
+  /// Sum in double of the float squares.
+  void (*addSquares)(const float* a, int begin, int end, double* lanes);
+
+  /// Sums in double over a whole image: of the values, of the squared deviations from `mean`.
   void (*addValues)(const float* a, int size, double* lanes);
   void (*addSquaredDeviations)(const float* a, int size, double mean, double* lanes);
 

@@ -181,13 +181,17 @@ void TvMinimization<Convolution>::generatePsfs(int count, cv::Point_<float>* shi
 // b = sum_k B_k' M_k y_k, which is also the first estimate.
 template <class Convolution>
 void TvMinimization<Convolution>::backProject(int count, float** frames, Mask** masks) {
-  for (int b = 0; b < dataTerm->bandCount(); ++b) {
-    dataTerm->backProject(b, {count, psfSize, psfX.get(), psfY.get(), masks}, frames, vectors->rhs.get());
-  }
+  const float* const b = vectors->rhs.get();
   double lanes[detail::sumLanes] = {};
-  detail::solverKernels().addSquares(vectors->rhs.get(), paddedSize, lanes);
+  for (int i = 0; i < dataTerm->bandCount(); ++i) {
+    dataTerm->backProject(i, {count, psfSize, psfX.get(), psfY.get(), masks}, frames, vectors->rhs.get());
+    const auto band = dataTerm->band(i);
+    const int begin = band.begin * paddedWidth;
+    const int end = band.end * paddedWidth;
+    detail::solverKernels().addSquares(b, begin, end, lanes);
+    std::copy(b + begin, b + end, vectors->estimate.get() + begin);
+  }
   invRhsNorm2 = static_cast<float>(1.0 / detail::combineLanes(lanes));
-  std::copy_n(vectors->rhs.get(), paddedSize, vectors->estimate.get());
 }
 
 template <class Convolution>
