@@ -135,22 +135,25 @@ Shift StraightFineStep::step(const float* reference, const float* frame, cv::Poi
 StraightRegistration::StraightRegistration(int width_, int height_, int frameCount)
     : width(width_), height(height_), capacity(static_cast<std::size_t>(frameCount)), fine(width_, height_) {}
 
-int StraightRegistration::addFrame(float* frame) {
-  int defects = 0;
+int StraightRegistration::addFrame(const float* data) {
+  newest.assign(data, data + width * height);
   float smallest = 5000.0f, largest = -274.0f;
-  for (int i = 0; i < width * height; ++i) {
-    if (!isValid(frame[i])) {
-      ++defects;
-      continue;
-    }
-    if (frame[i] > largest) largest = frame[i];
-    if (frame[i] < smallest) smallest = frame[i];
+  for (const float value : newest) {
+    if (!isValid(value)) continue;
+    if (value > largest) largest = value;
+    if (value < smallest) smallest = value;
   }
   cv::Mat_<unsigned char> defectMap(height, width, static_cast<unsigned char>(0));
-  for (int i = 0; i < width * height; ++i) {
-    if (!isValid(frame[i])) defectMap(i / width, i % width) = 3;
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      if (!isValid(newest[static_cast<std::size_t>(y * width + x)])) defectMap(y, x) = 3;
+    }
   }
+  prepareFrame(newest.data());
+  return cv::countNonZero(defectMap);
+}
 
+void StraightRegistration::prepareFrame(float* frame) {
   if (blurred.size() == capacity) {
     blurred.erase(blurred.begin());
     pyramids.erase(pyramids.begin());
@@ -168,18 +171,19 @@ int StraightRegistration::addFrame(float* frame) {
     displayOffset = -displayMin;
     displayScale = 255.0f / (displayMax - displayMin);
   }
-  cv::Mat_<unsigned char> grey(height, width);
+  cv::Mat_<float> scaled(height, width);
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
-      grey(y, x) = cv::saturate_cast<unsigned char>((image(y, x) + displayOffset) * displayScale);
+      scaled(y, x) = (image(y, x) + displayOffset) * displayScale;
     }
   }
+  cv::Mat grey;
+  scaled.convertTo(grey, CV_8U);
   std::vector<cv::Mat> pyramid;
   cv::buildOpticalFlowPyramid(grey, pyramid, {21, 21}, 3, true, cv::BORDER_REFLECT_101, cv::BORDER_CONSTANT,
                               true);
   blurred.push_back(image);
   pyramids.push_back(pyramid);
-  return defects;
 }
 
 int StraightRegistration::doRegistration(int frameCount, int refIndex, float** frames, Shift* shifts,

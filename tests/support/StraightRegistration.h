@@ -48,9 +48,14 @@ class StraightRegistration {
  public:
   StraightRegistration(int width, int height, int frameCount);
 
-  /// Looks at each pixel of the frame for defects, as the intake does, and prepares it for registration. Returns the number
-  /// of defects.
-  int addFrame(float* frame);
+  void setRegError(float maximumError) { fine.regError = maximumError; }
+
+  /// Copies a frame, looks at each of its pixels for defects, and prepares it for registration. Returns the number of
+  /// defects.
+  int addFrame(const float* data);
+
+  /// The last part of it.
+  void prepareFrame(float* frame);
 
   /// Arguments and result of CornerRegistration::doRegistration.
   int doRegistration(int frameCount, int refIndex, float** frames, Shift* shifts, char** masks,
@@ -62,6 +67,7 @@ class StraightRegistration {
   int width;
   int height;
   std::size_t capacity;
+  Image newest;
   StraightFineStep fine;
   std::vector<cv::Mat_<float>> blurred;
   std::vector<std::vector<cv::Mat>> pyramids;
