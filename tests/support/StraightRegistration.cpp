@@ -22,7 +22,7 @@ bool isValid(float value) {
 }
 
 int roundHalfUp(float value) {
-  return static_cast<int>(std::floor(value + 0.5f));
+  return static_cast<int>(std::floor(static_cast<double>(value) + 0.5));
 }
 
 float upperMedian(std::vector<float> values) {

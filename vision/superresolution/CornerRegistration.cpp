@@ -77,14 +77,15 @@ void CornerRegistration<Mask>::prepareFrame(float* frame) {
   cv::Mat_<float>& blurred = frames[static_cast<std::size_t>(frameCount - 1)];
   const auto radius = static_cast<float>(gaussRadius);
   const double sigma = std::sqrt(3.0f * radius * radius / 25.0f);
-  cv::GaussianBlur(cv::Mat_<float>(height, width, frame), blurred, {2 * gaussRadius + 1, 2 * gaussRadius + 1}, sigma, 0,
-                   cv::BORDER_REFLECT_101);
+  cv::GaussianBlur(cv::Mat_<float>(height, width, frame), blurred, {2 * gaussRadius + 1, 2 * gaussRadius + 1},
+                   sigma, 0, cv::BORDER_REFLECT_101);
 
   double minimum = 0;
   double maximum = 0;
   cv::minMaxIdx(blurred, &minimum, &maximum);
   widenDisplayWindow(static_cast<float>(minimum), static_cast<float>(maximum));
-  detail::registrationKernels().toGrey(blurred.template ptr<float>(), displayOffset, displayScale, numPixels, grey.data);
+  detail::registrationKernels().toGrey(blurred.template ptr<float>(), displayOffset, displayScale, numPixels,
+                                       grey.data);
   cv::buildOpticalFlowPyramid(grey, pyramids[static_cast<std::size_t>(frameCount - 1)], {lkWindow, lkWindow},
                               pyramidLevels, true, cv::BORDER_REFLECT_101, cv::BORDER_CONSTANT, true);
 }
@@ -109,19 +110,20 @@ void CornerRegistration<Mask>::clearFrames() {
 }
 
 template <class Mask>
-int CornerRegistration<Mask>::doRegistration(int count, int refIndex, float** sourceFrames, cv::Point_<float>* shifts,
-                                             Mask** masks, float** shiftedFrames) {
+int CornerRegistration<Mask>::doRegistration(int count, int refIndex, float** sourceFrames,
+                                             cv::Point_<float>* shifts, Mask** masks, float** shiftedFrames) {
   const int status = registerFrames(count, refIndex, sourceFrames, shifts, masks);
   if (status != 0) {
     return status;
   }
-  detail::splitShifts(count, width, height, sourceFrames, shifts, shiftedFrames, lastShifts, sourcePath, sourceLine);
+  detail::splitShifts(count, width, height, sourceFrames, shifts, shiftedFrames, lastShifts, sourcePath,
+                      sourceLine);
   return 0;
 }
 
 template <class Mask>
-int CornerRegistration<Mask>::registerFrames(int count, int refIndex, float** /*frames*/, cv::Point_<float>* shifts,
-                                             Mask** masks) {
+int CornerRegistration<Mask>::registerFrames(int count, int refIndex, float** /*frames*/,
+                                             cv::Point_<float>* shifts, Mask** masks) {
   if (count < 1 || count > frameCount || refIndex < 0 || refIndex >= count) {
     return noTrack;  // no frame to read
   }
@@ -174,7 +176,8 @@ int CornerRegistration<Mask>::registerWithCorners(unsigned ref, unsigned frame, 
   std::vector<unsigned char> status;
   std::vector<float> error;
   cv::calcOpticalFlowPyrLK(pyramids[ref], pyramids[frame], corners, next, status, error, {lkWindow, lkWindow},
-                           pyramidLevels, {cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 30, 0.01}, 0, 1e-4);
+                           pyramidLevels, {cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 30, 0.01}, 0,
+                           1e-4);
 
   std::vector<float> dx;
   std::vector<float> dy;

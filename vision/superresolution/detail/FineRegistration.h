@@ -36,8 +36,8 @@ class FineRegistration {
   NormalEquations normalEquations(const float* reference, const float* frame, const cv::Rect& inReference,
                                   const cv::Rect& inFrame, cv::Point_<int> coarse);
   void addBand(const cv::Rect& band, double* lanes);
-  void filteredResidual(const float* reference, const float* frame, const cv::Rect& inReference, const cv::Rect& inFrame,
-                        float dx, float dy, float scale);
+  void filteredResidual(const float* reference, const float* frame, const cv::Rect& inReference,
+                        const cv::Rect& inFrame, float dx, float dy, float scale);
 
   std::ptrdiff_t at(int y, int x) const { return static_cast<std::ptrdiff_t>(y) * width + x; }
 

@@ -4,7 +4,9 @@ namespace movra::vision::detail {
 
 namespace {
 
-InstructionSet widestInstructionSet() { return availableInstructionSets().back(); }
+InstructionSet widestInstructionSet() {
+  return availableInstructionSets().back();
+}
 
 InstructionSet& active() {
   static InstructionSet set = widestInstructionSet();
@@ -39,8 +41,12 @@ std::vector<InstructionSet> availableInstructionSets() {
   return sets;
 }
 
-InstructionSet activeInstructionSet() { return active(); }
+InstructionSet activeInstructionSet() {
+  return active();
+}
 
-void selectInstructionSet(InstructionSet set) { active() = set; }
+void selectInstructionSet(InstructionSet set) {
+  active() = set;
+}
 
 }  // namespace movra::vision::detail

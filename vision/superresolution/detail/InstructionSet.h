@@ -28,31 +28,33 @@ void selectInstructionSet(InstructionSet set);
 // This macro, in an ordinary source inside namespace movra::vision::detail, defines `const Table& table()`, which
 // returns the table of the active set.
 #if defined(__x86_64__)
-#define MOVRA_KERNEL_DISPATCH(Table, table)  \
-  namespace baseline {                       \
-  extern const Table table;                  \
-  }                                          \
-  namespace avx2 {                           \
-  extern const Table table;                  \
-  }                                          \
-  namespace avx512 {                         \
-  extern const Table table;                  \
-  }                                          \
-  const Table& table() {                     \
-    switch (activeInstructionSet()) {        \
-      case InstructionSet::avx512:           \
-        return avx512::table;                \
-      case InstructionSet::avx2:             \
-        return avx2::table;                  \
-      case InstructionSet::baseline:         \
-        break;                               \
-    }                                        \
-    return baseline::table;                  \
+#define MOVRA_KERNEL_DISPATCH(Table, table) \
+  namespace baseline {                      \
+  extern const Table table;                 \
+  }                                         \
+  namespace avx2 {                          \
+  extern const Table table;                 \
+  }                                         \
+  namespace avx512 {                        \
+  extern const Table table;                 \
+  }                                         \
+  const Table& table() {                    \
+    switch (activeInstructionSet()) {       \
+      case InstructionSet::avx512:          \
+        return avx512::table;               \
+      case InstructionSet::avx2:            \
+        return avx2::table;                 \
+      case InstructionSet::baseline:        \
+        break;                              \
+    }                                       \
+    return baseline::table;                 \
   }
 #else
 #define MOVRA_KERNEL_DISPATCH(Table, table) \
   namespace baseline {                      \
   extern const Table table;                 \
   }                                         \
-  const Table& table() { return baseline::table; }
+  const Table& table() {                    \
+    return baseline::table;                 \
+  }
 #endif

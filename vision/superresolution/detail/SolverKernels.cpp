@@ -6,7 +6,9 @@ namespace {
 
 constexpr float inverseRootTwo = 0.70710677f;  // a diagonal neighbour is farther by this
 
-inline float absolute(float value) { return __builtin_fabsf(value); }
+inline float absolute(float value) {
+  return __builtin_fabsf(value);
+}
 
 inline float edgeWeight(float difference, const EdgeRule& rule) {
   const float clamped =
@@ -19,7 +21,8 @@ inline float diagonalWeight(float difference, const EdgeRule& rule) {
 }
 
 // The edges of pixel 0 are weighted as those of its right neighbour are, and it has none down-left.
-void replaceFirstPixel(const float* x, int width, const EdgeRule& rule, bool lastRow, const EdgeWeights& weights) {
+void replaceFirstPixel(const float* x, int width, const EdgeRule& rule, bool lastRow,
+                       const EdgeWeights& weights) {
   if (width < 3) {
     return;
   }
@@ -147,7 +150,8 @@ inline void addToLanes(int begin, int end, T* lanes, Term term) {
   }
 }
 
-void addProducts(const float* __restrict a, const float* __restrict b, int begin, int end, float* __restrict lanes) {
+void addProducts(const float* __restrict a, const float* __restrict b, int begin, int end,
+                 float* __restrict lanes) {
   addToLanes(begin, end, lanes, [=](int i) { return a[i] * b[i]; });
 }
 
@@ -160,8 +164,8 @@ void startResidual(const float* __restrict b, float* __restrict r, float* __rest
   });
 }
 
-void stepAlong(float alpha, const float* __restrict p, const float* __restrict q, float* __restrict x, float* __restrict r,
-               int begin, int end, float* __restrict lanes) {
+void stepAlong(float alpha, const float* __restrict p, const float* __restrict q, float* __restrict x,
+               float* __restrict r, int begin, int end, float* __restrict lanes) {
   addToLanes(begin, end, lanes, [=](int i) {
     x[i] += alpha * p[i];
     r[i] -= alpha * q[i];
@@ -199,7 +203,7 @@ void turnDirection(float beta, const float* __restrict r, float* __restrict p, i
 }  // namespace
 
 extern const SolverKernels solverKernels;
-const SolverKernels solverKernels{edgeWeightsOfRow, stencilRow,   addProducts,   startResidual,
- stepAlong, turnDirection, addSquares, addValues, addSquaredDeviations, normalise};
+const SolverKernels solverKernels{edgeWeightsOfRow, stencilRow, addProducts, startResidual,        stepAlong,
+                                  turnDirection,    addSquares, addValues,   addSquaredDeviations, normalise};
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

@@ -26,7 +26,8 @@ struct EdgeRule {
 /// range is added.
 struct SolverKernels {
   /// Weights of the edges that start in row `y` of x.
-  void (*edgeWeightsOfRow)(const float* x, int width, int height, int y, const EdgeRule& rule, const EdgeWeights& weights);
+  void (*edgeWeightsOfRow)(const float* x, int width, int height, int y, const EdgeRule& rule,
+                           const EdgeWeights& weights);
 
   /// Row `y` of L x.
   void (*stencilRow)(const float* x, int width, int height, int y, const EdgeWeights& weights, float* out);
@@ -38,7 +39,8 @@ struct SolverKernels {
   void (*startResidual)(const float* b, float* r, float* p, int begin, int end, float* lanes);
 
   /// Step along the direction: x = x + alpha p and r = r - alpha q; sum of r^2.
-  void (*stepAlong)(float alpha, const float* p, const float* q, float* x, float* r, int begin, int end, float* lanes);
+  void (*stepAlong)(float alpha, const float* p, const float* q, float* x, float* r, int begin, int end,
+                    float* lanes);
 
   /// Next direction: p = beta p + r.
   void (*turnDirection)(float beta, const float* r, float* p, int begin, int end);

@@ -81,9 +81,14 @@ TvMinimization<Convolution>::TvMinimization(int width_, int height_, int frameCo
       residualNorm2(0),
       invRhsNorm2(0) {
   using Traits = detail::SolverTraits<Convolution>;
-  const detail::ReconstructionSize size{
-      width,        height,  detail::scaledSize(width, factor), detail::scaledSize(height, factor), paddedWidth,
-      paddedHeight, psfSize, factor};
+  const detail::ReconstructionSize size{width,
+                                        height,
+                                        detail::scaledSize(width, factor),
+                                        detail::scaledSize(height, factor),
+                                        paddedWidth,
+                                        paddedHeight,
+                                        psfSize,
+                                        factor};
   dataTerm = Traits::makeDataTerm(size, frameCount);
   tvTerm = std::make_unique<detail::TvTerm>(paddedWidth, paddedHeight, Traits::slack);
   vectors = std::make_unique<detail::SolverVectors>(static_cast<std::size_t>(paddedSize), Traits::slack);
@@ -173,8 +178,10 @@ template <class Convolution>
 void TvMinimization<Convolution>::generatePsfs(int count, cv::Point_<float>* shifts) {
   detail::checkFrameCount(count, frameCount);
   for (int k = 0; k < count; ++k) {
-    detail::movePsf(psf.get(), psfSize, shifts[k].x * factor, psfX.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
-    detail::movePsf(psf.get(), psfSize, shifts[k].y * factor, psfY.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
+    detail::movePsf(psf.get(), psfSize, shifts[k].x * factor,
+                    psfX.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
+    detail::movePsf(psf.get(), psfSize, shifts[k].y * factor,
+                    psfY.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
   }
 }
 
@@ -247,7 +254,8 @@ void TvMinimization<Convolution>::applySystem(float* x, int count, Mask** masks,
 
 template <class Convolution>
 void TvMinimization<Convolution>::gradient(float* x, int count, Mask** masks, float* out) {
-  applySystem(x, count, masks, out, [](int) {}, [](int, int) {});
+  applySystem(
+      x, count, masks, out, [](int) {}, [](int, int) {});
 }
 
 template <class Convolution>
@@ -293,7 +301,8 @@ void TvMinimization<Convolution>::writeResult(float mean, float deviation, float
   const int columns = detail::scaledSize(width, factor);
   const int rows = detail::scaledSize(height, factor);
   for (int y = 0; y < rows; ++y) {
-    const float* row = vectors->estimate.get() + static_cast<std::ptrdiff_t>(y + margin) * paddedWidth + margin;
+    const float* row =
+        vectors->estimate.get() + static_cast<std::ptrdiff_t>(y + margin) * paddedWidth + margin;
     for (int x = 0; x < columns; ++x) {
       *out++ = deviation * row[x] + mean;
     }

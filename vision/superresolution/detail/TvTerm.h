@@ -10,8 +10,12 @@ namespace movra::vision::detail {
 class TvTerm {
  public:
   TvTerm(int paddedWidth, int paddedHeight, std::size_t slack)
-      : width(paddedWidth), height(paddedHeight), right(makeWeights(slack)), down(makeWeights(slack)),
-        downLeft(makeWeights(slack)), downRight(makeWeights(slack)) {}
+      : width(paddedWidth),
+        height(paddedHeight),
+        right(makeWeights(slack)),
+        down(makeWeights(slack)),
+        downLeft(makeWeights(slack)),
+        downRight(makeWeights(slack)) {}
 
   /// Weights coefficient / clamp(|difference|) from the differences between the neighbours of x.
   void freezeAt(const float* x, const EdgeRule& rule) { freezeRows(x, rule, 0, height); }

@@ -14,7 +14,7 @@ int wholePixels(float shift) {
   if (!(shift > -limit)) {
     return shift < 0 ? static_cast<int>(-limit) : 0;
   }
-  return static_cast<int>(std::floor(std::min(shift, limit) + 0.5f));
+  return static_cast<int>(std::floor(static_cast<double>(std::min(shift, limit)) + 0.5));
 }
 
 bool overlaps(cv::Point_<int> shift, int width, int height) {
@@ -22,7 +22,8 @@ bool overlaps(cv::Point_<int> shift, int width, int height) {
 }
 
 cv::Rect overlapInReference(cv::Point_<int> shift, int width, int height) {
-  return {std::max(0, -shift.x), std::max(0, -shift.y), width - std::abs(shift.x), height - std::abs(shift.y)};
+  return {std::max(0, -shift.x), std::max(0, -shift.y), width - std::abs(shift.x),
+          height - std::abs(shift.y)};
 }
 
 void moveByWholePixels(const float* src, int width, int height, cv::Point_<float>& shift, float* dst) {
@@ -39,8 +40,9 @@ void moveByWholePixels(const float* src, int width, int height, cv::Point_<float
   shift.y -= static_cast<float>(iy);
 }
 
-void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts, float** shiftedFrames,
-                 std::vector<cv::Point_<float>>& completeShifts, const char* source, int line) {
+void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
+                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts, const char* source,
+                 int line) {
   const auto limit = static_cast<float>(height / 2);  // of both axes
   if (completeShifts.size() < static_cast<std::size_t>(frameCount)) {
     completeShifts.resize(static_cast<std::size_t>(frameCount));

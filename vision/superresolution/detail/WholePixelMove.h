@@ -6,7 +6,7 @@
 
 namespace movra::vision::detail {
 
-/// The rounded shift floor(shift + 0.5). A shift that is not finite or beyond 2^30 gives 0 or +-2^30.
+/// The rounded shift floor(shift + 0.5), in double so that what remains is within half a pixel. A shift that is not finite or beyond 2^30 gives 0 or +-2^30.
 int wholePixels(float shift);
 
 /// True when two frames that lie `shift` apart have pixels in common.
@@ -24,7 +24,8 @@ void moveByWholePixels(const float* src, int width, int height, cv::Point_<float
 /// @param source, line where the exception is thrown: path and line of the caller
 /// @throws movra::Exception "Too large displacement" at the first shift that is not within half the height on both axes;
 ///         that frame and those after it are then copied as they are
-void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts, float** shiftedFrames,
-                 std::vector<cv::Point_<float>>& completeShifts, const char* source, int line);
+void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
+                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts, const char* source,
+                 int line);
 
 }  // namespace movra::vision::detail
