@@ -17,6 +17,7 @@ constexpr int font = cv::FONT_HERSHEY_SIMPLEX;
 constexpr double fontScale = 0.45;
 constexpr int gap = 12;
 constexpr int captionHeight = 28;
+constexpr int captionWidth = 190;
 constexpr int barWidth = 18;
 constexpr int labelWidth = 84;
 constexpr int ticks = 5;
@@ -39,6 +40,14 @@ Range robustRange(const cv::Mat_<float>& image) {
   };
   const Range range{percentile(0.005), percentile(0.995)};
   return range.high > range.low ? range : Range{range.low, range.low + 1};
+}
+
+/// The unit in the letters that can be drawn, which are those of ASCII.
+std::string drawable(std::string unit) {
+  const std::string degree = "\u00B0";
+  for (std::size_t place; (place = unit.find(degree)) != std::string::npos;)
+    unit.replace(place, degree.size(), "deg ");
+  return unit;
 }
 
 /// The range as levels 0 .. 255; what is not finite is 0.
@@ -79,7 +88,7 @@ void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const Range& range, c
     cv::line(canvas, {place.x + place.width, y}, {place.x + place.width + 4, y}, ink);
     write(canvas, text, {place.x + place.width + 8, std::clamp(y + 4, place.y + 10, place.y + place.height)});
   }
-  write(canvas, unit, {place.x, place.y - 9});
+  write(canvas, drawable(unit), {place.x, place.y - 9});
 }
 
 }  // namespace
@@ -89,15 +98,16 @@ cv::Mat_<cv::Vec3b> drawPreview(const cv::Mat_<float>& bicubic, const cv::Mat_<f
   const Range range = robustRange(reconstruction);
   const int width = reconstruction.cols;
   const int height = reconstruction.rows;
-  cv::Mat canvas(height + captionHeight + gap, 2 * width + 4 * gap + barWidth + labelWidth, CV_8UC3,
+  const int column = std::max(width, captionWidth);
+  cv::Mat canvas(height + captionHeight + gap, 2 * column + 4 * gap + barWidth + labelWidth, CV_8UC3,
                  background);
   const cv::Rect left(gap, captionHeight, width, height);
-  const cv::Rect right(left.x + width + gap, captionHeight, width, height);
+  const cv::Rect right(left.x + column + gap, captionHeight, width, height);
   falseColour(bicubic, range).copyTo(canvas(left));
   falseColour(reconstruction, range).copyTo(canvas(right));
   write(canvas, "reference frame, bicubic", {left.x, captionHeight - 9});
   write(canvas, "super-resolution", {right.x, captionHeight - 9});
-  drawColourBar(canvas, {right.x + width + gap, captionHeight, barWidth, height}, range, unit);
+  drawColourBar(canvas, {right.x + column + gap, captionHeight, barWidth, height}, range, unit);
   return canvas;
 }
 
