@@ -6,8 +6,8 @@
 #include <iostream>
 #include <opencv2/core.hpp>
 
-#include "tests/support/StraightMinimization.h"
-#include "tests/support/StraightRegistration.h"
+#include "benchmarks/straight/StraightMinimization.h"
+#include "benchmarks/straight/StraightRegistration.h"
 #include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/SrFloat.h"
 

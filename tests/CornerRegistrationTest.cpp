@@ -9,9 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include "benchmarks/straight/StraightRegistration.h"
 #include "movra/Exception.h"
 #include "tests/support/InstructionSetGuard.h"
-#include "tests/support/StraightRegistration.h"
 #include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/detail/WholePixelMove.h"

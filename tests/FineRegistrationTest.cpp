@@ -8,8 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "benchmarks/straight/StraightRegistration.h"
 #include "tests/support/InstructionSetGuard.h"
-#include "tests/support/StraightRegistration.h"
 #include "tests/support/SyntheticBurst.h"
 
 namespace movra::vision::detail {

@@ -9,9 +9,9 @@
 #include <opencv2/imgproc.hpp>
 #include <string>
 
+#include "benchmarks/straight/StraightMinimization.h"
 #include "movra/Exception.h"
 #include "tests/support/InstructionSetGuard.h"
-#include "tests/support/StraightMinimization.h"
 #include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/detail/TvTerm.h"
 

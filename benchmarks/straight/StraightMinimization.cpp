@@ -1,4 +1,4 @@
-#include "tests/support/StraightMinimization.h"
+#include "benchmarks/straight/StraightMinimization.h"
 
 #include <cmath>
 

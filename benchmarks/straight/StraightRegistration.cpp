@@ -1,4 +1,4 @@
-#include "tests/support/StraightRegistration.h"
+#include "benchmarks/straight/StraightRegistration.h"
 
 #include <algorithm>
 #include <cmath>
