@@ -125,9 +125,6 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   template <class T>
   static Slots<T> makeSlots(int count, int size);
 
-  float judgeRegistration(const std::vector<cv::Point_<float>>& completeShifts) const;
-  void repairBadPixels(const std::vector<cv::Point_<float>>& completeShifts);
-
   int width;
   int height;
   int inputSize;

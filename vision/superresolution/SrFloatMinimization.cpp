@@ -8,14 +8,12 @@ namespace movra::vision {
 namespace detail {
 
 template <>
-struct SolverTraits<SrFloatConvolution> {
-  static constexpr std::size_t slack = 0;
-
+struct SolverTraits<SrFloatConvolution> : WholeImageTraits<SrFloatConvolution> {
   static std::unique_ptr<DataTerm<char>> makeDataTerm(const ReconstructionSize& size, int frameCount) {
     if (RollingOperators::fits(size.hrWidth, size.hrHeight, size.psfSize, size.psfSize, size.factor)) {
       return std::make_unique<FusedDataTerm>(size.width, size.height, frameCount);
     }
-    return std::make_unique<WholeImageDataTerm<SrFloatConvolution>>(size, slack);
+    return WholeImageTraits::makeDataTerm(size, frameCount);
   }
 };
 

@@ -6,6 +6,8 @@
 #include "movra/Exception.h"
 #include "vision/superresolution/BurstEngine.h"
 #include "vision/superresolution/detail/BurstJudgement.h"
+#include "vision/superresolution/detail/ImageRepair.h"
+#include "vision/superresolution/detail/ParameterChecks.h"
 #include "vision/superresolution/detail/Sizes.h"
 
 namespace movra::vision {
@@ -52,9 +54,7 @@ BurstEngine<R, M, BadPixels, Report>::makeSlots(int count, int size) {
 
 template <class R, class M, class BadPixels, class Report>
 void BurstEngine<R, M, BadPixels, Report>::setReferenceIndex(int index) {
-  if (index < 0 || index >= windowSize) {
-    throw "Invalid reference index specified.";
-  }
+  detail::checkReferenceIndex(index, windowSize);
   referenceIndex = index;
 }
 
@@ -65,9 +65,7 @@ float BurstEngine<R, M, BadPixels, Report>::getRegError() const {
 
 template <class R, class M, class BadPixels, class Report>
 void BurstEngine<R, M, BadPixels, Report>::setRegError(float error) {
-  if (error <= 0.0f || error > 1.0f) {
-    throw "Invalid maximum registration error specified.";
-  }
+  detail::checkRegError(error);
   registration.setRegError(error);
 }
 
@@ -78,9 +76,7 @@ float BurstEngine<R, M, BadPixels, Report>::getPsfSigma() const {
 
 template <class R, class M, class BadPixels, class Report>
 void BurstEngine<R, M, BadPixels, Report>::setPsfSigma(float sigma) {
-  if (sigma <= 0.0f) {
-    throw "Invalid standard deviation of the sensor psf specified.";
-  }
+  detail::checkPsfSigma(sigma);
   minimization.setPsfSigma(sigma);
 }
 
@@ -91,9 +87,7 @@ float BurstEngine<R, M, BadPixels, Report>::getWeightTV() const {
 
 template <class R, class M, class BadPixels, class Report>
 void BurstEngine<R, M, BadPixels, Report>::setWeightTV(float weight) {
-  if (1.0f > weight) {
-    throw "Invalid total-variation term weight specified.";
-  }
+  detail::checkWeightTV(weight);
   minimization.setWeightTV(weight);
 }
 
@@ -104,9 +98,7 @@ float BurstEngine<R, M, BadPixels, Report>::getRelativeResidue() const {
 
 template <class R, class M, class BadPixels, class Report>
 void BurstEngine<R, M, BadPixels, Report>::setRelativeResidue(float residue) {
-  if (1e-6 > static_cast<double>(residue)) {
-    throw "Invalid total-variation term weight specified.";  // callers know this text
-  }
+  detail::checkRelativeResidue(residue);
   minimization.setRelRes(residue);
 }
 
@@ -117,9 +109,7 @@ int BurstEngine<R, M, BadPixels, Report>::getMaxCGIters() const {
 
 template <class R, class M, class BadPixels, class Report>
 void BurstEngine<R, M, BadPixels, Report>::setMaxCGIters(int iterations) {
-  if (iterations < 1) {
-    throw "Invalid maximum number of iterations specified.";
-  }
+  detail::checkMaxCGIters(iterations);
   minimization.setMaxIter(iterations);
 }
 
@@ -187,7 +177,8 @@ float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out) {
 
   const std::vector<cv::Point_<float>> completeShifts = registration.getCompleteShifts();
   report.start();
-  const float status = judgeRegistration(completeShifts);
+  const detail::Verdict verdict =
+      detail::judgeRegistration(numFrames, completeShifts, masks.pointers.data(), height, width);
   report.stage(" large_displacement:   ");
 
   report.start();
@@ -197,40 +188,23 @@ float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out) {
   if (iterations < 0) {
     return static_cast<float>(iterations);
   }
-  repairBadPixels(completeShifts);
+  detail::repairImage(badPixelHandling, cv::Mat_<float>(outputHeight, outputWidth, srImage.get()),
+                      completeShifts, frames.pointers, cv::Size(width, height));
 
   report.start();
   saveFrame(out);
   const float coverage = detail::srFactor(numFrames, masks.pointers.data(), inputSize, fac2);
   report.stage(" save+srfactor calc:   ");
   report.close();
-  return status == 0.0f ? coverage : status;
-}
-
-// 0, or the status that a caller should be warned with.
-template <class R, class M, class BadPixels, class Report>
-float BurstEngine<R, M, BadPixels, Report>::judgeRegistration(
-    const std::vector<cv::Point_<float>>& completeShifts) const {
-  bool largeDisplacement = false;
-  bool maskedTooMuch = false;
-  for (std::size_t i = 0; i < static_cast<std::size_t>(numFrames); ++i) {
-    largeDisplacement |= detail::isLargeDisplacement(completeShifts[i].x, completeShifts[i].y, height);
-    const cv::Mat mask(height, width, std::is_same_v<Mask, char> ? CV_8SC1 : CV_32FC1, masks.pointers[i]);
-    maskedTooMuch |= detail::isMaskedTooMuch(cv::sum(mask)[0], height, width);
+  switch (verdict) {
+    case detail::Verdict::displacementTooLarge:
+      return displacementTooLarge;
+    case detail::Verdict::tooManyMaskedPixels:
+      return tooManyMaskedPixels;
+    case detail::Verdict::good:
+      break;
   }
-  return largeDisplacement ? displacementTooLarge : maskedTooMuch ? tooManyMaskedPixels : 0.0f;
-}
-
-template <class R, class M, class BadPixels, class Report>
-void BurstEngine<R, M, BadPixels, Report>::repairBadPixels(
-    const std::vector<cv::Point_<float>>& completeShifts) {
-  cv::Mat_<float> image(outputHeight, outputWidth, srImage.get());
-  std::vector<cv::Mat_<float>> inputs;
-  for (int i = 0; i < numFrames; ++i) {
-    inputs.emplace_back(height, width, frames.pointers[static_cast<std::size_t>(i)]);
-  }
-  badPixelHandling.maskBadPixel(image, completeShifts);
-  badPixelHandling.replaceMaskedPixel(image, completeShifts, inputs);
+  return coverage;
 }
 
 template <class R, class M, class BadPixels, class Report>

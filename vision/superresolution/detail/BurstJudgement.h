@@ -2,6 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <type_traits>
+#include <vector>
+
+#include <opencv2/core.hpp>
 
 namespace movra::vision::detail {
 
@@ -11,6 +15,27 @@ bool isLargeDisplacement(float x, float y, int height);
 
 /// True when at least half of the mask's weight is missing: `sum` over `rows` x `columns` pixels.
 bool isMaskedTooMuch(double sum, int rows, int columns);
+
+/// What a caller should be warned of; the larger fault counts.
+enum class Verdict { good, tooManyMaskedPixels, displacementTooLarge };
+
+/// Judges the complete shifts and the masks, height x width each, of `count` registered frames.
+template <class Mask>
+Verdict judgeRegistration(int count, const std::vector<cv::Point_<float>>& shifts, Mask* const* masks,
+                          int height, int width) {
+  Verdict verdict = Verdict::good;
+  for (int i = 0; i < count; ++i) {
+    const cv::Point_<float>& shift = shifts[static_cast<std::size_t>(i)];
+    const cv::Mat mask(height, width, std::is_same_v<Mask, char> ? CV_8SC1 : CV_32FC1, masks[i]);
+    if (isLargeDisplacement(shift.x, shift.y, height)) {
+      return Verdict::displacementTooLarge;
+    }
+    if (isMaskedTooMuch(cv::sum(mask)[0], height, width)) {
+      verdict = Verdict::tooManyMaskedPixels;
+    }
+  }
+  return verdict;
+}
 
 /// Number of frames that are needed at a position for full coverage, of a first engine with this factor.
 int coverageLimit(float factor);

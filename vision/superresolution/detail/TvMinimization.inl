@@ -23,6 +23,9 @@ struct WholeImageTraits {
   /// Zero floats after each work array.
   static constexpr std::size_t slack = zerosAfterArrays;
 
+  /// Whether PSF and crop are placed right for any whole factor, not for factor 2 only, where both ways are the same.
+  static constexpr bool servesAnyFactor = false;
+
   static std::unique_ptr<DataTerm<typename Convolution::Mask>> makeDataTerm(const ReconstructionSize& size,
                                                                             int /*frameCount*/) {
     return std::make_unique<WholeImageDataTerm<Convolution>>(size, slack);
@@ -59,6 +62,18 @@ inline void movePsf(const float* base, int taps, float shift, float* moved) {
       moved[j] = base[j] * (1.0f - shift) + base[j + 1] * shift;
     }
     moved[taps - 1] = 0;
+  }
+}
+
+/// The same for shifts of any length.
+inline void movePsfFar(const float* base, int taps, float shift, float* moved) {
+  const int whole = std::clamp(truncateToInt(shift), -taps, taps);
+  const float part = std::clamp(shift - static_cast<float>(whole), -1.0f, 1.0f);
+  const auto tap = [&](int j) { return j >= 0 && j < taps ? base[j] : 0.0f; };
+  for (int j = 0; j < taps; ++j) {
+    const int k = j + whole;
+    moved[j] =
+        part < 0 ? tap(k - 1) * -part + tap(k) * (1.0f + part) : tap(k) * (1.0f - part) + tap(k + 1) * part;
   }
 }
 
@@ -109,17 +124,21 @@ void TvMinimization<Convolution>::setPsfSigma(float sigma) {
   const float inverseWidth = 1.0f / (sigma * 1.4142135f);
   const int middle = psfSize / 2;
   float sum = 0;
+  // The centre lies between two taps, or on one.
+  const bool onTap = detail::SolverTraits<Convolution>::servesAnyFactor && psfSize % 2 == 1;
+  const float firstEdge = onTap ? -0.5f : 0.0f;
+  const int mirror = onTap ? middle : middle - 1;
   // The mass of the Gaussian on each unit cell to the right of the centre, which is also that of its mirror image.
   for (int i = 0; static_cast<float>(i) < factor && i < psfSize; ++i) {
-    const float from = static_cast<float>(i) * inverseWidth;
-    const float upper = detail::approximateErf(static_cast<float>(i + 1) * inverseWidth);
+    const float from = (static_cast<float>(i) + firstEdge) * inverseWidth;
+    const float upper = detail::approximateErf((static_cast<float>(i + 1) + firstEdge) * inverseWidth);
     const float lower = from == 0.0f ? 0.0f : detail::approximateErf(from);
     const float mass = 0.5f * (upper - lower);
-    if (middle + i < psfSize && middle - 1 - i >= 0) {
+    if (middle + i < psfSize && mirror - i >= 0) {
       psf[middle + i] = mass;
-      psf[middle - 1 - i] = mass;
+      psf[mirror - i] = mass;
     }
-    sum += 2.0f * mass;
+    sum += onTap && i == 0 ? mass : 2.0f * mass;
   }
   for (int i = 0; i < psfSize; ++i) {
     psf[i] /= sum;
@@ -177,11 +196,11 @@ int TvMinimization<Convolution>::minimize(int count, int refIndex, float** frame
 template <class Convolution>
 void TvMinimization<Convolution>::generatePsfs(int count, cv::Point_<float>* shifts) {
   detail::checkFrameCount(count, frameCount);
+  const auto move = detail::SolverTraits<Convolution>::servesAnyFactor ? detail::movePsfFar : detail::movePsf;
   for (int k = 0; k < count; ++k) {
-    detail::movePsf(psf.get(), psfSize, shifts[k].x * factor,
-                    psfX.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
-    detail::movePsf(psf.get(), psfSize, shifts[k].y * factor,
-                    psfY.get() + static_cast<std::ptrdiff_t>(k) * psfSize);
+    const std::ptrdiff_t begin = static_cast<std::ptrdiff_t>(k) * psfSize;
+    move(psf.get(), psfSize, shifts[k].x * factor, psfX.get() + begin);
+    move(psf.get(), psfSize, shifts[k].y * factor, psfY.get() + begin);
   }
 }
 
@@ -209,7 +228,7 @@ int TvMinimization<Convolution>::conjugateGradients(int count, Mask** masks, int
   applySystem(
       vectors->estimate.get(), count, masks, vectors->residual.get(),
       [&](int end) {
-        const int rows = end / paddedWidth;
+        const int rows = paddedWidth > 0 ? end / paddedWidth : 0;
         tvTerm->freezeRows(vectors->estimate.get(), {tvCoefficient, epsilon, invEpsilon}, frozenRows, rows);
         frozenRows = rows;
       },
@@ -297,7 +316,9 @@ bool TvMinimization<Convolution>::iteration(int /*index*/, int count, Mask** mas
 // The middle of the padded estimate in the frames' unit.
 template <class Convolution>
 void TvMinimization<Convolution>::writeResult(float mean, float deviation, float* out) const {
-  const int margin = (psfSize - 1) / 2;
+  // The high-resolution pixels of low-resolution pixel 0 lie around the middle of the PSF at padded pixel 0.
+  const int margin =
+      detail::SolverTraits<Convolution>::servesAnyFactor ? detail::truncateToInt(factor) : (psfSize - 1) / 2;
   const int columns = detail::scaledSize(width, factor);
   const int rows = detail::scaledSize(height, factor);
   for (int y = 0; y < rows; ++y) {

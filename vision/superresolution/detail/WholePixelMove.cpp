@@ -9,6 +9,19 @@
 
 namespace movra::vision::detail {
 
+namespace {
+
+// Number of shifts before the first that is not within half the height, which bounds both axes.
+int leadingWithin(int count, int height, const cv::Point_<float>* shifts) {
+  const auto limit = static_cast<float>(height / 2);
+  const auto end = std::find_if_not(shifts, shifts + count, [=](const cv::Point_<float>& shift) {
+    return -limit < shift.x && shift.x < limit && -limit < shift.y && shift.y < limit;
+  });
+  return static_cast<int>(end - shifts);
+}
+
+}  // namespace
+
 int wholePixels(float shift) {
   constexpr float limit = 1073741824.0f;
   if (!(shift > -limit)) {
@@ -40,24 +53,28 @@ void moveByWholePixels(const float* src, int width, int height, cv::Point_<float
   shift.y -= static_cast<float>(iy);
 }
 
+bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
+             float** movedFrames) {
+  const int within = leadingWithin(frameCount, height, shifts);
+  for (int i = 0; i < within; ++i) {
+    moveByWholePixels(frames[i], width, height, shifts[i], movedFrames[i]);
+  }
+  for (int i = within; i < frameCount; ++i) {
+    std::copy_n(frames[i], std::ptrdiff_t{width} * height, movedFrames[i]);
+  }
+  return within == frameCount;
+}
+
 void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
                  float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts, const char* source,
                  int line) {
-  const auto limit = static_cast<float>(height / 2);  // of both axes
   if (completeShifts.size() < static_cast<std::size_t>(frameCount)) {
     completeShifts.resize(static_cast<std::size_t>(frameCount));
   }
-  for (int i = 0; i < frameCount; ++i) {
-    cv::Point_<float>& shift = shifts[i];
-    completeShifts[static_cast<std::size_t>(i)] = shift;
-    const bool within = -limit < shift.x && shift.x < limit && -limit < shift.y && shift.y < limit;
-    if (!within) {
-      for (int k = i; k < frameCount; ++k) {
-        std::copy_n(frames[k], std::ptrdiff_t{width} * height, shiftedFrames[k]);
-      }
-      throw Exception("Too large displacement", Exception::locationText(source, line, "doRegistration"));
-    }
-    moveByWholePixels(frames[i], width, height, shift, shiftedFrames[i]);
+  std::copy_n(shifts, std::min(leadingWithin(frameCount, height, shifts) + 1, frameCount),
+              completeShifts.begin());
+  if (!moveAll(frameCount, width, height, frames, shifts, shiftedFrames)) {
+    throw Exception("Too large displacement", Exception::locationText(source, line, "doRegistration"));
   }
 }
 

@@ -19,6 +19,12 @@ cv::Rect overlapInReference(cv::Point_<int> shift, int width, int height);
 /// come in at the neighbouring row. Reduces `shift` to its fractional part.
 void moveByWholePixels(const float* src, int width, int height, cv::Point_<float>& shift, float* dst);
 
+/// Moves each frame by its whole pixels and leaves its fractional shift.
+/// @return false at the first shift that is not within half the height on both axes; that frame and those after it are
+///         then copied as they are, their shifts left
+bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
+             float** movedFrames);
+
 /// Second half of a registration: keeps the complete shifts, moves each frame by its whole pixels and leaves its
 /// fractional shift.
 /// @param source, line where the exception is thrown: path and line of the caller

@@ -25,6 +25,8 @@ struct PlainOperators;
 /// scratch buffer, made by the constructor; it serves one thread at a time.
 class MOVRA_SUPERRESOLUTION_API SuperResolutionConvolution {
  public:
+  using Mask = char;
+
   /// Makes operators between a high-resolution grid of hrHeight rows x hrWidth columns and low-resolution
   /// frames.
   ///
