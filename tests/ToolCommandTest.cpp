@@ -117,15 +117,69 @@ TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
       sameBits(reconstruct(window, parameters, false).image, reconstruct(window, byNumber, false).image));
 }
 
-TEST_F(ToolCommand, BothRegistrationsServeTheSameBurst) {
+TEST_F(ToolCommand, PhaseCorrelationAndReferenceEngineServeTheSameBurst) {
   simulate();
   const Outcome corners = run("reconstruct burst -o corners.tiff");
-  const Outcome phase = run("reconstruct burst -o phase.tiff --registration phase");
-  EXPECT_EQ(phase.code, 0) << phase.err;
-  EXPECT_NEAR(number(phase.out, "sr factor: "), number(corners.out, "sr factor: "), 0.05);
-  EXPECT_NEAR(number(run("compare phase.tiff burst/truth.tiff").out, "PSNR: "),
-              number(run("compare corners.tiff burst/truth.tiff").out, "PSNR: "), 0.2);
-  EXPECT_NE(readAll(at("phase.tiff")), readAll(at("corners.tiff")));
+  for (const std::string other : {"--registration phase", "--engine reference"}) {
+    const Outcome made = run("reconstruct burst -o sr.tiff --force --verbose " + other);
+    EXPECT_EQ(made.code, 0) << made.err;
+    EXPECT_NEAR(number(made.out, "sr factor: "), number(corners.out, "sr factor: "), 0.05) << other;
+    EXPECT_NEAR(number(run("compare sr.tiff burst/truth.tiff").out, "PSNR: "),
+                number(run("compare corners.tiff burst/truth.tiff").out, "PSNR: "), 0.2)
+        << other;
+    EXPECT_NE(readAll(at("sr.tiff")), readAll(at("corners.tiff"))) << other;
+  }
+}
+
+TEST_F(ToolCommand, RawFramesBecomeTemperaturesByTwoExposures) {
+  simulate();
+  // A sensor whose pixels differ in slope and offset, and one that is stuck.
+  const auto counts = [](const cv::Mat_<float>& temperatures) {
+    cv::Mat_<ushort> raw(temperatures.size());
+    for (int y = 0; y < raw.rows; ++y)
+      for (int x = 0; x < raw.cols; ++x) {
+        const float slope = 0.005F * static_cast<float>(10 + (7 * x + 3 * y) % 5);
+        const float offset = static_cast<float>((x + 2 * y) % 7) - 300;
+        raw(y, x) = cv::saturate_cast<ushort>((temperatures(y, x) - offset) / slope);
+      }
+    raw(30, 40) = 4000;
+    return raw;
+  };
+  for (int k = 0; k < 5; ++k) {
+    const std::string name = "burst/frame_0" + std::to_string(k) + ".tiff";
+    const cv::Mat_<float> frame = readImage(at(name)).pixels;
+    std::filesystem::create_directory(at("raw"));
+    ASSERT_TRUE(cv::imwrite(at("raw/frame_0" + std::to_string(k) + ".tiff"), counts(frame)));
+  }
+  const cv::Mat_<float> warm(72, 96, 45.F);
+  ASSERT_TRUE(cv::imwrite(at("cold.tiff"), counts(cv::Mat_<float>(72, 96, -5.F))));
+  ASSERT_TRUE(cv::imwrite(at("warm.tiff"), counts(warm)));
+  overwrite("warm_temperatures.tiff", warm);
+
+  ASSERT_EQ(run("reconstruct burst -o expected.tiff --engine reference").code, 0);
+  const double expected = number(run("compare expected.tiff burst/truth.tiff").out, "PSNR: ");
+  for (const std::string warmest : {"warm.tiff=45", "warm.tiff=warm_temperatures.tiff"}) {
+    const Outcome made = run(
+        "reconstruct raw -o sr.tiff --force --engine reference --nuc-low cold.tiff=-5 --nuc-high " + warmest);
+    EXPECT_EQ(made.code, 0) << made.err;
+    EXPECT_NEAR(number(run("compare sr.tiff burst/truth.tiff").out, "PSNR: "), expected, 1.5);
+  }
+
+  const auto refused = [&](const std::string& arguments, int code, const std::string& text) {
+    const Outcome result = run("reconstruct -o refused.tiff " + arguments);
+    EXPECT_EQ(result.code, code) << arguments << ": " << result.err;
+    EXPECT_NE(result.err.find(text), std::string::npos) << arguments << ": " << result.err;
+    EXPECT_FALSE(std::filesystem::exists(at("refused.tiff")));
+  };
+  refused("raw --nuc-low cold.tiff=-5", 2, "--nuc-high");
+  refused("raw --nuc-low cold.tiff --nuc-high warm.tiff=45", 2, "cold.tiff: an exposure is");
+  refused("raw --gain 2 --nuc-low cold.tiff=-5 --nuc-high warm.tiff=45", 2, "--gain");
+  refused("raw --nuc-low cold.tiff=-5 --nuc-high warm.tiff=hot", 3, "hot");
+  refused("raw --nuc-low cold.tiff=-5 --nuc-high burst/truth.tiff=45", 3, "truth.tiff");
+  refused("burst --nuc-low cold.tiff=-5 --nuc-high warm.tiff=45", 3, "no counts");
+  refused("raw --nuc-low cold.tiff=-5 --nuc-high cold.tiff=45", 3, "Too many defect pixels");
+  EXPECT_EQ(run("reconstruct raw -o cold.tiff --force --nuc-low cold.tiff=-5 --nuc-high warm.tiff=45").code,
+            4);
 }
 
 TEST_F(ToolCommand, FilesFoldersAndPagesGiveTheSameImage) {

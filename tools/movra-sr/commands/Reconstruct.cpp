@@ -7,6 +7,7 @@
 #include "tools/movra-sr/io/OutputFile.h"
 #include "tools/movra-sr/io/Png.h"
 #include "tools/movra-sr/io/Tiff.h"
+#include "tools/movra-sr/reconstruction/Calibration.h"
 #include "tools/movra-sr/reconstruction/Reconstruction.h"
 #include "tools/movra-sr/reconstruction/Window.h"
 #include "tools/movra-sr/report/Preview.h"
@@ -23,6 +24,8 @@ struct ReconstructOptions {
   std::string output;
   std::string preview;
   std::string badPixels;
+  std::string nucLow;
+  std::string nucHigh;
   std::string unit;
   Scale scale;
   Parameters parameters;
@@ -43,6 +46,10 @@ void checkOptions(const ReconstructOptions& options) {
     requireExtension(options.preview, {".png"}, "the preview is a PNG file; name it .png");
   if (options.scale.gain == 0) throw Failure(ExitCode::usage, "--gain 0 would wipe out the frames");
   const Parameters& parameters = options.parameters;
+  if (!options.nucLow.empty() && (parameters.counts || options.scale.gain != 1 || options.scale.offset != 0))
+    throw Failure(
+        ExitCode::usage,
+        "--nuc-low and --nuc-high make temperatures of counts; leave --counts, --gain and --offset out");
   if (parameters.engine == Engine::vector && parameters.registration == RegistrationMethod::phase)
     throw Failure(ExitCode::usage, "--engine vector has no other registration than corners");
   if (parameters.engine == Engine::vector && !options.badPixels.empty())
@@ -93,13 +100,19 @@ ExitCode reconstructBurst(const ReconstructOptions& options) {
   OutputFile image(options.output, options.replace);
   const auto preview =
       options.preview.empty() ? nullptr : std::make_unique<OutputFile>(options.preview, options.replace);
-  const std::vector<std::string> inputs = expandFolders(options.inputs);
+  const bool raw = !options.nucLow.empty();
+  const ExposureArgument low = raw ? parseExposure(options.nucLow) : ExposureArgument{};
+  const ExposureArgument high = raw ? parseExposure(options.nucHigh) : ExposureArgument{};
+  std::vector<std::string> inputs = expandFolders(options.inputs);
+  for (const std::string& file : {low.countsFile, low.temperatureFile, high.countsFile, high.temperatureFile})
+    if (!file.empty()) inputs.push_back(file);
   image.keepApartFrom(inputs);
   if (preview) preview->keepApartFrom(inputs);
 
   const BadPixelFile badPixels =
       options.badPixels.empty() ? BadPixelFile{} : readBadPixels(options.badPixels);
-  const Window window = readWindow(options.inputs, options.scale, options.first, options.parameters.counts);
+  Window window = readWindow(options.inputs, options.scale, options.first, raw || options.parameters.counts);
+  if (raw) toTemperatures(window.frames, low, high);
   const Reconstruction result =
       reconstruct(withMarks(window.frames, badPixels), options.parameters, options.verbose);
 
@@ -139,11 +152,14 @@ void addParameters(CLI::App& command, Parameters& parameters) {
       .add_option_function<std::string>(
           "--engine",
           [&parameters](const std::string& name) {
-            parameters.engine = name == "vector" ? Engine::vector : Engine::production;
+            parameters.engine = name == "vector"      ? Engine::vector
+                                : name == "reference" ? Engine::reference
+                                                      : Engine::production;
           },
-          "Engine: production, or vector, which is made of 4-lane vector operations and takes bad pixels as "
-          "they are [production]")
-      ->check(CLI::IsMember({"production", "vector"}))
+          "Engine: production; vector, which is made of 4-lane vector operations and takes bad pixels as "
+          "they "
+          "are; or reference, plain loops with phase correlation [production]")
+      ->check(CLI::IsMember({"production", "vector", "reference"}))
       ->group(method);
   CLI::Option* camera = command
                             .add_option("--camera", parameters.camera,
@@ -214,6 +230,15 @@ void addReconstruct(CLI::App& application, Action& chosen) {
       ->check(finite())
       ->capture_default_str();
   command->add_flag("--counts", options->parameters.counts, "The values are sensor counts (-32768 .. 32767)");
+  CLI::Option* low = command->add_option("--nuc-low", options->nucLow,
+                                         "FILE=TEMPERATURE or FILE=IMAGE: counts of a cold uniform surface "
+                                         "and the temperature that they show, one for "
+                                         "all pixels or an image; with --nuc-high, turns frames of 16-bit "
+                                         "counts into temperatures, pixel by pixel");
+  CLI::Option* high =
+      command->add_option("--nuc-high", options->nucHigh, "The same of a warm surface; see --nuc-low")
+          ->needs(low);
+  low->needs(high);
   command->add_option("--unit", options->unit,
                       "Unit of the values, for the preview and the result's description");
   command->add_flag("--force", options->replace, "Replace files that exist");

@@ -8,6 +8,7 @@
 #include "movra/Exception.h"
 #include "tools/movra-sr/Outcome.h"
 #include "tools/movra-sr/io/DivertedDescriptor.h"
+#include "tools/movra-sr/reconstruction/ReferenceEngine.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeon.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
@@ -135,6 +136,7 @@ cv::Mat_<float> reconstructThroughCInterface(const std::vector<Frame>& window, c
 
 Reconstruction reconstructThroughEngine(const std::vector<Frame>& window, const Parameters& parameters) {
   if (parameters.engine == Engine::vector) return run<VectorEngine>(window, parameters);
+  if (parameters.engine == Engine::reference) return run<ReferenceEngine>(window, parameters);
   return parameters.registration == RegistrationMethod::phase ? run<PhaseEngine>(window, parameters)
                                                               : run<ProductionEngine>(window, parameters);
 }

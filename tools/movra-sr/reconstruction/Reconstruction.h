@@ -13,7 +13,8 @@ constexpr int windowSize = 5;  ///< frames per reconstruction
 
 enum class Engine {
   production,
-  vector,  ///< 4-lane vector operations; repairs no bad pixels
+  vector,     ///< 4-lane vector operations; repairs no bad pixels
+  reference,  ///< plain operators; shifts by phase correlation
 };
 
 /// How the whole-pixel shifts are found.

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "vision/superresolution/reference/SuperResolution.h"
+
+namespace movra::tool {
+
+/// The reference engine with the operations that the other engines have for matrices.
+class ReferenceEngine : public vision::SuperResolution {
+ public:
+  ReferenceEngine(int width, int height, int frames, float factor)
+      : SuperResolution(width, height, frames, factor),
+        imageSize(static_cast<int>(static_cast<float>(width) * factor),
+                  static_cast<int>(static_cast<float>(height) * factor)) {}
+
+  static float getMinStructureThreshold() { return 2; }
+
+  int addFrame(const cv::Mat_<float>& frame) {
+    const cv::Mat_<float> dense = frame.isContinuous() ? frame : frame.clone();
+    return SuperResolution::addFrame(dense.ptr<float>());
+  }
+
+  float computeSR(cv::Mat_<float>& out) {
+    out.create(imageSize);
+    return SuperResolution::computeSR(out.ptr<float>());
+  }
+
+  void getCompleteShifts(std::vector<cv::Point2f>& out) const {
+    std::vector<vision::PointF> shifts;
+    SuperResolution::getCompleteShifts(shifts);
+    out.clear();
+    for (const vision::PointF& shift : shifts) out.emplace_back(shift.x, shift.y);
+  }
+
+ private:
+  cv::Size imageSize;
+};
+
+}  // namespace movra::tool
