@@ -5,9 +5,11 @@ target_compile_features(movra_options INTERFACE cxx_std_17 c_std_99)
 target_include_directories(movra_options INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
 
 # The order of float operations is part of the interface: a fused multiply-add would change the bits.
-# The source tree's place must not show in the library: exception locations are relative to the tree.
+# The source tree's place must not show in the library: exception locations are relative to the tree, whether the build
+# tool names sources by their absolute or by their relative path.
+file(RELATIVE_PATH movra_source_from_build ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/)
 target_compile_options(movra_options INTERFACE
-  -ffp-contract=off -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -ffp-contract=off -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${movra_source_from_build}=
   -Wall -Wextra -Wpedantic -Wshadow=local -Wconversion -Wdouble-promotion -Wcast-qual -Wundef
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi>
   $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>
