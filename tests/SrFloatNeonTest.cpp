@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <iostream>
+#include <limits>
 #include <sstream>
 #include <vector>
 
@@ -156,6 +157,11 @@ TEST(SrFloatNeon, FlaggedPixelsPassUnrepaired) {
   const Outcome outcome = reconstruct(engine);
   EXPECT_EQ(outcome.image, reconstructByParts(burst, 4).image);
   EXPECT_GT(*std::max_element(outcome.image.begin(), outcome.image.end()), 1000.0f);
+
+  // Nothing of an infinite frame stays once it has left the window.
+  engine.addFrame(Image(burst.frames[0].size(), std::numeric_limits<float>::infinity()).data());
+  for (const Image& frame : burst.frames) engine.addFrame(frame.data());
+  EXPECT_EQ(reconstruct(engine).image, outcome.image);
 }
 
 TEST(SrFloatNeon, FullMasksGiveTheLargestSrFactorAndGetMasksCopiesTheirFirstQuarter) {

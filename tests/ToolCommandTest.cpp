@@ -173,6 +173,7 @@ TEST_F(ToolCommand, RawFramesBecomeTemperaturesByTwoExposures) {
   };
   refused("raw --nuc-low cold.tiff=-5", 2, "--nuc-high");
   refused("raw --nuc-low cold.tiff --nuc-high warm.tiff=45", 2, "cold.tiff: an exposure is");
+  refused("raw --nuc-low cold.tiff=45 --nuc-high warm.tiff=45", 2, "same temperature");
   refused("raw --gain 2 --nuc-low cold.tiff=-5 --nuc-high warm.tiff=45", 2, "--gain");
   refused("raw --nuc-low cold.tiff=-5 --nuc-high warm.tiff=hot", 3, "hot");
   refused("raw --nuc-low cold.tiff=-5 --nuc-high burst/truth.tiff=45", 3, "truth.tiff");
@@ -227,6 +228,10 @@ TEST_F(ToolCommand, BadInputIsNamedInOneLineAndNothingIsWritten) {
   refusedFrame("constant", cv::Mat_<float>(72, 96, 20.F));
   refusedFrame("counts", cv::Mat_<float>(100 * (good + 273.15)));
   refusedFrame("too many bad pixels", riddled);
+  riddled = std::numeric_limits<float>::quiet_NaN();
+  riddled(9, 9) = 1e9F;
+  overwrite("burst/frame_02.tiff", riddled);
+  refused("one value, out of range", "burst", "has values outside", 3);
   refused("NaN, without repair", "burst --engine vector", "frame_02.tiff", 3);
   writeAll(bad, "");
   refused("empty", "burst", "frame_02.tiff", 3);
@@ -256,6 +261,14 @@ TEST_F(ToolCommand, AWindowThatCannotBeAlignedIsRefusedOrCalledDegraded) {
   EXPECT_EQ(faint.code, 1) << faint.out << faint.err;
   EXPECT_NE(faint.out.find("little structure"), std::string::npos) << faint.out;
   EXPECT_TRUE(std::filesystem::exists(at("faint.tiff")));
+
+  // Fewer frames beside those of an earlier burst; too far apart.
+  const Outcome fewer = run("simulate -o burst --size 64x48 --max-shift 40 --seed 3 --frames 4 --force");
+  EXPECT_NE(fewer.err.find("frame_04.tiff"), std::string::npos) << fewer.err;
+  EXPECT_EQ(run("simulate -o burst --size 64x48 --max-shift 40 --seed 3 --force").err, "");
+  const Outcome far = run("reconstruct burst -o far.tiff --engine reference");
+  EXPECT_EQ(far.code, 1);
+  EXPECT_NE(far.err.find("Too large displacement"), std::string::npos) << far.err;
 }
 
 TEST_F(ToolCommand, AKnownSensorMapKeepsDefectsOutOfTheImage) {
@@ -297,6 +310,7 @@ TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
         "reconstruct x.tiff -o y.tiff --tv-weight 0.5", "reconstruct x.tiff -o y.tiff --gain 0",
         "reconstruct x.tiff -o y.tiff --engine turbo", "reconstruct x.tiff -o y.tiff --registration magic",
         "reconstruct x.tiff -o y.tiff --engine vector --registration phase",
+        "reconstruct x.tiff -o y.tiff --engine reference --registration corners",
         "reconstruct x.tiff -o y.tiff --engine vector --camera 'm01 FOV 1'",
         "reconstruct x.tiff -o y.tiff --engine vector --bad-pixels z.csv",
         "reconstruct x.tiff -o y.tiff --camera 'm01 FOV 1' --iterations 3", "simulate -o z --size 9x9"}) {
@@ -304,6 +318,7 @@ TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
     EXPECT_EQ(result.code, 2) << arguments << ": " << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << arguments << ": " << result.err;
   }
+  EXPECT_NE(run("sharpen x.tiff").err.find("sharpen"), std::string::npos);
   const Outcome help = run("--help");
   EXPECT_EQ(help.code, 0);
   EXPECT_NE(help.out.find("Exit codes"), std::string::npos);

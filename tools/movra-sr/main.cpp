@@ -59,6 +59,8 @@ int run(int argc, char** argv) {
   try {
     application.parse(argc, argv);
   } catch (const CLI::ParseError& outcome) {
+    if (argc > 1 && outcome.get_exit_code() != 0 && application.get_subcommands().empty())
+      return report(ExitCode::usage, argv[1] + std::string(": no such command (see movra-sr --help)"));
     if (outcome.get_exit_code() != 0)
       return report(ExitCode::usage, std::string(outcome.what()) + " (see movra-sr --help)");
     application.exit(outcome);  // --help, --version

@@ -37,6 +37,7 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   /// @param windowSize    most frames held
   /// @param factor        up-scaling factor, 2 in production
   /// @throws std::bad_array_new_length if a size is negative or too large
+  /// @throws "Invalid reference index specified." if there is no room for a frame
   BurstEngine(int width, int height, int windowSize, float factor);
   ~BurstEngine();
   BurstEngine(const BurstEngine&) = delete;

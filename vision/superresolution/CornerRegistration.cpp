@@ -91,10 +91,11 @@ void CornerRegistration<Mask>::prepareFrame(float* frame) {
 }
 
 // Frames whose range lies inside the window share its mapping to grey values; another one replaces it by its own range
-// and a tenth on each side.
+// and a tenth on each side. An infinite range maps nothing, and as a window it would never be left again.
 template <class Mask>
 void CornerRegistration<Mask>::widenDisplayWindow(float minimum, float maximum) {
-  if (minimum < displayMin || maximum > displayMax) {
+  const bool hasRange = std::isfinite(maximum - minimum);
+  if (hasRange && (minimum < displayMin || maximum > displayMax)) {
     const float margin = (maximum - minimum) * 0.1f;
     displayMin = minimum - margin;
     displayMax = maximum + margin;

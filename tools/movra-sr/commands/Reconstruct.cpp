@@ -52,6 +52,8 @@ void checkOptions(const ReconstructOptions& options) {
         "--nuc-low and --nuc-high make temperatures of counts; leave --counts, --gain and --offset out");
   if (parameters.engine == Engine::vector && parameters.registration == RegistrationMethod::phase)
     throw Failure(ExitCode::usage, "--engine vector has no other registration than corners");
+  if (parameters.engine == Engine::reference && parameters.registration == RegistrationMethod::corners)
+    throw Failure(ExitCode::usage, "--engine reference has no other registration than phase");
   if (parameters.engine == Engine::vector && !options.badPixels.empty())
     throw Failure(ExitCode::usage, "--engine vector repairs no pixels, so it cannot honour --bad-pixels");
   if (!parameters.camera) return;
@@ -104,7 +106,8 @@ ExitCode reconstructBurst(const ReconstructOptions& options) {
   const ExposureArgument low = raw ? parseExposure(options.nucLow) : ExposureArgument{};
   const ExposureArgument high = raw ? parseExposure(options.nucHigh) : ExposureArgument{};
   std::vector<std::string> inputs = expandFolders(options.inputs);
-  for (const std::string& file : {low.countsFile, low.temperatureFile, high.countsFile, high.temperatureFile})
+  for (const std::string& file :
+       {low.countsFile, low.temperatureFile, high.countsFile, high.temperatureFile, options.badPixels})
     if (!file.empty()) inputs.push_back(file);
   image.keepApartFrom(inputs);
   if (preview) preview->keepApartFrom(inputs);

@@ -98,6 +98,9 @@ ExitCode simulate(const SimulateOptions& options) {
   writeTiff(newFile("truth.tiff"), burst.truth, "simulated truth; unit: " + unit);
   newFile("shifts.csv").write(shiftTable(burst));
   for (const auto& file : files) file->commit();
+  const std::filesystem::path next = folder / frameName(camera.frameCount);
+  if (std::filesystem::exists(next, error))
+    std::cerr << "movra-sr: " << next.string() << " is of another burst; do not mix them\n";
 
   std::cout << "burst: " << burst.frames.size() << " frames of " << camera.frameSize.width << "x"
             << camera.frameSize.height << ", " << (folder / frameName(0)).string() << " and following\n"

@@ -68,6 +68,9 @@ ExposureArgument parseExposure(const std::string& text) {
 }
 
 void toTemperatures(std::vector<Frame>& frames, const ExposureArgument& low, const ExposureArgument& high) {
+  if (low.temperatureFile.empty() && high.temperatureFile.empty() && low.temperature == high.temperature)
+    throw Failure(ExitCode::usage,
+                  "--nuc-low and --nuc-high show the same temperature; take two that differ");
   const cv::Size size = frames.front().pixels.size();
   const Exposure cold = readExposure(low, size);
   const Exposure warm = readExposure(high, size);

@@ -126,7 +126,7 @@ cv::Mat_<float> reconstructThroughCInterface(const std::vector<Frame>& window, c
   if (parameters.camera) SuperResolution_setCameraAndLensType(context.handle, parameters.camera->c_str());
   for (const Frame& frame : window) {
     if (SuperResolution_addImage(context.handle, frame.pixels[0]) == SUPERRESOLUTION_ERROR)
-      refuseFrame(frame, Context::lastError());
+      throw Failure(ExitCode::badInput, frame.name + ": " + Context::lastError());
   }
   cv::Mat_<float> image(2 * size.height, 2 * size.width);
   if (SuperResolution_getSuperresolutionImage(context.handle, image[0]) != SUPERRESOLUTION_SUCCESS)

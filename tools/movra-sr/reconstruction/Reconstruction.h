@@ -30,12 +30,12 @@ struct Parameters {
   std::optional<int> iterations;
   std::optional<float> relativeResidue;
   std::optional<float> registrationError;
-  RegistrationMethod registration = RegistrationMethod::corners;
+  std::optional<RegistrationMethod> registration;
   bool counts = false;  ///< frames hold raw sensor values, not temperatures
 
   /// Whether the C interface has a way to set all that is set.
   bool fitCInterface() const {
-    return engine == Engine::production && registration == RegistrationMethod::corners && !psfSigma &&
+    return engine == Engine::production && registration != RegistrationMethod::phase && !psfSigma &&
            !weightTV && !iterations && !relativeResidue && !registrationError && !counts;
   }
 

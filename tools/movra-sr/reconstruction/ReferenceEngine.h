@@ -3,6 +3,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
+#include "movra/Exception.h"
 #include "vision/superresolution/reference/SuperResolution.h"
 
 namespace movra::tool {
@@ -22,9 +23,12 @@ class ReferenceEngine : public vision::SuperResolution {
     return SuperResolution::addFrame(dense.ptr<float>());
   }
 
+  /// With frames in the window, the registration fails for one reason, which the others throw.
   float computeSR(cv::Mat_<float>& out) {
     out.create(imageSize);
-    return SuperResolution::computeSR(out.ptr<float>());
+    const float status = SuperResolution::computeSR(out.ptr<float>());
+    if (status == registrationFailed) MOVRA_THROW("Too large displacement");
+    return status;
   }
 
   void getCompleteShifts(std::vector<cv::Point2f>& out) const {

@@ -37,7 +37,8 @@ void checkValues(const Frame& frame, bool counts) {
     high = std::max(high, value);
   }
   if (finite == 0) refuse(frame, "holds no finite value; leave this frame out or record it again");
-  if (static_cast<double>(finite - usable) > tolerableShare * static_cast<double>(frame.pixels.total()))
+  if (usable == 0 ||
+      static_cast<double>(finite - usable) > tolerableShare * static_cast<double>(frame.pixels.total()))
     refuse(frame,
            counts ? "has values outside -32768 .. 32767; bring them into this range with --gain and --offset"
                   : "has values outside -274 .. 5000, no temperatures; turn counts into temperatures with "

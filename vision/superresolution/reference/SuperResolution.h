@@ -101,7 +101,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
 
   /// Reconstructs the high-resolution image from the frames held.
   /// @tparam T  float or short
-  /// @param out the image as saveFrame gives it; not written when the result is -998 or below -6
+  /// @param out the image as saveFrame gives it; written when the result is positive, -3 or -6
   /// @return the quality, 0.75 (no pixel covered by any frame) to 2 (at factor 2: every pixel covered by five frames); or
   ///         -998 when no frame is held or a shift is not within half the height, -6 when a frame lies further than a
   ///         tenth of the height from the reference, -3 when at least half of a frame's pixels are masked out (-6 wins;
