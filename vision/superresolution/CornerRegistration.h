@@ -24,6 +24,9 @@ class FineRegistration;
 /// Frames are `height` rows of `width` floats, row-major. A shift is the position in the frame less the position in
 /// the reference, in low-resolution pixels, x to the right, y downward. The object keeps blurred copies and 8-bit
 /// pyramids of the last `numFrames` frames, never the caller's arrays; one thread at a time.
+///
+/// The mapping to 8 bits lives as long as the object and is renewed only by a frame that exceeds it. After a frame of a
+/// far larger range, all later ones may be too flat to be tracked; a new object tracks them.
 template <class Mask>
 class MOVRA_SUPERRESOLUTION_API CornerRegistration {
  public:

@@ -90,6 +90,9 @@ MOVRA_SUPERRESOLUTION_API int SuperResolution_release(int context);
 /// Not every outcome of a reconstruction shows in the result: when a frame lies further from the reference than a
 /// tenth of the height the image is made all the same, and when there is nothing to register the frames by it stays
 /// as it was. Both give 0, -2 or -4; the engine itself tells them apart (SrFloat.h, computeSR).
+///
+/// After a frame with values hundreds of degrees off the others', the context may find nothing to register later frames
+/// by, so that the image stays as it was: release it and make a new one.
 /// @param image the frame, height x width floats; only read
 /// @return the first that applies:
 ///   - -999 "Context invalid."
