@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <random>
@@ -10,10 +9,8 @@
 
 #include "movra/Exception.h"
 #include "vision/superresolution/DSP_Convolution.h"
-#include "vision/superresolution/reference/SuperResolutionConvolution.h"
 
 using movra::vision::DSP_Convolution;
-using movra::vision::SuperResolutionConvolution;
 
 namespace {
 
@@ -58,8 +55,8 @@ struct Case {
     operators.validCorrToSparse(hr.data(), psfX.data(), psfY.data(), out.data());
     return out;
   }
-  std::vector<T> transposed(T unwrittenValue = unwritten) {
-    std::vector<T> out(at(outHeight, 0, outWidth), unwrittenValue);
+  std::vector<T> transposed() {
+    std::vector<T> out(at(outHeight, 0, outWidth), unwritten);
     operators.fullConvFromSparse(image.data(), psfX.data(), psfY.data(), mask.data(), out.data());
     return out;
   }
@@ -162,52 +159,10 @@ TYPED_TEST(DspConvolution, RunsWrapFirstAndShiftAfter) {
   };
   EXPECT_EQ(run(100, 100, 3, 2), std::vector<T>(3, narrow ? 24464 >> 2 : 22500));  // 90000 - 65536 = 24464
   EXPECT_EQ(run(100, 50, 3, 3), std::vector<T>(3, narrow ? -20536 >> 3 : 5625));   // 45000 - 65536 = -20536
-  EXPECT_EQ(run(-1, 3, 3, 31), std::vector<T>(3, -1));
   EXPECT_EQ(run(-1, 3, 3, 1000), std::vector<T>(3, -1));
   EXPECT_EQ(run(-1, 3, 3, -5), std::vector<T>(3, -27));
   EXPECT_EQ(run(1, 1, 1, 0), (std::vector<T>{9, 77, 77}));
-  EXPECT_EQ(run(1, 1, 0, 0), std::vector<T>(3, 77));
   EXPECT_EQ(run(1, 1, -32768, 0), std::vector<T>(3, 77));
-}
-
-TYPED_TEST(DspConvolution, QuantisationStaysWithinItsBound) {
-  using T = TypeParam;
-  constexpr double largest = 16383;  // 14-bit counts
-  constexpr double scale = sizeof(T) == 2 ? 32767 : 32768;
-  const std::vector<float> tapsX{0.0f, 0.063f, 0.314f, 0.41f, 0.186f, 0.027f};  // moved by part of a pixel
-  const std::vector<float> tapsY{0.045f, 0.25f, 0.41f, 0.25f, 0.045f, 0.0f};
-  Case<T> c{96, 64, 6, 6, 2.0f};
-  for (std::size_t k = 0; k < 6; ++k) {
-    c.psfX[k] = static_cast<T>(std::lround(double{tapsX[k]} * scale));
-    c.psfY[k] = static_cast<T>(std::lround(double{tapsY[k]} * scale));
-  }
-  std::uniform_real_distribution<double> detail(0, 2000);
-  for (std::vector<T>* data : {&c.hr, &c.image})
-    for (std::size_t i = 0; i < data->size(); ++i)
-      (*data)[i] = static_cast<T>(8000 + 6000 * std::sin(0.013 * static_cast<double>(i)) + detail(c.random));
-
-  std::vector<float> x = tapsX, y = tapsY, hr(c.hr.begin(), c.hr.end()),
-                     image(c.image.begin(), c.image.end());
-  SuperResolutionConvolution floats(c.hrWidth, c.hrHeight, 6, 6, 2.0f);
-  const auto largestError = [](const std::vector<T>& fixed, const std::vector<float>& exact) {
-    double error = 0;
-    for (std::size_t i = 0; i < fixed.size(); ++i)
-      error = std::max(error, std::abs(fixed[i] - double{exact[i]}));
-    return error;
-  };
-
-  // Imaging: per pass five taps, each half a unit wrong, and five quotients, each cut by less than 1.
-  std::vector<float> imaged(image.size());
-  floats.validCorrToSparse(hr.data(), x.data(), y.data(), imaged.data());
-  const double perPass = 5 * (1 + 0.5 * largest / scale);
-  EXPECT_LT(largestError(c.imaged(static_cast<T>(scale)), imaged), 2 * perPass);
-
-  // Transpose: nine weights, each less than 1.5 units wrong, and the shift. 16-bit sums cannot hold it.
-  if (sizeof(T) > 2) {
-    std::vector<float> transposed(hr.size());
-    floats.fullConvFromSparse(image.data(), x.data(), y.data(), c.mask.data(), transposed.data());
-    EXPECT_LT(largestError(c.transposed(0), transposed), 9 * 1.5 * largest / scale + 1);
-  }
 }
 
 TYPED_TEST(DspConvolution, BadSizesFactorsAndScalesAreRefused) {

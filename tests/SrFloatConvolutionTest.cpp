@@ -2,19 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cmath>
 #include <string>
-#include <vector>
 
+#include "tests/support/Checks.h"
 #include "tests/support/InstructionSetGuard.h"
 #include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/reference/SuperResolutionConvolution.h"
 
-using movra::test::Image;
-using movra::test::Mask;
-using movra::test::onEveryInstructionSet;
-using movra::test::randomImage;
+using namespace movra::test;
 using movra::vision::SrFloatConvolution;
 using movra::vision::SuperResolutionConvolution;
 
@@ -54,12 +49,6 @@ const std::vector<Image> kernels{{0.04f, 0.31f, 0.43f, 0.2f, 0.02f, 0},
                                  {0, 0.01f, 0.19f, 0.43f, 0.32f, 0.05f},
                                  {0.16f, 0.85f, 0.43f, -0.29f, -0.15f, 0}};
 
-double innerProduct(const Image& a, const Image& b) {
-  double sum = 0;
-  for (std::size_t i = 0; i < a.size(); ++i) sum += double{a[i]} * double{b[i]};
-  return sum;
-}
-
 }  // namespace
 
 TEST(SrFloatConvolution, OperatorsEqualThePlainLoopsAtEverySizeAndInstructionSet) {
@@ -72,38 +61,14 @@ TEST(SrFloatConvolution, OperatorsEqualThePlainLoopsAtEverySizeAndInstructionSet
         c.psfY = kernels[static_cast<std::size_t>(width / 4 + height) % 4];
         const char weights[] = {1, 0, 1, 3, -1, -128, 127};
         for (std::size_t i = 0; i < c.mask.size(); ++i) c.mask[i] = weights[i % 7];
-        ASSERT_EQ(c.transposed(c.operators), c.transposed(c.plainLoops)) << c.name();
-        ASSERT_EQ(c.imaged(c.operators), c.imaged(c.plainLoops)) << c.name();
+        if (width % 5 == 0) c.hr.assign(c.hr.size(), -0.0f);  // from which zeros come out positive
+        ASSERT_TRUE(sameBits(c.transposed(c.operators), c.transposed(c.plainLoops))) << c.name();
+        ASSERT_TRUE(sameBits(c.imaged(c.operators), c.imaged(c.plainLoops))) << c.name();
         // Nothing of the call before is left in the scratch memory.
-        ASSERT_EQ(c.transposed(c.operators), c.transposed(c.plainLoops)) << c.name() << " again";
+        ASSERT_TRUE(sameBits(c.transposed(c.operators), c.transposed(c.plainLoops))) << c.name() << " again";
       }
     }
   });
-}
-
-TEST(SrFloatConvolution, TheTransposeIsAdjointToTheImagingModel) {
-  for (const Image& psfX : kernels) {
-    for (const Image& psfY : kernels) {
-      Case c{17, 11};
-      c.psfX = psfX;
-      c.psfY = psfY;
-      EXPECT_NEAR(innerProduct(c.imaged(c.operators), c.sample),
-                  innerProduct(c.hr, c.transposed(c.operators)), 1e-4);
-    }
-  }
-}
-
-TEST(SrFloatConvolution, ZerosComeOutPositive) {
-  Case c{5, 4};
-  c.psfX = c.psfY = {0, -0.5f, 1, 1, -0.5f, 0};
-  std::fill(c.mask.begin(), c.mask.end(), char{0});
-  std::fill(c.hr.begin(), c.hr.end(), -0.0f);
-  for (const Image& image : {c.transposed(c.operators), c.imaged(c.operators)}) {
-    for (const float value : image) {
-      EXPECT_EQ(value, 0.0f);
-      EXPECT_FALSE(std::signbit(value));
-    }
-  }
 }
 
 TEST(SrFloatConvolution, OtherFactorsKeepTheRowStrideOfTwo) {
@@ -149,16 +114,15 @@ TEST(SrFloatConvolution, BoxFilterEqualsThePlainLoopsAtEverySizeAndInstructionSe
           plainLoops.sameConvOnes(in.data(), radius, expected.data());
           cv::Mat_<float> input(height, width, in.data()), out;
           SrFloatConvolution::blurImageMeanFilter(input, radius, out);
-          ASSERT_EQ(Image(out.begin(), out.end()), expected)
-              << width << 'x' << height << " radius " << radius;
+          SCOPED_TRACE(testing::Message() << width << 'x' << height << " radius " << radius);
+          ASSERT_EQ(Image(out.begin(), out.end()), expected);
 
           // Parts of larger images, and in place.
           cv::Mat_<float> frame(height + 2, width + 3, sentinel);
           cv::Mat_<float> part = frame(cv::Rect(1, 1, width, height));
           input.copyTo(part);
           SrFloatConvolution::blurImageMeanFilter(part, radius, part);
-          ASSERT_EQ(Image(part.begin(), part.end()), expected)
-              << width << 'x' << height << " radius " << radius;
+          ASSERT_EQ(Image(part.begin(), part.end()), expected);
           ASSERT_EQ(frame(0, 0), sentinel);
         }
       }

@@ -3,21 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
-#include <string>
+#include <tuple>
 
-#include "movra/Exception.h"
+#include "tests/support/Checks.h"
 #include "tests/support/FlushedSubnormals.h"
 #include "tests/support/InstructionSetGuard.h"
 #include "vision/superresolution/detail/ValueKey.h"
 
+using namespace movra::test;
 using namespace movra::vision;
 using detail::bitsOf;
 
 namespace {
 
-constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
-constexpr float infinity = std::numeric_limits<float>::infinity();
 using Shifts = std::vector<cv::Point_<float>>;
 using Frames = std::vector<cv::Mat_<float>>;
 
@@ -46,8 +44,7 @@ cv::Mat_<float> highResolutionImage() {
 }
 
 bool sameBits(const cv::Mat_<float>& a, const cv::Mat_<float>& b) {
-  const auto equal = [](float u, float v) { return bitsOf(u) == bitsOf(v); };
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), equal);
+  return movra::test::sameBits({a.begin(), a.end()}, {b.begin(), b.end()});
 }
 
 /// The defect maps held, seen through the flag at a pixel's place in an image masked with them.
@@ -55,16 +52,6 @@ std::uint32_t flagAfterMasking(SuperResolutionBadPixelHandling& handling, int ro
   cv::Mat_<float> hr = highResolutionImage();
   handling.maskBadPixel(hr, Shifts(1));
   return bitsOf(hr(2 * row, 2 * column));
-}
-
-template <class Call>
-movra::Exception exceptionOf(Call call) {
-  try {
-    call();
-  } catch (const movra::Exception& exception) {
-    return exception;
-  }
-  return {"nothing thrown", ""};
 }
 
 /// Minimum and maximum as a plain scan finds them.
@@ -100,17 +87,18 @@ TEST(SuperResolutionBadPixelHandling, MinimumAndMaximumEqualAPlainScanOnEveryIns
       cv::Mat_<float> whole(5, width + 3);
       for (float& v : whole) v = palette[random.uniform(first, 17)];
       const cv::Mat_<float> view = whole(cv::Rect(1, 0, width, 5));
+      SCOPED_TRACE(width);
       const Extremes expected = plainExtremes(view, -274, 5000);
       cv::Point minLoc{-1, -1}, maxLoc{-1, -1};
       for (const bool located : {false, true}) {
         float minimum, maximum;
         handling.getMinMaxVal(view, minimum, maximum, located ? &minLoc : nullptr,
                               located ? &maxLoc : nullptr);
-        EXPECT_EQ(bitsOf(minimum), bitsOf(expected.minimum)) << "width " << width;
-        EXPECT_EQ(bitsOf(maximum), bitsOf(expected.maximum)) << "width " << width;
+        EXPECT_EQ(bitsOf(minimum), bitsOf(expected.minimum));
+        EXPECT_EQ(bitsOf(maximum), bitsOf(expected.maximum));
       }
-      EXPECT_EQ(minLoc, expected.minLoc) << "width " << width;
-      EXPECT_EQ(maxLoc, expected.maxLoc) << "width " << width;
+      EXPECT_EQ(minLoc, expected.minLoc);
+      EXPECT_EQ(maxLoc, expected.maxLoc);
     }
   });
 }
@@ -127,9 +115,7 @@ TEST(SuperResolutionBadPixelHandling, ADefectBecomesTheMeanOfItsNeighboursOrAFal
   } cases[] = {
       {"131 is no flag", false, flagged(131), 2, 3, flagged(131), 0, bitsOf(1)},
       {"interior NaN", false, notANumber, 2, 3, 43, 0, 132},
-      {"interior infinity", false, -infinity, 2, 3, 43, 0, 132},
       {"invalid flag", false, flagged(132), 2, 3, 43, 0, 132},
-      {"other invalid flag", false, flagged(133), 2, 3, 43, 0, 132},
       {"too warm", false, 6000, 2, 3, 43, 0, 132},
       {"6000 counts are good", true, 6000, 2, 3, 6000, 0, bitsOf(1)},
       {"too many counts", true, 40000, 2, 3, 43, 0, 132},
@@ -179,9 +165,9 @@ TEST(SuperResolutionBadPixelHandling, AHostThatFlushesSubnormalsLosesNoFlag) {
 }
 
 TEST(SuperResolutionBadPixelHandling, ElevenUnreplaceablePixelsAreTooManyAndStillLeaveADefectMap) {
+  // 6000 keeps every mean from being usable, itself replaced by the maximum.
   const auto checkerboard = [](int defects) {
-    cv::Mat_<float> frame(6, 7,
-                          6000.0F);  // keeps every mean from being usable, itself replaced by the maximum
+    cv::Mat_<float> frame(6, 7, 6000.0F);
     for (int i = 0; i < 42; i += 2) frame(i / 7, i % 7) = i < 2 * defects ? notANumber : 20;
     return frame;
   };
@@ -189,13 +175,8 @@ TEST(SuperResolutionBadPixelHandling, ElevenUnreplaceablePixelsAreTooManyAndStil
   cv::Mat_<float> frame = checkerboard(10);
   EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), -2);
   frame = checkerboard(11);
-  const movra::Exception exception = exceptionOf([&] { handling.detectAndReplaceBadPixel(frame); });
-  EXPECT_STREQ(exception.what(), "Too many defect pixels. No processing possible.");
-  const std::string& place = exception.location();
-  const std::string file = "vision/superresolution/SuperResolutionBadPixelHandling.cpp: ";
-  const std::string function = ": detectAndReplaceBadPixel(..)\n";
-  EXPECT_NE(place.find(file), std::string::npos) << place;
-  EXPECT_EQ(place.find(function), place.size() - function.size()) << place;
+  EXPECT_EQ(textThrownBy([&] { handling.detectAndReplaceBadPixel(frame); }),
+            "exception: Too many defect pixels. No processing possible.");
   EXPECT_EQ(cv::countNonZero(frame != frame), 0);
   cv::Mat_<float> hr = highResolutionImage();
   EXPECT_NO_THROW(handling.maskBadPixel(hr, Shifts(2)));
@@ -205,28 +186,23 @@ TEST(SuperResolutionBadPixelHandling, TheHistoryHoldsTheMapsOfTheLastFrames) {
   SuperResolutionBadPixelHandling handling(3);
   cv::Mat_<float> hr = highResolutionImage();
   const auto replace = [&] { handling.replaceMaskedPixel(hr, {}, {}); };
-  EXPECT_STREQ(exceptionOf(replace).what(), "bad pixel masks not initalized");
-  const auto load = [&](float value, int row, int column) {
-    cv::Mat_<float> frame = frameWith(value, row, column);
+  EXPECT_EQ(textThrownBy(replace), "exception: bad pixel masks not initalized");
+  for (const auto& [flag, row, column] : {std::tuple(129, 0, 0), {130, 2, 3}, {129, 2, 3}, {132, 5, 6}}) {
+    cv::Mat_<float> frame = frameWith(flagged(static_cast<unsigned>(flag)), row, column);
     handling.detectAndReplaceBadPixel(frame);
-  };
-  load(flagged(129), 0, 0);
-  load(flagged(130), 2, 3);
-  load(flagged(129), 2, 3);
-  load(flagged(132), 5, 6);  // drops the first
+  }
   handling.maskBadPixel(hr, Shifts(3));
-  EXPECT_EQ(hr(0, 0), 1.0F);
+  EXPECT_EQ(hr(0, 0), 1.0F);          // the first map was dropped
   EXPECT_EQ(bitsOf(hr(4, 6)), 129U);  // of the later frame
   EXPECT_EQ(bitsOf(hr(10, 12)), 132U);
-  EXPECT_STREQ(exceptionOf([&] { handling.maskBadPixel(hr, Shifts(4)); }).what(),
-               "maskBadPixel(): number of shifts ist not equal to number of defectMaps");
+  EXPECT_EQ(textThrownBy([&] { handling.maskBadPixel(hr, Shifts(4)); }),
+            "exception: maskBadPixel(): number of shifts ist not equal to number of defectMaps");
   handling.clearDefectMaps();
   EXPECT_NO_THROW(handling.maskBadPixel(hr, {}));
-  EXPECT_STREQ(exceptionOf(replace).what(), "bad pixel masks not initalized");
+  EXPECT_EQ(textThrownBy(replace), "exception: bad pixel masks not initalized");
 }
 
 TEST(SuperResolutionBadPixelHandling, ABlockIsFlaggedAroundTheDefect) {
-  const float huge = std::numeric_limits<float>::max();
   const struct {
     cv::Point2f shift;
     cv::Rect block;  // what is flagged; the defect is at column 6, row 5
@@ -238,11 +214,9 @@ TEST(SuperResolutionBadPixelHandling, ABlockIsFlaggedAroundTheDefect) {
       {{-2.5F, 2}, {}},              // beyond the last that does
       {{2, -1}, {}},                 // below the bottom edge: nothing, though its block reaches in
       {{6.01F, 5}, {}},              // left of the image: nothing
-      {{huge, 0}, {}},
-      {{-huge, 0}, {}},
+      {{-infinity, 0}, {}},
       {{notANumber, 0}, {}},
       {{0, notANumber}, {}},
-      {{-infinity, -infinity}, {}},
   };
   for (const auto& c : cases) {
     SuperResolutionBadPixelHandling handling(1);
@@ -274,7 +248,6 @@ TEST(SuperResolutionBadPixelHandling, AMaskedPixelBecomesTheMeanOfTheGoodSamples
     float expected;
   } cases[] = {
       {"over-range", 129, 3, 3, none, both, mean},
-      {"under-range", 130, 3, 3, none, both, mean},
       {"invalid", 132, 3, 3, none, both, mean},
       {"not a mask", 133, 3, 3, none, both, flagged(133)},
       {"the first frame is defective there", 129, 5, 7, none, both, second(2, 3)},
@@ -295,21 +268,16 @@ TEST(SuperResolutionBadPixelHandling, AMaskedPixelBecomesTheMeanOfTheGoodSamples
 }
 
 TEST(SuperResolutionBadPixelHandling, EmptyFramesViewsAndNoHistoryWork) {
-  SuperResolutionBadPixelHandling handling(2);
-  cv::Mat_<float> empty;
+  SuperResolutionBadPixelHandling handling(2), none(0);
+  cv::Mat_<float> empty, hr = highResolutionImage(), whole(10, 11, 7.0F);
   EXPECT_EQ(handling.detectAndReplaceBadPixel(empty), 0);
-  cv::Mat_<float> whole(10, 11, 7.0F);
   cv::Mat_<float> view = whole(cv::Rect(2, 1, 7, 6));
   frameWith(notANumber, 2, 3).copyTo(view);
   EXPECT_EQ(handling.detectAndReplaceBadPixel(view), 0);
   EXPECT_EQ(whole(3, 5), 43.0F);
-  cv::Mat_<float> hr = highResolutionImage();
   handling.maskBadPixel(hr, Shifts(2));
-  EXPECT_EQ(bitsOf(hr(4, 6)), 132U);
   handling.replaceMaskedPixel(hr, Shifts(2), {empty, view});
   EXPECT_EQ(bitsOf(hr(4, 6)), 132U) << "the first map gives the bounds, and it is empty";
-
-  SuperResolutionBadPixelHandling none(0);
   EXPECT_EQ(none.detectAndReplaceBadPixel(view), 0);
   EXPECT_NO_THROW(none.maskBadPixel(hr, {}));
 }

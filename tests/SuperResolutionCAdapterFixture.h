@@ -2,37 +2,28 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <iostream>
-#include <limits>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/Checks.h"
+#include "tests/support/SilentConsole.h"
 #include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
 // What the tests of the C interface share: frames of a known scene, and a fixture.
 
-using movra::test::Image;
+using namespace movra::test;
 
 inline constexpr int width = 48;
 inline constexpr int height = 40;
 inline constexpr float defaultSigma = 0.683F;
-inline constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
-inline constexpr float infinity = std::numeric_limits<float>::infinity();
 
 inline float asFloat(std::uint32_t bits) {
   float value;
   std::memcpy(&value, &bits, sizeof value);
   return value;
-}
-
-inline bool sameBits(const Image& a, const Image& b) {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
 struct Size {
@@ -42,34 +33,22 @@ struct Size {
 
 /// `count` frames of the synthetic scene, at most seven, each at another place; the second lies still.
 inline std::vector<Image> makeFrames(int count = 5, Size size = {width, height}) {
-  movra::test::BurstRecipe recipe{size.width, size.height};
-  recipe.shifts.insert(recipe.shifts.end(), {{0.23F, -0.48F}, {-0.12F, 0.29F}});
-  recipe.shifts.resize(static_cast<std::size_t>(count));
-  return movra::test::makeBurst(recipe).frames;
+  std::vector<Shift> shifts = smallShifts;
+  shifts.insert(shifts.end(), {{0.23F, -0.48F}, {-0.12F, 0.29F}});
+  shifts.resize(static_cast<std::size_t>(count));
+  return makeBurst({size.width, size.height, shifts}).frames;
 }
 
 /// One frame, displaced.
-inline Image makeFrame(movra::test::Shift shift, Size size = {width, height}) {
-  movra::test::BurstRecipe recipe{size.width, size.height};
-  recipe.shifts = {shift};
-  return movra::test::makeBurst(recipe).frames[0];
+inline Image makeFrame(Shift shift, Size size = {width, height}) {
+  return makeBurst({size.width, size.height, {shift}}).frames[0];
 }
 
 /// More than the error, in kelvin, of the image from makeFrames(), and less than that of a misplaced one.
 inline constexpr double goodError = 0.35;
 
-/// Root of the mean squared difference between a result and the scene, away from the borders.
 inline double errorOf(const Image& image) {
-  static const Image truth = movra::test::makeBurst({width, height}).truth;
-  double sum = 0;
-  int count = 0;
-  for (int y = 8; y < 2 * height - 8; ++y) {
-    for (int x = 8; x < 2 * width - 8; ++x, ++count) {
-      const auto i = static_cast<std::size_t>(y * 2 * width + x);
-      sum += std::pow(static_cast<double>(image[i]) - static_cast<double>(truth[i]), 2);
-    }
-  }
-  return std::sqrt(sum / count);
+  return distance(image, makeBurst({width, height}).truth, 2 * width, 8);
 }
 
 inline std::size_t at(int x, int y) {
@@ -99,9 +78,7 @@ inline const std::string markedText = "Size of expected Ir images unknown";
 /// Keeps the engine's report off the test's output, and the registry empty between tests.
 class SuperResolutionCAdapterTest : public testing::Test {
  protected:
-  SuperResolutionCAdapterTest() : console(std::cout.rdbuf(report.rdbuf())) {}
   ~SuperResolutionCAdapterTest() override {
-    std::cout.rdbuf(console);
     for (const int context : opened)
       if (SuperResolution_isContextValid(context)) SuperResolution_release(context);
   }
@@ -127,7 +104,6 @@ class SuperResolutionCAdapterTest : public testing::Test {
     return image;
   }
 
-  std::ostringstream report;
-  std::streambuf* console;
+  const SilentConsole console;
   std::vector<int> opened;
 };

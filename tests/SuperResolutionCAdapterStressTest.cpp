@@ -1,4 +1,4 @@
-// The C interface under failing allocations and random calls, through the shared library.
+// The C interface under failing allocations, through the shared library.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -7,10 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <limits>
 #include <new>
 #include <opencv2/core.hpp>
-#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -137,138 +135,6 @@ TEST_F(SuperResolutionCAdapterStressTest, EveryFailedAllocationIsReportedAndSurv
     EXPECT_EQ(lastError(), text) << "though it is another function";
     EXPECT_EQ(columns, 2 * width);
     EXPECT_EQ(rows, 2 * height);
-  }
-}
-
-/// What a slot of the registry should be like.
-struct Expected {
-  bool valid = false;
-  Size size{0, 0};
-  int count = 0;
-};
-
-TEST_F(SuperResolutionCAdapterStressTest, RandomCallsGiveWhatTheModelSays) {
-  constexpr Size sizes[] = {{24, 20}, {17, 23}, {0, 9}};
-  std::mt19937 random(20240611);
-  const auto pick = [&](int count) { return static_cast<int>(random() % static_cast<unsigned>(count)); };
-  const auto randomFrame = [&](Size size) {
-    Image frame =
-        makeFrame({static_cast<float>(pick(100)) / 80.0F, static_cast<float>(pick(100)) / 80.0F}, size);
-    const float odd[] = {
-        notANumber,   infinity,     -infinity,    6000.0F,      asFloat(129),
-        asFloat(130), asFloat(131), asFloat(132), asFloat(133), std::numeric_limits<float>::max()};
-    const int spoiled = pick(4) == 0 && !frame.empty() ? pick(30) : 0;
-    for (int i = 0; i < spoiled; ++i)
-      frame[static_cast<std::size_t>(pick(static_cast<int>(frame.size())))] = odd[pick(10)];
-    if (pick(12) == 0) std::fill(frame.begin(), frame.end(), odd[pick(10)]);
-    frame.push_back(0);  // never empty
-    return frame;
-  };
-
-  std::vector<Expected> slots;
-  const auto expectInvalid = [](int code) {
-    EXPECT_EQ(code, -999);
-    EXPECT_EQ(lastError(), "Context invalid.");
-  };
-  for (int call = 0; call < 6000 && !HasFailure(); ++call) {
-    const int context = pick(6) - 1;
-    const bool valid = context >= 0 && static_cast<std::size_t>(context) < slots.size() &&
-                       slots[static_cast<std::size_t>(context)].valid;
-    ASSERT_EQ(SuperResolution_isContextValid(context), valid);
-    Expected none;
-    Expected& slot = valid ? slots[static_cast<std::size_t>(context)] : none;
-    switch (pick(16)) {
-      case 0: {
-        const auto free =
-            std::find_if(slots.begin(), slots.end(), [](const Expected& s) { return !s.valid; });
-        const auto index = free - slots.begin();
-        if (index == 5) break;
-        const Size size = sizes[pick(3)];
-        ASSERT_EQ(open(size), index);
-        if (free == slots.end()) slots.emplace_back();
-        slots[static_cast<std::size_t>(index)] = {true, size, 0};
-        break;
-      }
-      case 1:
-        if (!valid)
-          expectInvalid(SuperResolution_release(context));
-        else
-          EXPECT_EQ(SuperResolution_release(context), 0);
-        slot.valid = false;
-        break;
-      case 2: {
-        int columns = -7;
-        int rows = -7;
-        const int code = SuperResolution_queryOutputImageSize(context, pick(4) ? &columns : nullptr, &rows);
-        if (!valid) {
-          expectInvalid(code);
-          EXPECT_EQ(rows, -7);
-        } else {
-          EXPECT_TRUE(slot.count >= 5 ? code == 0 : code == -5 || code == -999) << code;
-          EXPECT_EQ(rows, 2 * slot.size.height);
-          EXPECT_TRUE(columns == -7 || columns == 2 * slot.size.width);
-        }
-        break;
-      }
-      case 3: {
-        const auto pixels = static_cast<std::size_t>(4 * slot.size.width * slot.size.height);
-        Image image(pixels + 1, 123.0F);
-        const bool null = pick(6) == 0;
-        const int code = SuperResolution_getSuperresolutionImage(context, null ? nullptr : image.data());
-        if (!valid) {
-          expectInvalid(code);
-        } else if (null || pixels == 0) {
-          EXPECT_EQ(code, -999);
-          EXPECT_EQ(lastError(), "Memcpy called on nullptr!!!!");
-        } else {
-          EXPECT_EQ(code, slot.count >= 5 ? 0 : -5);
-        }
-        EXPECT_EQ(image[pixels], 123.0F);
-        break;
-      }
-      case 4:
-        if (!valid)
-          expectInvalid(SuperResolution_setReferenceFrame(context, 2));
-        else if (pick(2))
-          EXPECT_EQ(SuperResolution_setReferenceFrame(context, pick(5)), 0);
-        else
-          EXPECT_THROW(SuperResolution_setReferenceFrame(context, 5 + pick(3)), const char*);
-        break;
-      case 5: {
-        const char* descriptions[] = {"m01 FOV 3", "m05 FOV 3", "m07 FOV 30", "", "FOV"};
-        EXPECT_EQ(SuperResolution_setCameraAndLensType(context, descriptions[pick(5)]), 0);
-        break;
-      }
-      case 6: {
-        char text[20];
-        EXPECT_EQ(SuperResolution_getErrorMessage(pick(3) ? text : nullptr, pick(30) - 9), 0);
-        break;
-      }
-      default: {
-        const Image frame = randomFrame(slot.size);
-        const bool null = pick(20) == 0;
-        const int code = SuperResolution_addImage(context, null ? nullptr : frame.data());
-        if (!valid) {
-          expectInvalid(code);
-        } else if (slot.size.width == 0) {
-          EXPECT_EQ(code, -999);
-          EXPECT_EQ(lastError(), markedText);
-        } else if (null) {
-          EXPECT_EQ(code, -999);
-          EXPECT_EQ(lastError(), "ir image data pointer is NULL");
-        } else if (code == -999) {
-          // Too many defects: not counted. Exceptions of the reconstruction: counted.
-          if (lastError() != "Too many defect pixels. No processing possible.") {
-            EXPECT_GE(++slot.count, 5);
-            EXPECT_EQ(lastError(), "Too large displacement");
-          }
-        } else {
-          ++slot.count;
-          EXPECT_TRUE(code == 0 || code == -2 || code == -4 || (code == -3 && slot.count >= 5)) << code;
-          EXPECT_TRUE(code != -4 || lastError() == "  image has not enough structure");
-        }
-      }
-    }
   }
 }
 

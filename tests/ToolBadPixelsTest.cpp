@@ -40,10 +40,10 @@ class ToolBadPixels : public ToolFolder {
     return {code, testing::internal::GetCapturedStdout() + message};
   }
 
-  std::string failureOfReading(const std::string& bytes) const {
-    writeAll(at("list.csv"), bytes);
+  template <class Work>
+  static std::string failureOf(Work work) {
     try {
-      readBadPixels(at("list.csv"));
+      work();
     } catch (const Failure& failure) {
       EXPECT_EQ(failure.code, ExitCode::badInput);
       return failure.what();
@@ -102,7 +102,8 @@ TEST_F(ToolBadPixels, AFileThatIsNoListIsRefusedByLine) {
       {header + row + "64,2\n", "line 2: the pixel lies outside"},
   };
   for (const auto& [bytes, message] : cases) {
-    const std::string failure = failureOfReading(bytes);
+    writeAll(at("list.csv"), bytes);
+    const std::string failure = failureOf([&] { readBadPixels(at("list.csv")); });
     EXPECT_NE(failure.find(message), std::string::npos) << failure;
     EXPECT_NE(failure.find("list.csv"), std::string::npos) << failure;
   }
@@ -125,15 +126,11 @@ TEST_F(ToolBadPixels, MarkedPixelsHoldTheInvalidFlagAndListsOfOtherSensorsAreRef
     std::memcpy(&bits, &frame.pixels(pixel), sizeof bits);
     EXPECT_EQ(bits, 132U);
   }
-  const auto refusal = [&](cv::Size listSize, int width, int height) -> std::string {
-    Frame other = frameOf(width, height);
-    try {
+  const auto refusal = [&](cv::Size listSize, int width, int height) {
+    return failureOf([&] {
+      Frame other = frameOf(width, height);
       markBadPixels({list, listSize, "list.csv"}, other);
-    } catch (const Failure& failure) {
-      EXPECT_EQ(failure.code, ExitCode::badInput);
-      return failure.what();
-    }
-    return "nothing thrown";
+    });
   };
   EXPECT_EQ(refusal({6, 4}, 7, 4),
             "list.csv: is for frames of 6x4, but frame.tiff is 7x4; use the list of this camera");

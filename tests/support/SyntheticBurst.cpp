@@ -1,6 +1,7 @@
 #include "tests/support/SyntheticBurst.h"
 
 #include <cmath>
+#include <opencv2/imgproc.hpp>
 #include <random>
 #include <utility>
 
@@ -87,28 +88,12 @@ Image cropped(const Image& padded, int width, int height) {
   return image;
 }
 
-template <class T>
-std::vector<T*> pointers(std::vector<std::vector<T>>& images) {
-  std::vector<T*> result;
-  for (std::vector<T>& image : images) {
-    result.push_back(image.data());
-  }
-  return result;
-}
-
 }  // namespace
 
 double sceneTemperature(double x, double y) {
   const double slow = 3 * wave(x / 97 + y / 211) + 2 * wave(y / 71 - x / 173);
   const double fine = wave(x / 5.3 + y / 9.1) * wave(y / 4.7 - x / 11.3);
   return 300 + slow + blobs(x, y) + fine;
-}
-
-std::vector<float*> SyntheticBurst::framePointers() {
-  return pointers(frames);
-}
-std::vector<char*> SyntheticBurst::maskPointers() {
-  return pointers(masks);
 }
 
 SyntheticBurst makeBurst(const BurstRecipe& recipe) {
@@ -131,6 +116,26 @@ SyntheticBurst makeBurst(const BurstRecipe& recipe) {
     burst.masks.emplace_back(size, char{1});
   }
   return burst;
+}
+
+double distance(const Image& a, const Image& b, int width, int margin) {
+  const int height = static_cast<int>(a.size()) / width;
+  double sum = 0;
+  for (int y = margin; y < height - margin; ++y) {
+    for (int x = margin; x < width - margin; ++x) {
+      const auto i = static_cast<std::size_t>(y * width + x);
+      sum += std::pow(static_cast<double>(a[i]) - static_cast<double>(b[i]), 2);
+    }
+  }
+  return std::sqrt(sum / ((width - 2 * margin) * (height - 2 * margin)));
+}
+
+double gainOverBicubic(const Image& image, const SyntheticBurst& burst, std::size_t still) {
+  cv::Mat_<float> bicubic;
+  cv::resize(cv::Mat_<float>(burst.frames[still], true).reshape(1, burst.height), bicubic, {}, factor, factor,
+             cv::INTER_CUBIC);
+  const auto error = [&](const Image& of) { return distance(of, burst.truth, factor * burst.width, 8); };
+  return 20 * std::log10(error(Image(bicubic.begin(), bicubic.end())) / error(image));
 }
 
 Image randomImage(int size, float low, float high, std::uint32_t seed) {
