@@ -135,9 +135,7 @@ TEST(BadPixel, TheNeighbourSearchRefusesWhatItCannotSearch) {
   EXPECT_TRUE(list.empty());
   EXPECT_FALSE(search({10, 2}, hist.clone())) << "full before the first bin";
   EXPECT_EQ(list.rows, 2);
-  EXPECT_FALSE(search({10, 20}, hist.clone(), 0));
-  EXPECT_FALSE(search({10, 20}, hist.clone(), 2, 1));
-  EXPECT_FALSE(search({9, 20}, hist.clone()));
+  EXPECT_FALSE(search({10, 20}, hist, 0) || search({10, 20}, hist, 2, 1) || search({9, 20}, hist));
   EXPECT_FALSE(search({10, 20}, {}));
   EXPECT_EQ(list.rows, 20) << "untouched";
   cv::Mat_<int> negative = hist.clone();
@@ -195,10 +193,8 @@ TEST(BadPixel, AnyListIsSafe) {
   EXPECT_TRUE(BadPixel::calculateReplacePixels(empty, {5, 5}, 2));
   const Rows before{rowOf(65535, 65535), rowOf(5, 2), rowOf(0, 65535)};
   List outside = listOf(before);
-  EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {5, 5}, 0));
-  EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {5, 5}, 0xffffffffU));
-  EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {0, 0}, 3));
-  EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {-5, 5}, 3));
+  for (const auto& [width, radius] : {std::pair(5, 0U), std::pair(5, 0xffffffffU), std::pair(-5, 3U)})
+    EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {width, 5}, radius));
   EXPECT_FALSE(BadPixel::calculateSingleReplacePixel(outside, 1, {5, 5}, BadPixel::Query(3)));
   EXPECT_EQ(rowsOf(outside), before);
   EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {5, 5}, 2)) << "only the second is near the image";
@@ -239,8 +235,7 @@ TEST(BadPixel, AppendingRecomputesWhatBecameBad) {
   EXPECT_FALSE(BadPixel::appendBadPixel(list, floats, size, 2));
   cv::Mat none;
   EXPECT_TRUE(BadPixel::appendBadPixel(List(0, 10), none, size, 2));
-  EXPECT_EQ(none.cols, 10);
-  EXPECT_EQ(none.type(), CV_16UC1);
+  EXPECT_TRUE(none.cols == 10 && none.type() == CV_16UC1);
 }
 
 TEST(BadPixel, SquaresAreDrawnAroundTheListedPixels) {

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <limits>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "movra/Exception.h"
@@ -95,10 +94,6 @@ struct Case {
       }
     return out;
   }
-  std::string name() const {
-    return std::to_string(hrWidth) + "x" + std::to_string(hrHeight) + " psf " + std::to_string(psfWidth) +
-           "x" + std::to_string(psfHeight) + " factor " + std::to_string(factor);
-  }
 };
 
 template <typename T>
@@ -117,7 +112,8 @@ TYPED_TEST(DspConvolution, ImagingWrapsLikeTheDefinition) {
         for (const int psfHeight : {0, 1, 6}) {
           Case<T> c{hrWidth, hrHeight, 6, psfHeight, factor};
           for (const T scale : {T{1}, T{-1}, T{3}, T{-7}, T{32767}, Limits::min(), Limits::max()})
-            EXPECT_EQ(c.imaged(scale), c.imagedDirectly(scale)) << c.name() << " scale " << scale;
+            EXPECT_EQ(c.imaged(scale), c.imagedDirectly(scale))
+                << hrWidth << 'x' << hrHeight << " scale " << scale;
         }
 }
 
@@ -144,7 +140,7 @@ TYPED_TEST(DspConvolution, TransposeWrapsLikeTheDefinitionAndLeavesTheLastRowAnd
     for (const int hrHeight : {0, 2, 9, 480}) {
       Case<T> c{hrWidth, hrHeight, 6, 6, 2.0f};
       for (std::size_t i = 0; i < c.mask.size(); ++i) c.mask[i] = weights[i % 7];
-      EXPECT_TRUE(c.transposed() == c.transposedDirectly()) << c.name();
+      EXPECT_TRUE(c.transposed() == c.transposedDirectly()) << hrWidth << 'x' << hrHeight;
     }
 }
 

@@ -2,12 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 
-#include "benchmarks/straight/StraightRegistration.h"
 #include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
 #include "tests/support/SyntheticBurst.h"
 
 namespace movra::vision::detail {
@@ -18,39 +15,6 @@ using namespace movra::test;
 constexpr int width = 53;
 constexpr int height = 38;
 constexpr int pixels = width * height;
-
-TEST(FineRegistration, EqualsTheStraightLoops) {
-  const Image reference = randomImage(pixels, 20, 21, 1);
-  const Image frame = randomImage(pixels, 20, 21, 2);
-  const float regError = 1.8f / pixels;  // about the mean residual of unrelated images
-  StraightFineStep straight(width, height);
-  straight.regError = regError;
-  straight.setReference(reference.data());
-  for (const cv::Point_<int> coarse :
-       {cv::Point(0, 0), cv::Point(3, -2), cv::Point(-5, 4), cv::Point(17, 9), cv::Point(-16, -31),
-        cv::Point(0, 1), cv::Point(width - 4, 0), cv::Point(2, 4 - height)}) {
-    SCOPED_TRACE(coarse);
-    Mask expected(pixels, 0);
-    expected.front() = expected.back() = 1;  // never cleared
-    const Mask before = expected;
-    const Shift expectedShift = straight.step(reference.data(), frame.data(), coarse, expected.data());
-    const auto trusted = std::count(expected.begin(), expected.end(), 1);
-    onEveryInstructionSet([&] {
-      FineRegistration fine(width, height);
-      fine.regError = regError;
-      fine.setReference(reference.data());
-      Mask mask = before;
-      const Shift shift = fine.step(reference.data(), frame.data(), coarse, mask.data());
-      EXPECT_EQ(shift, expectedShift);
-      EXPECT_EQ(mask, expected);
-
-      std::vector<float> floatMask(before.begin(), before.end());
-      EXPECT_EQ(fine.step(reference.data(), frame.data(), coarse, floatMask.data()), shift);
-      EXPECT_TRUE(std::equal(floatMask.begin(), floatMask.end(), mask.begin()));
-    });
-    EXPECT_TRUE(coarse != cv::Point(0, 0) || (trusted > pixels / 4 && trusted < pixels * 3 / 4));
-  }
-}
 
 TEST(FineRegistration, TrustsNothingWithoutACommonFiniteImage) {
   const Image image = randomImage(pixels, 20, 21, 3);

@@ -2,44 +2,23 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <vector>
 
-#include "movra/Exception.h"
+#include "tests/support/Checks.h"
+#include "tests/support/TestFolder.h"
 
 namespace {
 
 using movra::exp::ImageIO;
 
-/// A folder of its own for each test, removed afterwards.
-class ImageIOTest : public testing::Test {
- protected:
-  ImageIOTest() { std::filesystem::remove_all(folder); }
-  ~ImageIOTest() override { std::filesystem::remove_all(folder); }
-
-  std::string read(const std::string& name) const {
-    std::ifstream file(folder / name, std::ios::binary);
-    EXPECT_TRUE(file) << name;
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
-
-  const std::filesystem::path folder =
-      std::filesystem::path(testing::TempDir()) /
-      (std::string("movra_imageio_") + testing::UnitTest::GetInstance()->current_test_info()->name());
-};
+class ImageIOTest : public TestFolder {};
 
 TEST_F(ImageIOTest, ClosedUntilOpenedAndOnlyInWriteMode) {
   ImageIO log(2);
-  EXPECT_FALSE(log.isOpen());
   EXPECT_THROW(log.write(cv::Mat_<float>(2, 2, 1.F), ""), movra::Exception);
   EXPECT_FALSE(ImageIO(1).open(folder.string()));
-  EXPECT_TRUE(log.open((folder / "made" / "here").string()));
-  EXPECT_TRUE(log.isOpen());
+  EXPECT_FALSE(log.open("/dev/null/folder"));
+  EXPECT_TRUE(log.open(at("made/here")));
   log.close();
   EXPECT_FALSE(log.isOpen());
 }
@@ -58,13 +37,12 @@ TEST_F(ImageIOTest, WritesEveryBitBottomRowFirst) {
   ImageIO copy = moved;
   copy.write(cv::Mat_<std::uint8_t>(1, 1, std::uint8_t{7}), "a/b");
 
-  const std::string header = "Pf\n3 2\n-1.0\n";
-  std::string expected = header;
+  std::string expected = "Pf\n3 2\n-1.0\n";
   expected.append(reinterpret_cast<const char*>(&bits[3]), 12);
   expected.append(reinterpret_cast<const char*>(&bits[0]), 12);
-  EXPECT_EQ(read("0000.pfm"), expected);
+  EXPECT_EQ(readAll(at("0000.pfm")), expected);
   const float seven = 7.F;
-  EXPECT_EQ(read("0001_a_b.pfm"),
+  EXPECT_EQ(readAll(at("0001_a_b.pfm")),
             "Pf\n1 1\n-1.0\n" + std::string(reinterpret_cast<const char*>(&seven), sizeof seven));
 }
 
@@ -75,13 +53,8 @@ TEST_F(ImageIOTest, AFailedWriteNamesTheFileAndLeavesNothing) {
   EXPECT_THROW(log.write(cv::Mat(), "empty"), movra::Exception);
   EXPECT_TRUE(std::filesystem::is_empty(folder));
   std::filesystem::remove_all(folder);
-  try {
-    log.write(cv::Mat_<float>(2, 2, 1.F), "lost");
-    FAIL() << "no exception";
-  } catch (const movra::Exception& failure) {
-    EXPECT_NE(std::string(failure.what()).find("0000_lost.pfm"), std::string::npos) << failure.what();
-  }
-  EXPECT_FALSE(ImageIO(2).open("/dev/null/folder"));
+  const std::string text = movra::test::textThrownBy([&] { log.write(cv::Mat_<float>(2, 2, 1.F), "lost"); });
+  EXPECT_NE(text.find("0000_lost.pfm"), std::string::npos) << text;
 }
 
 }  // namespace

@@ -9,8 +9,4 @@ TEST(InstructionSet, TheWidestAvailableOneIsActiveUnlessAnotherIsSelected) {
   ASSERT_FALSE(sets.empty());
   EXPECT_EQ(sets.front(), InstructionSet::baseline);
   EXPECT_EQ(activeInstructionSet(), sets.back());
-  for (const InstructionSet set : sets) {
-    selectInstructionSet(set);
-    EXPECT_EQ(activeInstructionSet(), set) << name(set);
-  }
 }

@@ -25,10 +25,8 @@ struct Result {
 
 /// Takes the burst by value, because the minimisation changes its frames.
 template <class Minimization>
-Result minimized(Minimization& minimization, SyntheticBurst burst, float factor = 2) {
-  const int rows = static_cast<int>(static_cast<float>(burst.height) * factor);
-  const int columns = static_cast<int>(static_cast<float>(burst.width) * factor);
-  Result result{0, Image(static_cast<std::size_t>(rows * columns), 1e30f)};
+Result minimized(Minimization& minimization, SyntheticBurst burst) {
+  Result result{0, Image(burst.truth.size(), 1e30f)};
   auto frames = burst.framePointers();
   auto masks = burst.maskPointers();
   result.iterations = minimization.minimize(static_cast<int>(frames.size()), reference, frames.data(),
@@ -134,14 +132,8 @@ TEST(SrFloatMinimization, TheBudgetBoundsTheIterations) {
   }
 }
 
-TEST(SrFloatMinimization, OtherFactorsAndUselessFramesEndInOrder) {
+TEST(SrFloatMinimization, UselessFramesEndInOrder) {
   const SyntheticBurst burst = noisyBurst(13, 9);
-  for (const float factor : {1.0f, 1.5f, 3.0f}) {
-    SrFloatMinimization minimization(13, 9, 5, factor);
-    const Result result = minimized(minimization, burst, factor);
-    EXPECT_LE(result.iterations, 8) << factor;
-    for (const float value : result.image) EXPECT_TRUE(std::isfinite(value)) << factor;
-  }
   SrFloatMinimization minimization(13, 9, 5, 2.0f);
   SyntheticBurst constant = burst, invalid = burst, masked = burst;
   constant.frames[reference].assign(constant.frames[reference].size(), 300.0f);

@@ -6,7 +6,7 @@
 
 #include "tests/support/Checks.h"
 #include "tests/support/SilentConsole.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/SparseArrays.h"
 #include "vision/superresolution/SrFloat.h"
 
 using namespace movra::test;
@@ -38,32 +38,19 @@ Outcome reconstruct(AnyEngine& engine) {
 }  // namespace
 
 TEST(SrFloatNeonConvolution, EqualsTheProductionOperatorsForEveryFactor) {
-  constexpr int hrHeight = 14, psf = 6;
   for (const float factor : {1.0f, 2.0f, 2.5f, 3.0f}) {
     for (const int hrWidth : {2, 15, 46}) {
-      SCOPED_TRACE(testing::Message() << hrWidth << " factor " << factor);
-      const auto low = [=](int size) { return static_cast<int>(static_cast<float>(size) / factor); };
-      Image image = randomImage(low(hrWidth) * low(hrHeight), -2, 2, 1), weighted = image, mask = image;
-      Image hr = randomImage((hrWidth + psf - 1) * (hrHeight + psf - 1), -2, 2, 2);
-      Image kernel = randomImage(psf, -1, 1, 3);
-      Mask ones(image.size(), 1);
+      SparseArrays c{hrWidth, 14, 6, 6, factor}, weighted = c;
       // A fraction weights its sample before anything else happens to it.
+      Image mask = c.image;
       for (std::size_t i = 0; i < mask.size(); ++i) {
         mask[i] = 0.3f * static_cast<float>(i % 5);
-        weighted[i] *= mask[i];
+        weighted.image[i] *= mask[i];
       }
-      SrFloatNeonConvolution vectors(hrWidth, hrHeight, psf, psf, factor);
-      SrFloatConvolution production(hrWidth, hrHeight, psf, psf, factor);
-      Image actual(hr.size(), 1e30f), expected = actual;
-      vectors.fullConvFromSparse(image.data(), kernel.data(), kernel.data(), mask.data(), actual.data());
-      production.fullConvFromSparse(weighted.data(), kernel.data(), kernel.data(), ones.data(),
-                                    expected.data());
-      EXPECT_EQ(actual, expected);
-
-      actual = expected = Image(image.size(), 1e30f);
-      vectors.validCorrToSparse(hr.data(), kernel.data(), kernel.data(), actual.data());
-      production.validCorrToSparse(hr.data(), kernel.data(), kernel.data(), expected.data());
-      EXPECT_EQ(actual, expected);
+      SrFloatNeonConvolution vectors(hrWidth, 14, 6, 6, factor);
+      SrFloatConvolution production(hrWidth, 14, 6, 6, factor);
+      EXPECT_EQ(c.transposed(vectors, mask), weighted.transposed(production)) << c.name();
+      EXPECT_EQ(c.imaged(vectors), c.imaged(production)) << c.name();
     }
   }
 }

@@ -99,6 +99,9 @@ TEST_F(SrFloatTest, AnEmptyWindowFailsToRegister) {
   EXPECT_EQ(result.status, -998);
   EXPECT_EQ(result.image, Image(result.image.size(), -1));
   EXPECT_EQ(report.text(), "++++++++++ SrFloat ++++++++++\n");
+  std::vector<cv::Mat_<unsigned char>> masks(7);
+  engine.getMasks(masks);
+  EXPECT_EQ(masks.size(), 3u);
   const Image flat(pixels, 25);
   engine.addFrame(flat.data());
   EXPECT_EQ(reconstruct(engine).status, -998);  // no corners
@@ -115,9 +118,8 @@ TEST_F(SrFloatTest, TheWindowHoldsTheNewestFramesOldestFirst) {
     EXPECT_NEAR(result.shifts[i].x, someShifts[i + 2].x - someShifts[3].x, 0.1);
     EXPECT_NEAR(result.shifts[i].y, someShifts[i + 2].y - someShifts[3].y, 0.1);
   }
-  std::vector<cv::Mat_<unsigned char>> masks(7);
+  std::vector<cv::Mat_<unsigned char>> masks;
   rolled->getMasks(masks);
-  ASSERT_EQ(masks.size(), 5u);
   EXPECT_EQ(cv::countNonZero(masks[1] == 1), pixels);
   EXPECT_LT(cv::countNonZero(masks[0] == 1), pixels);
 

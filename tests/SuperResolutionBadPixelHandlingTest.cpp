@@ -6,7 +6,6 @@
 #include <tuple>
 
 #include "tests/support/Checks.h"
-#include "tests/support/FlushedSubnormals.h"
 #include "tests/support/InstructionSetGuard.h"
 #include "vision/superresolution/detail/ValueKey.h"
 
@@ -146,22 +145,6 @@ TEST(SuperResolutionBadPixelHandling, RepairedPixelsCountForLaterOnesInRasterOrd
   EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), -2);
   EXPECT_EQ(frame(2, 3), 0.0F);
   EXPECT_EQ(frame(2, 4), (0.0F + 45 + 34 + 54) / 4);
-}
-
-TEST(SuperResolutionBadPixelHandling, AHostThatFlushesSubnormalsLosesNoFlag) {
-  const movra::test::FlushedSubnormals mode;
-  SuperResolutionBadPixelHandling handling(1);
-  cv::Mat_<float> frame = frameWith(flagged(129), 2, 3);
-  frame(5, 0) = flagged(130);
-  EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), 0);
-  EXPECT_EQ(frame(2, 3), 43.0F);
-  EXPECT_EQ(frame(5, 0), 20.0F);
-  EXPECT_EQ(flagAfterMasking(handling, 5, 0), 130U);
-  float minimum, maximum;
-  const cv::Mat_<float> subnormals = (cv::Mat_<float>(1, 3) << flagged(200), flagged(129), flagged(100));
-  handling.getMinMaxVal(subnormals, minimum, maximum, nullptr, nullptr);
-  EXPECT_EQ(bitsOf(minimum), 100U);
-  EXPECT_EQ(bitsOf(maximum), 200U);
 }
 
 TEST(SuperResolutionBadPixelHandling, ElevenUnreplaceablePixelsAreTooManyAndStillLeaveADefectMap) {

@@ -66,6 +66,11 @@ inline std::string lastError() {
   return text;
 }
 
+inline void expectOutcome(int code, int expectedCode, const std::string& text) {
+  EXPECT_EQ(code, expectedCode);
+  EXPECT_EQ(lastError(), text);
+}
+
 /// Leaves a text behind that no other call leaves, so that a call that sets none is seen.
 inline void markLastError() {
   const int context = SuperResolution_init(0, 1);

@@ -6,7 +6,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <set>
 
-#include "tests/ToolFolder.h"
+#include "tests/support/TestFolder.h"
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
 
@@ -18,7 +18,7 @@ using List = cv::Mat_<unsigned short>;
 
 constexpr const char* header = "x,y,x1,y1,x2,y2,x3,y3,x4,y4,width,height\n";
 
-class ToolBadPixels : public ToolFolder {
+class ToolBadPixels : public TestFolder {
  protected:
   /// What the subcommand returns and prints.
   std::pair<ExitCode, std::string> run(const std::string& arguments) const {

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/ToolFolder.h"
+#include "tests/support/TestFolder.h"
 #include "tools/movra-sr/io/Frames.h"
 #include "tools/movra-sr/io/OutputFile.h"
 #include "tools/movra-sr/io/Tiff.h"
@@ -30,7 +30,7 @@ struct Outcome {
   std::string err;
 };
 
-class ToolCommand : public ToolFolder {
+class ToolCommand : public TestFolder {
  protected:
   /// Runs the tool in the test's folder.
   Outcome run(const std::string& arguments) const {

@@ -16,7 +16,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <vector>
 
-#include "tests/ToolFolder.h"
+#include "tests/support/TestFolder.h"
 #include "tools/movra-sr/Outcome.h"
 #include "tools/movra-sr/io/DivertedDescriptor.h"
 #include "tools/movra-sr/io/Frames.h"
@@ -59,7 +59,7 @@ TEST(ToolNaturalOrder, NumbersCompareByValue) {
   EXPECT_FALSE(naturalLess("f2", "f2"));
 }
 
-class ToolIo : public ToolFolder {};
+class ToolIo : public TestFolder {};
 
 TEST_F(ToolIo, EachSampleKindIsReadAsItIsStored) {
   const cv::Mat_<std::uint8_t> bytes = (cv::Mat_<std::uint8_t>(2, 3) << 0, 1, 2, 128, 254, 255);

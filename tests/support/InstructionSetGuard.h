@@ -25,6 +25,7 @@ void onEveryInstructionSet(Test test) {
   for (const vision::detail::InstructionSet set : vision::detail::availableInstructionSets()) {
     SCOPED_TRACE(name(set));
     vision::detail::selectInstructionSet(set);
+    EXPECT_EQ(vision::detail::activeInstructionSet(), set);
     test();
   }
 }

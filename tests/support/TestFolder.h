@@ -8,13 +8,13 @@
 #include <string>
 
 /// A test with a folder of its own, removed afterwards.
-class ToolFolder : public testing::Test {
+class TestFolder : public testing::Test {
  protected:
-  ToolFolder() {
+  TestFolder() {
     std::filesystem::remove_all(folder);
     std::filesystem::create_directories(folder);
   }
-  ~ToolFolder() override { std::filesystem::remove_all(folder); }
+  ~TestFolder() override { std::filesystem::remove_all(folder); }
 
   std::string at(const std::string& name) const { return (folder / name).string(); }
 
@@ -29,5 +29,5 @@ class ToolFolder : public testing::Test {
 
   const std::filesystem::path folder =
       std::filesystem::path(testing::TempDir()) /
-      (std::string("movra_tool_") + testing::UnitTest::GetInstance()->current_test_info()->name());
+      (std::string("movra_test_") + testing::UnitTest::GetInstance()->current_test_info()->name());
 };
