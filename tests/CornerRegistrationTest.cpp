@@ -66,26 +66,7 @@ class CornerRegistrationTest : public ::testing::Test {
   void SetUp() override { cv::setNumThreads(1); }
 };
 
-TEST_F(CornerRegistrationTest, RecoversKnownShifts) {
-  const std::vector<Shift> truth{{0.3f, -0.2f},  {2.4f, -1.3f}, {0, 0},
-                                 {-3.45f, 2.2f}, {1, -1},       {-0.5f, 0.5f}};
-  constexpr int reference = 2;
-  Burst burst(static_cast<int>(truth.size()));
-  burst.prepareScene(faded(), truth);
-  ASSERT_EQ(burst.run(reference), 0);
-  for (std::size_t i = 0; i < truth.size(); ++i) {
-    const Shift complete = burst.registration.getCompleteShifts()[i];
-    EXPECT_NEAR(complete.x, truth[i].x, 0.02) << i;
-    EXPECT_NEAR(complete.y, truth[i].y, 0.02) << i;
-    EXPECT_EQ(burst.shifts[i],
-              complete - Shift(std::floor(complete.x + 0.5f), std::floor(complete.y + 0.5f)));
-  }
-  EXPECT_EQ(burst.shifts[reference], Shift(0, 0));
-  EXPECT_EQ(burst.masks[reference], Mask(pixels, 1));
-  EXPECT_EQ(burst.shifted[reference], burst.frames[reference]);
-}
-
-TEST_F(CornerRegistrationTest, MasksWhatMovesAndWhatTheFrameDoesNotShow) {
+TEST_F(CornerRegistrationTest, RecoversShiftsAndMasksWhatMovesAndWhatTheFrameDoesNotShow) {
   const cv::Rect mover(70, 50, 14, 12);
   Burst burst;
   burst.prepareScene(faded(), {{0, 0}, {4.2f, -3.3f}});
@@ -93,6 +74,11 @@ TEST_F(CornerRegistrationTest, MasksWhatMovesAndWhatTheFrameDoesNotShow) {
   for (int i = 0; i < pixels; ++i) frame[i] += mover.contains({i % width, i / width}) ? 2.0f : 0.0f;
   burst.prepare(frame);
   ASSERT_EQ(burst.run(0), 0);
+  EXPECT_LT(cv::norm(burst.registration.getCompleteShifts()[1] - Shift(4.2f, -3.3f)), 0.02);
+  EXPECT_LT(cv::norm(burst.shifts[1] - Shift(0.2f, -0.3f)), 0.02);
+  EXPECT_EQ(burst.shifts[0], Shift(0, 0));
+  EXPECT_EQ(burst.masks[0], Mask(pixels, 1));
+  EXPECT_EQ(burst.shifted[0], burst.frames[0]);
 
   const cv::Rect covered(0, 3, width - 4, height - 3);
   const cv::Rect disturbed(mover.tl() - cv::Point(10, 10), mover.br() + cv::Point(10, 10));

@@ -130,14 +130,11 @@ TEST(SrFloatFft2d, RefusesWhatDoesNotFitAndChangesNothing) {
   HalfSpectrum filter(20, 10);
   const std::vector<float> untouched = filter.floats;
   std::vector<float> kernel(12, 0.5f);
-  cv::Mat_<float> image = randomImage(20, 10);
-  cv::Mat_<float> blurred = image.clone();
-  for (const int radius : {-1, 5, 2000000000}) {
+  cv::Mat_<float> image = randomImage(20, 10), blurred = image.clone();
+  for (const int radius : {-1, 5, 2000000000})
     EXPECT_THROW(fft.gaussFft(radius, 1.0f, filter.bins(), kernel.data()), movra::Exception) << radius;
-  }
   EXPECT_THROW(fft.repairGaussBlur(image[0], blurred[0], 5, kernel.data()), movra::Exception);
-  fft.repairGaussBlur(image[0], blurred[0], 0, kernel.data());
-  fft.repairGaussBlur(image[0], blurred[0], -3, kernel.data());
+  for (const int radius : {0, -3}) fft.repairGaussBlur(image[0], blurred[0], radius, kernel.data());
   EXPECT_EQ(filter.floats, untouched);
   EXPECT_EQ(kernel, std::vector<float>(12, 0.5f));
   EXPECT_EQ(cv::norm(image, blurred, cv::NORM_INF), 0.0);

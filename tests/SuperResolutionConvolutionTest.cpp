@@ -29,17 +29,6 @@ TEST(SuperResolutionConvolution, ImagingFollowsItsDefinitionAndTheTransposeIsAdj
   }
 }
 
-TEST(SuperResolutionConvolution, MaskBytesAreSignedWeights) {
-  SparseArrays c{8, 6, 6, 6, 2.0f}, weighted = c;
-  SuperResolutionConvolution operators(8, 6, 6, 6, 2.0f);
-  const char weights[] = {0, 1, 2, static_cast<char>(-1), static_cast<char>(-128)};
-  for (std::size_t i = 0; i < c.mask.size(); ++i) {
-    c.mask[i] = weights[i % 5];
-    weighted.image[i] *= Image{0, 1, 2, -1, -128}[i % 5];
-  }
-  EXPECT_EQ(c.transposed(operators), weighted.transposed(operators));
-}
-
 TEST(SuperResolutionConvolution, AwkwardSizesAndFactorsStayInsideTheArrays) {
   for (const float factor : {1.3f, 1.99f, 2.5f, 3.7f, 1e30f})
     for (const int hrWidth : {0, 1, 5, 11})
@@ -65,24 +54,4 @@ TEST(SuperResolutionConvolution, ImpossibleSizesThrow) {
   EXPECT_THROW(SuperResolutionConvolution(-1, 4, 6, 6, 2.0f), std::bad_array_new_length);
   EXPECT_THROW(SuperResolutionConvolution(4, 4, 6, -6, 2.0f), std::bad_array_new_length);
   EXPECT_THROW(SuperResolutionConvolution(huge, huge, 1, 1, 2.0f), std::bad_array_new_length);
-}
-
-TEST(SuperResolutionConvolution, BoxFilterGivesTheMeanOfThePixelsInsideTheImage) {
-  for (const int width : {1, 2, 3, 8, 21})
-    for (const int height : {1, 9})
-      for (const int radius : {0, 1, 4, std::numeric_limits<int>::max()}) {
-        SuperResolutionConvolution convolution(width, height, 0, 0, 1.0f);
-        cv::Mat_<float> in(randomImage(width * height, 280, 320, 7), true), out(height, width);
-        in = in.reshape(1, height);
-        convolution.sameConvOnes(in[0], radius, out[0]);
-        for (int y = 0; y < height; ++y)
-          for (int x = 0; x < width; ++x) {
-            const int reach = std::min(radius, 100), side = 2 * reach + 1;
-            const cv::Rect window = cv::Rect(x - reach, y - reach, side, side) & cv::Rect({}, in.size());
-            EXPECT_NEAR(out(y, x), cv::mean(in(window))[0], 1e-3)
-                << width << 'x' << height << " radius " << radius << " at " << y << ' ' << x;
-          }
-        convolution.sameConvOnes(in[0], radius, in[0]);
-        EXPECT_EQ(cv::norm(in, out, cv::NORM_INF), 0) << "in place";
-      }
 }
