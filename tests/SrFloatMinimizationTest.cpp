@@ -62,6 +62,13 @@ TEST(SrFloatMinimization, EqualsTheStraightLoopsAtEveryWidthAndInstructionSet) {
     for (std::size_t i = 0; i < burst.masks[2].size(); ++i) burst.masks[2][i] = weights[i % 9];
 
     StraightMinimization straight(width, height, 5);
+    if (width % 2 == 0) {  // other parameters than the defaults
+      straight.psfSigma = 0.45f;
+      straight.weightTV = width % 3 == 0 ? 1.0f : 5.0f * static_cast<float>(width * width);
+      straight.epsilon = 0.002f * static_cast<float>(width * width);
+      straight.relRes = 0.05f;
+      straight.maxIter = 25;
+    }
     const Result expected = minimized(straight, burst);
     Image x = randomImage(straight.paddedSize(), -1, 1, 5), expectedGradient(x.size());
     auto masks = burst.maskPointers();
@@ -70,6 +77,11 @@ TEST(SrFloatMinimization, EqualsTheStraightLoopsAtEveryWidthAndInstructionSet) {
     onEveryInstructionSet([&] {
       SCOPED_TRACE(testing::Message() << width << 'x' << height);
       SrFloatMinimization minimization(width, height, 5, 2.0f);
+      minimization.setPsfSigma(straight.psfSigma);
+      minimization.setWeightTV(straight.weightTV);
+      minimization.setEpsilon(straight.epsilon);
+      minimization.setRelRes(straight.relRes);
+      minimization.setMaxIter(straight.maxIter);
       const Result result = minimized(minimization, burst);
       EXPECT_EQ(result.iterations, expected.iterations);
       EXPECT_TRUE(sameBits(result.image, expected.image));
@@ -79,29 +91,6 @@ TEST(SrFloatMinimization, EqualsTheStraightLoopsAtEveryWidthAndInstructionSet) {
       // What the first reconstruction left behind does not show in a second one.
       EXPECT_TRUE(sameBits(minimized(minimization, burst).image, expected.image));
     });
-  }
-}
-
-TEST(SrFloatMinimization, EqualsTheStraightLoopsWithOtherParameters) {
-  const SyntheticBurst burst = noisyBurst(33, 21);
-  for (const float weight : {1.0f, 20.0f, 1e4f}) {
-    for (const float epsilon : {0.003f, 0.4f, 2.0f}) {
-      StraightMinimization straight(33, 21, 5);
-      straight.psfSigma = 0.45f;
-      straight.weightTV = weight;
-      straight.epsilon = epsilon;
-      straight.relRes = 0.05f;
-      straight.maxIter = 25;
-      SrFloatMinimization minimization(33, 21, 5, 2.0f);
-      minimization.setPsfSigma(straight.psfSigma);
-      minimization.setWeightTV(straight.weightTV);
-      minimization.setEpsilon(straight.epsilon);
-      minimization.setRelRes(straight.relRes);
-      minimization.setMaxIter(straight.maxIter);
-      const Result expected = minimized(straight, burst), result = minimized(minimization, burst);
-      EXPECT_EQ(result.iterations, expected.iterations) << weight << ' ' << epsilon;
-      EXPECT_TRUE(sameBits(result.image, expected.image)) << weight << ' ' << epsilon;
-    }
   }
 }
 
@@ -127,17 +116,19 @@ TEST(SrFloatMinimization, TheBudgetBoundsTheIterations) {
   for (const int budget : {0, -3}) EXPECT_TRUE(sameBits(withBudget(budget, 0).image, backProjection.image));
 }
 
-TEST(SrFloatMinimization, UselessFramesEndInOrder) {
+TEST(SrFloatMinimization, NothingOfUselessFramesIsLeft) {
   const SyntheticBurst burst = noisyBurst(13, 9);
   SrFloatMinimization minimization(13, 9, 5, 2.0f);
+  const Image expected = minimized(minimization, burst).image;
   SyntheticBurst constant = burst, invalid = burst, masked = burst;
   constant.frames[reference].assign(constant.frames[reference].size(), 300.0f);
   invalid.frames[0].assign(invalid.frames[0].size(), notANumber);
   invalid.shifts[2].x = infinity;
   for (Mask& mask : masked.masks) mask.assign(mask.size(), 0);
-  for (const SyntheticBurst* useless : {&constant, &invalid, &masked})
-    EXPECT_LE(minimized(minimization, *useless).iterations, 8);
-  EXPECT_TRUE(std::isfinite(minimized(minimization, burst).image[0])) << "nothing of them is left";
+  for (const SyntheticBurst* useless : {&constant, &invalid, &masked}) {
+    minimized(minimization, *useless);
+    EXPECT_TRUE(sameBits(minimized(minimization, burst).image, expected));
+  }
 }
 
 TEST(SrFloatMinimization, BadArgumentsThrow) {

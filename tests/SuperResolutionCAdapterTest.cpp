@@ -27,9 +27,6 @@ void spoil(Image& frame, float value) {
 Image engineImage(const std::vector<Image>& burst, float sigma = defaultSigma, int referenceIndex = 3) {
   movra::vision::SrFloat<movra::vision::SrFloatRegistration2> engine(width, height, 5, 2.0F);
   engine.setReferenceIndex(referenceIndex);
-  engine.setWeightTV(400.0F);
-  engine.setRegError(1e-4F);
-  engine.setRelativeResidue(0.007F);
   engine.setPsfSigma(sigma);
   for (const Image& frame : burst) engine.addFrame(frame.data());
   Image image(static_cast<std::size_t>(engine.getOutputSize()));

@@ -29,17 +29,7 @@ TEST(SuperResolutionConvolution, ImagingFollowsItsDefinitionAndTheTransposeIsAdj
   }
 }
 
-TEST(SuperResolutionConvolution, AwkwardSizesAndFactorsStayInsideTheArrays) {
-  for (const float factor : {1.3f, 1.99f, 2.5f, 3.7f, 1e30f})
-    for (const int hrWidth : {0, 1, 5, 11})
-      for (const int hrHeight : {0, 1, 9})
-        for (const int psf : {0, 1, 2, 7}) {
-          SparseArrays c{hrWidth, hrHeight, psf, 7 - psf, factor};
-          c.roundToIntegers();
-          const auto [imaging, transpose] =
-              c.adjointProducts(SuperResolutionConvolution(hrWidth, hrHeight, psf, 7 - psf, factor));
-          EXPECT_EQ(imaging, transpose) << c.name();
-        }
+TEST(SuperResolutionConvolution, ImpossibleFactorsTouchNoSample) {
   for (const float factor : {notANumber, 0.0f, -2.0f, 1e-30f}) {
     SuperResolutionConvolution operators(4, 4, 6, 6, factor);
     Image padded(81, 1.0f), psf(6, 1.0f);
