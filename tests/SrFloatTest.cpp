@@ -6,7 +6,7 @@
 #include <cmath>
 #include <memory>
 #include <new>
-#include <regex>
+#include <string>
 #include <tuple>
 
 #include "tests/support/Checks.h"
@@ -186,7 +186,14 @@ TEST_F(SrFloatTest, BeatsBicubicEnlargementAndReportsSixLines) {
   EXPECT_GT(result.status, 1.9f);
   EXPECT_GT(gainOverBicubic(result.image, burst, 1), 3) << "dB";
 
-  EXPECT_EQ(std::regex_replace(report.text(), std::regex("[0-9][0-9.e+-]*\\[ms\\]"), "[ms]"),
+  std::string lines = report.text();
+  for (auto unit = lines.find("[ms]"); unit != std::string::npos; unit = lines.find("[ms]", unit + 1)) {
+    const auto time = lines.rfind(' ', unit) + 1;
+    EXPECT_GE(std::stod(lines.substr(time)), 0);
+    lines.erase(time, unit - time);
+    unit = time;
+  }
+  EXPECT_EQ(lines,
             "++++++++++ SrFloat ++++++++++\n"
             " registration:         [ms]\n"
             " large_displacement:   [ms]\n"

@@ -6,6 +6,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <set>
 
+#include "tests/ToolFailure.h"
 #include "tests/support/TestFolder.h"
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
@@ -38,17 +39,6 @@ class ToolBadPixels : public TestFolder {
     }
     testing::internal::GetCapturedStderr();
     return {code, testing::internal::GetCapturedStdout() + message};
-  }
-
-  template <class Work>
-  static std::string failureOf(Work work) {
-    try {
-      work();
-    } catch (const Failure& failure) {
-      EXPECT_EQ(failure.code, ExitCode::badInput);
-      return failure.what();
-    }
-    return "nothing thrown";
   }
 
   /// An even scene of a 16-bit sensor with defects of known values, as 16-bit PNG.
@@ -107,8 +97,8 @@ TEST_F(ToolBadPixels, AFileThatIsNoListIsRefusedByLine) {
     EXPECT_NE(failure.find(message), std::string::npos) << failure;
     EXPECT_NE(failure.find("list.csv"), std::string::npos) << failure;
   }
-  EXPECT_THROW(readBadPixels(at("missing.csv")), Failure);
-  EXPECT_THROW(readBadPixels(folder.string()), Failure);
+  for (const std::string& file : {at("missing.csv"), folder.string()})
+    EXPECT_THROW(readBadPixels(file), Failure) << file;
 }
 
 TEST_F(ToolBadPixels, MarkedPixelsHoldTheInvalidFlagAndListsOfOtherSensorsAreRefused) {

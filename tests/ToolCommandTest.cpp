@@ -202,7 +202,6 @@ TEST_F(ToolCommand, FilesFoldersAndPagesGiveTheSameImage) {
 TEST_F(ToolCommand, BadInputIsNamedInOneLineAndNothingIsWritten) {
   simulate();
   const cv::Mat_<float> good = readImage(at("burst/frame_02.tiff")).pixels;
-  const std::string bytes = readAll(at("burst/frame_02.tiff"));
   const std::string bad = at("burst/frame_02.tiff");
   cv::Mat_<float> riddled = good.clone();
   for (int i = 0; i < 12; ++i)
@@ -236,13 +235,8 @@ TEST_F(ToolCommand, BadInputIsNamedInOneLineAndNothingIsWritten) {
   refused("NaN, without repair", "burst --engine vector", "frame_02.tiff", 3);
   writeAll(bad, "");
   refused("empty", "burst", "frame_02.tiff", 3);
-  writeAll(bad, bytes.substr(0, bytes.size() / 2));
-  refused("truncated", "burst", "frame_02.tiff", 3);
   std::filesystem::remove(bad);
   refused("four frames", "burst", "five", 3);
-  refused("a missing file", "burst burst/frame_02.tiff", "frame_02.tiff", 3);
-  ASSERT_TRUE(cv::imwrite(at("burst/frame_02.png"), cv::Mat(72, 96, CV_8UC3, cv::Scalar(1, 2, 3))));
-  refused("colour", "burst", "colour", 3);
 }
 
 TEST_F(ToolCommand, AWindowThatCannotBeAlignedIsRefusedOrCalledDegraded) {

@@ -16,8 +16,8 @@
 #include <opencv2/imgcodecs.hpp>
 #include <vector>
 
+#include "tests/ToolFailure.h"
 #include "tests/support/TestFolder.h"
-#include "tools/movra-sr/Outcome.h"
 #include "tools/movra-sr/io/DivertedDescriptor.h"
 #include "tools/movra-sr/io/Frames.h"
 #include "tools/movra-sr/io/NaturalOrder.h"
@@ -36,18 +36,6 @@ std::vector<Frame> framesOf(const std::string& file, const Scale& scale = {}) {
   std::vector<Frame> frames;
   readFrames(file, scale, [&](Frame&& frame) { frames.push_back(std::move(frame)); });
   return frames;
-}
-
-/// The message of the failure, or nothing.
-template <class Work>
-std::string failureOf(Work work, ExitCode code = ExitCode::badInput) {
-  try {
-    work();
-  } catch (const Failure& failure) {
-    EXPECT_EQ(failure.code, code) << failure.what();
-    return failure.what();
-  }
-  return {};
 }
 
 TEST(ToolNaturalOrder, NumbersCompareByValue) {
