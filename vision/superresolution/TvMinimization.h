@@ -13,7 +13,7 @@ namespace detail {
 template <class Mask>
 class DataTerm;
 class TvTerm;
-struct SolverVectors;
+class SolverVectors;
 }  // namespace detail
 
 /// Reconstruction of the high-resolution image from registered frames, over the operators of a `Convolution` class.

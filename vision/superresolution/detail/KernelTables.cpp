@@ -9,6 +9,7 @@
 #include "vision/superresolution/detail/SolverKernels.h"
 #include "vision/superresolution/detail/SpectrumKernels.h"
 #include "vision/superresolution/detail/TransposeKernels.h"
+#include "vision/superresolution/detail/TvKernels.h"
 
 namespace movra::vision::detail {
 
@@ -20,5 +21,6 @@ MOVRA_KERNEL_DISPATCH(RegistrationKernels, registrationKernels)
 MOVRA_KERNEL_DISPATCH(SolverKernels, solverKernels)
 MOVRA_KERNEL_DISPATCH(SpectrumKernels, spectrumKernels)
 MOVRA_KERNEL_DISPATCH(TransposeKernels, transposeKernels)
+MOVRA_KERNEL_DISPATCH(TvKernels, tvKernels)
 
 }  // namespace movra::vision::detail

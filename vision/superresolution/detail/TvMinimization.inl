@@ -10,6 +10,7 @@
 #include "vision/superresolution/detail/ErrorFunction.h"
 #include "vision/superresolution/detail/Sizes.h"
 #include "vision/superresolution/detail/SolverKernels.h"
+#include "vision/superresolution/detail/SolverVectors.h"
 #include "vision/superresolution/detail/TvTerm.h"
 #include "vision/superresolution/detail/WholeImageDataTerm.h"
 
@@ -105,7 +106,7 @@ TvMinimization<Convolution>::TvMinimization(int width_, int height_, int frameCo
                                         psfSize,
                                         factor};
   dataTerm = Traits::makeDataTerm(size, frameCount);
-  tvTerm = std::make_unique<detail::TvTerm>(paddedWidth, paddedHeight, Traits::slack);
+  tvTerm = std::make_unique<detail::TvTerm>(paddedWidth, paddedHeight);
   vectors = std::make_unique<detail::SolverVectors>(static_cast<std::size_t>(paddedSize), Traits::slack);
   setPsfSigma(0.683f);
   setWeightTV(400.0f);
@@ -207,36 +208,31 @@ void TvMinimization<Convolution>::generatePsfs(int count, cv::Point_<float>* shi
 // b = sum_k B_k' M_k y_k, which is also the first estimate.
 template <class Convolution>
 void TvMinimization<Convolution>::backProject(int count, float** frames, Mask** masks) {
-  const float* const b = vectors->rhs.get();
   double lanes[detail::sumLanes] = {};
   for (int i = 0; i < dataTerm->bandCount(); ++i) {
-    dataTerm->backProject(i, {count, psfSize, psfX.get(), psfY.get(), masks}, frames, vectors->rhs.get());
+    dataTerm->backProject(i, {count, psfSize, psfX.get(), psfY.get(), masks}, frames, vectors->rhs());
     const auto band = dataTerm->band(i);
-    const int begin = band.begin * paddedWidth;
-    const int end = band.end * paddedWidth;
-    detail::solverKernels().addSquares(b, begin, end, lanes);
-    std::copy(b + begin, b + end, vectors->estimate.get() + begin);
+    detail::solverKernels().addSquares(vectors->rhs(), band.begin * paddedWidth, band.end * paddedWidth,
+                                       lanes);
   }
   invRhsNorm2 = static_cast<float>(1.0 / detail::combineLanes(lanes));
+  vectors->startAtRhs();
 }
 
 template <class Convolution>
 int TvMinimization<Convolution>::conjugateGradients(int count, Mask** masks, int maxIterations) {
-  // L at x just ahead of r = b - A x, p = r
-  int frozenRows = 0;
+  computeL();
+
+  // r = b - A x, p = r
+  float* const r = vectors->residual();
   float lanes[detail::sumLanes] = {};
   applySystem(
-      vectors->estimate.get(), count, masks, vectors->residual.get(),
-      [&](int end) {
-        const int rows = paddedWidth > 0 ? end / paddedWidth : 0;
-        tvTerm->freezeRows(vectors->estimate.get(), {tvCoefficient, epsilon, invEpsilon}, frozenRows, rows);
-        frozenRows = rows;
-      },
+      vectors->estimate(), count, masks, r, [](int) {},
       [&](int begin, int end) {
-        detail::solverKernels().startResidual(vectors->rhs.get(), vectors->residual.get(),
-                                              vectors->direction.get(), begin, end, lanes);
+        detail::solverKernels().startResidual(vectors->rhs(), r, begin, end, lanes);
       });
   residualNorm2 = detail::combineLanes(lanes);
+  vectors->startAlongResidual();
   directionIsFinal = true;
 
   if (relRes * relRes > residualNorm2 * invRhsNorm2) {
@@ -252,7 +248,7 @@ int TvMinimization<Convolution>::conjugateGradients(int count, Mask** masks, int
 
 template <class Convolution>
 void TvMinimization<Convolution>::computeL() {
-  tvTerm->freezeAt(vectors->estimate.get(), {tvCoefficient, epsilon, invEpsilon});
+  tvTerm->freezeAt(vectors->estimate(), {tvCoefficient, epsilon, invEpsilon});
 }
 
 // out = A x, band by band. `before(end)` is called when the pixels of x up to `end` are needed, `after(begin, end)` when
@@ -280,10 +276,9 @@ void TvMinimization<Convolution>::gradient(float* x, int count, Mask** masks, fl
 template <class Convolution>
 bool TvMinimization<Convolution>::iteration(int /*index*/, int count, Mask** masks) {
   const detail::SolverKernels& kernels = detail::solverKernels();
-  float* const x = vectors->estimate.get();
-  float* const r = vectors->residual.get();
-  float* const p = vectors->direction.get();
-  float* const q = vectors->directionImage.get();
+  float* const r = vectors->residual();
+  float* const p = vectors->direction();
+  float* const q = vectors->directionImage();
 
   // p = beta p + r of the iteration before, just ahead of q = A p and p'q
   int turned = directionIsFinal ? paddedSize : 0;
@@ -302,7 +297,10 @@ bool TvMinimization<Convolution>::iteration(int /*index*/, int count, Mask** mas
 
   // x = x + alpha p, r = r - alpha q
   std::fill_n(lanes, detail::sumLanes, 0.0f);
-  kernels.stepAlong(alpha, p, q, x, r, 0, paddedSize, lanes);
+  float* const nextX = vectors->nextEstimate(tvTerm->frozenAt());
+  kernels.stepAlong(alpha, p, q, vectors->estimate(), nextX, r, vectors->nextResidual(), 0, paddedSize,
+                    lanes);
+  vectors->advance(nextX);
   const float newNorm2 = detail::combineLanes(lanes);
   if (relRes * relRes > invRhsNorm2 * newNorm2) {
     return true;
@@ -322,8 +320,7 @@ void TvMinimization<Convolution>::writeResult(float mean, float deviation, float
   const int columns = detail::scaledSize(width, factor);
   const int rows = detail::scaledSize(height, factor);
   for (int y = 0; y < rows; ++y) {
-    const float* row =
-        vectors->estimate.get() + static_cast<std::ptrdiff_t>(y + margin) * paddedWidth + margin;
+    const float* row = vectors->estimate() + static_cast<std::ptrdiff_t>(y + margin) * paddedWidth + margin;
     for (int x = 0; x < columns; ++x) {
       *out++ = deviation * row[x] + mean;
     }

@@ -1,67 +1,70 @@
 #pragma once
 
+#include <algorithm>
+#include <utility>
+
 #include "vision/superresolution/detail/AlignedArray.h"
-#include "vision/superresolution/detail/SolverKernels.h"
+#include "vision/superresolution/detail/TvKernels.h"
 
 namespace movra::vision::detail {
 
 /// The total-variation operator L on the padded image: a graph Laplacian over the eight neighbours of each pixel, its
-/// edge weights frozen at an image.
+/// edge weights coefficient / clamp(|difference|) frozen at an image.
+///
+/// The weights are made anew whenever they are needed, row by row: four divisions per pixel cost less time than four
+/// images of weights from memory.
 class TvTerm {
  public:
-  TvTerm(int paddedWidth, int paddedHeight, std::size_t slack)
+  TvTerm(int paddedWidth, int paddedHeight)
       : width(paddedWidth),
         height(paddedHeight),
-        right(makeWeights(slack)),
-        down(makeWeights(slack)),
-        downLeft(makeWeights(slack)),
-        downRight(makeWeights(slack)) {}
+        stride(static_cast<std::size_t>(alignedWidth(paddedWidth) + guard)),
+        edgeRows(makeAlignedFloats(2 * arraysPerRow * stride + guard)),
+        here(edgesOf(0)),
+        next(edgesOf(1)) {}
 
-  /// Weights coefficient / clamp(|difference|) from the differences between the neighbours of x.
-  void freezeAt(const float* x, const EdgeRule& rule) { freezeRows(x, rule, 0, height); }
-
-  /// The same for the edges that start in rows [begin, end).
-  void freezeRows(const float* x, const EdgeRule& rule, int begin, int end) {
-    for (int y = begin; y < end; ++y) {
-      solverKernels().edgeWeightsOfRow(x, width, height, y, rule, weights());
-    }
+  /// Freezes the weights at x, which has to stay as it is while they are in use.
+  void freezeAt(const float* x, const EdgeRule& givenRule) {
+    frozen = x;
+    rule = givenRule;
   }
 
-  /// Rows [begin, end) of L x.
-  void applyRows(const float* x, int begin, int end, float* out) const {
+  /// Image at which the weights are frozen.
+  const float* frozenAt() const { return frozen; }
+
+  /// Rows [begin, end) of L x, for consecutive ranges from row 0 on.
+  void applyRows(const float* x, int begin, int end, float* out) {
+    if (frozen == nullptr) {
+      std::fill(out + begin * width, out + end * width, 0.0f);  // no weights yet
+      return;
+    }
+    if (begin == 0) {
+      tvKernels().edgesOfFirstRow(frozen, width, rule, here);
+    }
     for (int y = begin; y < end; ++y) {
-      solverKernels().stencilRow(x, width, height, y, weights(), out);
+      tvKernels().applyRow(frozen, x, width, height, y, rule, here, next, out);
+      std::swap(here, next);
     }
   }
 
  private:
-  AlignedFloats makeWeights(std::size_t slack) const {
-    return makeAlignedFloats(static_cast<std::size_t>(width) * static_cast<std::size_t>(height) + slack);
+  static constexpr int guard =
+      16;  // floats between the arrays of edges, which reach one column beyond the image
+  static constexpr std::size_t arraysPerRow = 4;
+
+  RowEdges edgesOf(std::size_t row) {
+    float* first = edgeRows.get() + guard + row * arraysPerRow * stride;
+    return {first, first + stride, first + 2 * stride, first + 3 * stride};
   }
-  EdgeWeights weights() const { return {right.get(), down.get(), downLeft.get(), downRight.get()}; }
 
   int width;
   int height;
-  AlignedFloats right;
-  AlignedFloats down;
-  AlignedFloats downLeft;
-  AlignedFloats downRight;
-};
-
-/// Vectors of the conjugate-gradient solver, padded images.
-struct SolverVectors {
-  SolverVectors(std::size_t size, std::size_t slack)
-      : rhs(makeAlignedFloats(size + slack)),
-        estimate(makeAlignedFloats(size + slack)),
-        residual(makeAlignedFloats(size + slack)),
-        direction(makeAlignedFloats(size + slack)),
-        directionImage(makeAlignedFloats(size + slack)) {}
-
-  AlignedFloats rhs;             // b
-  AlignedFloats estimate;        // x
-  AlignedFloats residual;        // r
-  AlignedFloats direction;       // p
-  AlignedFloats directionImage;  // q = A p
+  std::size_t stride;
+  AlignedFloats edgeRows;
+  RowEdges here;
+  RowEdges next;
+  const float* frozen = nullptr;
+  EdgeRule rule{};
 };
 
 }  // namespace movra::vision::detail
