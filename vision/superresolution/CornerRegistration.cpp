@@ -8,6 +8,7 @@
 #include <opencv2/video/tracking.hpp>
 
 #include "movra/Exception.h"
+#include "vision/superresolution/detail/CornerTracking.h"
 #include "vision/superresolution/detail/FineRegistration.h"
 #include "vision/superresolution/detail/RegistrationKernels.h"
 #include "vision/superresolution/detail/Sizes.h"
@@ -133,19 +134,26 @@ int CornerRegistration<Mask>::registerFrames(int count, int refIndex, float** /*
   if (corners.empty()) {
     return noTrack;
   }
-  std::vector<cv::Point_<float>> measured(static_cast<std::size_t>(count));
-  for (int i = 0; i < count; ++i) {
-    if (i == refIndex) {
-      continue;
-    }
-    const auto ref = static_cast<unsigned>(refIndex);
-    const auto frame = static_cast<unsigned>(i);
-    cv::Point_<int> coarse;
-    const int status = registerWithCorners(ref, frame, coarse);
+  // First the corners of all frames, then the fine steps: either finds its part of the reference in cache. When a frame
+  // cannot be tracked, the masks of those before it are still made.
+  const auto ref = static_cast<unsigned>(refIndex);
+  std::vector<cv::Point_<int>> coarse(static_cast<std::size_t>(count));
+  int status = 0;
+  unsigned tracked = 0;
+  for (; tracked < coarse.size(); ++tracked) {
+    status = tracked == ref ? 0 : registerWithCorners(ref, tracked, coarse[tracked]);
     if (status != 0) {
-      return status;
+      break;
     }
-    measured[frame] = opticalFlow(ref, frame, coarse, masks[i]);
+  }
+  std::vector<cv::Point_<float>> measured(coarse.size());
+  for (unsigned i = 0; i < tracked; ++i) {
+    if (i != ref) {
+      measured[i] = opticalFlow(ref, i, coarse[i], masks[i]);
+    }
+  }
+  if (status != 0) {
+    return status;
   }
   measuredShifts = std::move(measured);
   std::copy(measuredShifts.begin(), measuredShifts.end(), shifts);
@@ -173,19 +181,15 @@ int CornerRegistration<Mask>::registerWithCorners(unsigned ref, unsigned frame, 
   if (corners.empty() || std::max(ref, frame) >= static_cast<unsigned>(frameCount)) {
     return noTrack;
   }
-  std::vector<cv::Point_<float>> next;
-  std::vector<unsigned char> status;
-  std::vector<float> error;
-  cv::calcOpticalFlowPyrLK(pyramids[ref], pyramids[frame], corners, next, status, error, {lkWindow, lkWindow},
-                           pyramidLevels, {cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 30, 0.01}, 0,
-                           1e-4);
+  const detail::CornerTracks tracks =
+      detail::trackCorners(pyramids[ref], pyramids[frame], corners, lkWindow, pyramidLevels);
 
   std::vector<float> dx;
   std::vector<float> dy;
   for (std::size_t i = 0; i < corners.size(); ++i) {
-    if (status[i] != 0) {
-      dx.push_back(next[i].x - corners[i].x);
-      dy.push_back(next[i].y - corners[i].y);
+    if (tracks.isTracked[i] != 0) {
+      dx.push_back(tracks.positions[i].x - corners[i].x);
+      dy.push_back(tracks.positions[i].y - corners[i].y);
     }
   }
   if (dx.empty()) {

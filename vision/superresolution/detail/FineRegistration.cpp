@@ -27,9 +27,8 @@ FineRegistration::FineRegistration(int width_, int height_)
       height(height_),
       gradX(makeAlignedFloats(static_cast<std::size_t>(checkedArea(height_, width_)))),
       gradY(makeAlignedFloats(static_cast<std::size_t>(width_ * height_))),
-      residual(makeAlignedFloats(static_cast<std::size_t>(width_ * height_))),
-      residualBlurred(makeAlignedFloats(static_cast<std::size_t>(width_ * height_))),
-      filterScratch(makeAlignedFloats(static_cast<std::size_t>(width_ * height_))),
+      residual(makeAlignedFloats(boxLanes * static_cast<std::size_t>(width_))),
+      residualBlurred(makeAlignedFloats(static_cast<std::size_t>(width_))),
       boxFilter(width_) {}
 
 void FineRegistration::setReference(const float* reference) {
@@ -65,17 +64,32 @@ cv::Point_<float> FineRegistration::step(const float* reference, const float* fr
   const auto dx = static_cast<float>((n.b * n.e2 - n.c * n.e1) / det);
   const auto dy = static_cast<float>((n.b * n.e1 - n.a * n.e2) / det);
 
-  filteredResidual(reference, frame, inReference, inFrame, dx, dy, static_cast<float>(1.0 / (n.a + n.c)));
   const cv::Point_<float> shift(static_cast<float>(sx) + dx, static_cast<float>(sy) + dy);
-  if (std::isfinite(shift.x) && std::isfinite(shift.y)) {
-    const cv::Point_<int> rounded(wholePixels(shift.x), wholePixels(shift.y));
-    if (overlaps(rounded, width, height)) {
-      const cv::Rect covered = overlapInReference(rounded, width, height);
-      for (int y = covered.y; y < covered.y + covered.height; ++y) {
-        markBelow(residualBlurred.get() + at(y, covered.x), regError, covered.width, mask + at(y, covered.x));
-      }
-    }
+  if (!std::isfinite(shift.x) || !std::isfinite(shift.y)) {
+    return shift;
   }
+  const cv::Point_<int> rounded(wholePixels(shift.x), wholePixels(shift.y));
+  if (!overlaps(rounded, width, height)) {
+    return shift;
+  }
+  const cv::Rect covered = overlapInReference(rounded, width, height);
+  const auto scale = static_cast<float>(1.0 / (n.a + n.c));
+  // The residual goes through the mean filter to the mask row by row, while it is in cache.
+  boxFilter.run(
+      height, regErrBlurRadius,
+      [&](int y, int count) {
+        for (int i = 0; i < count; ++i) {
+          residualRow(reference, frame, y + i, inReference, coarse, {dx, dy}, scale,
+                      residual.get() + at(i, 0));
+        }
+        return residual.get();
+      },
+      [&](int) { return residualBlurred.get(); },
+      [&](int y, const float* blurred) {
+        if (covered.y <= y && y < covered.y + covered.height) {
+          markBelow(blurred + covered.x, regError, covered.width, mask + at(y, covered.x));
+        }
+      });
   return shift;
 }
 
@@ -103,25 +117,30 @@ FineRegistration::NormalEquations FineRegistration::normalEquations(const float*
           combineLanes(lanes + sumLanes)};
 }
 
-// A band outside the overlap: its residual is set to the limit, its gradient products are added.
-void FineRegistration::addBand(const cv::Rect& band, double* lanes) {
+// Adds the gradient products of a band outside the overlap.
+void FineRegistration::addBand(const cv::Rect& band, double* lanes) const {
   for (int y = band.y; y < band.y + band.height; ++y) {
     const std::ptrdiff_t i = at(y, band.x);
-    std::fill_n(residual.get() + i, band.width, regError);
     registrationKernels().addGradientProducts(gradX.get() + i, gradY.get() + i, band.width, lanes);
   }
 }
 
-void FineRegistration::filteredResidual(const float* reference, const float* frame,
-                                        const cv::Rect& inReference, const cv::Rect& inFrame, float dx,
-                                        float dy, float scale) {
-  for (int y = 0; y < inReference.height; ++y) {
-    const std::ptrdiff_t i = at(inReference.y + y, inReference.x);
-    registrationKernels().residualRow(dx, dy, scale, gradX.get() + i, gradY.get() + i, reference + i,
-                                      frame + at(inFrame.y + y, inFrame.x), inReference.width,
-                                      residual.get() + i);
+// Row y of the residual of the step; outside the overlap it is the limit.
+void FineRegistration::residualRow(const float* reference, const float* frame, int y,
+                                   const cv::Rect& inReference, cv::Point_<int> coarse,
+                                   cv::Point_<float> rest, float scale, float* row) const {
+  if (y < inReference.y || y >= inReference.y + inReference.height) {
+    std::fill_n(row, width, regError);
+    return;
   }
-  boxFilter.apply(residual.get(), height, regErrBlurRadius, filterScratch.get(), residualBlurred.get());
+  const int begin = inReference.x;
+  const int end = inReference.x + inReference.width;
+  const std::ptrdiff_t i = at(y, begin);
+  std::fill(row, row + begin, regError);
+  registrationKernels().residualRow(rest.x, rest.y, scale, gradX.get() + i, gradY.get() + i, reference + i,
+                                    frame + at(y + coarse.y, begin + coarse.x), inReference.width,
+                                    row + begin);
+  std::fill(row + end, row + width, regError);
 }
 
 template cv::Point_<float> FineRegistration::step(const float*, const float*, cv::Point_<int>, char*);

@@ -35,9 +35,9 @@ class FineRegistration {
 
   NormalEquations normalEquations(const float* reference, const float* frame, const cv::Rect& inReference,
                                   const cv::Rect& inFrame, cv::Point_<int> coarse);
-  void addBand(const cv::Rect& band, double* lanes);
-  void filteredResidual(const float* reference, const float* frame, const cv::Rect& inReference,
-                        const cv::Rect& inFrame, float dx, float dy, float scale);
+  void addBand(const cv::Rect& band, double* lanes) const;
+  void residualRow(const float* reference, const float* frame, int y, const cv::Rect& inReference,
+                   cv::Point_<int> coarse, cv::Point_<float> rest, float scale, float* residual) const;
 
   std::ptrdiff_t at(int y, int x) const { return static_cast<std::ptrdiff_t>(y) * width + x; }
 
@@ -45,9 +45,8 @@ class FineRegistration {
   int height;
   AlignedFloats gradX;
   AlignedFloats gradY;
-  AlignedFloats residual;
-  AlignedFloats residualBlurred;
-  AlignedFloats filterScratch;
+  AlignedFloats residual;         // the rows that the filter takes at once
+  AlignedFloats residualBlurred;  // one row
   BoxFilter boxFilter;
   float sumXX = 0;  // over the whole reference
   float sumXY = 0;

@@ -53,14 +53,12 @@ template <class Mask>
 void SparseConvolution<Mask>::blurImageMeanFilter(cv::Mat_<float>& in, int radius, cv::Mat_<float>& out) {
   const cv::Mat_<float> source =
       in.isContinuous() ? in : in.clone();  // also keeps it if `out` is the same matrix
-  cv::Mat_<float> between(source.size());
   out.create(source.size());
   cv::Mat_<float> result = out.isContinuous() ? out : cv::Mat_<float>(source.size());
   if (source.empty()) {
     return;
   }
-  detail::BoxFilter(source.cols)
-      .apply(source.ptr<float>(), source.rows, radius, between.ptr<float>(), result.ptr<float>());
+  detail::BoxFilter(source.cols).apply(source.ptr<float>(), source.rows, radius, result.ptr<float>());
   if (result.data != out.data) {
     result.copyTo(out);
   }
