@@ -294,12 +294,14 @@ TEST(SuperResolutionTest, ConvertsCountsByTwoExposures) {
   c.radLow(20, 5) = -327.68f, c.radHigh(20, 5) = 327.67f;
   c.set(engine);
 
-  engine.NucToRad(cv::Mat_<short>(32, 40, short{2000}));
+  cv::Mat_<short> nuc(32, 40, short{2000});
+  nuc(6, 6) = 32767;
+  engine.NucToRad(nuc);
   cv::Mat_<float> rad = engine.getRadiometricFrame();
   EXPECT_TRUE(std::isnan(rad(3, 4)));
+  EXPECT_NEAR(rad(6, 6), 655.34, 1e-2);
   EXPECT_NEAR(rad(20, 5), 20, 1e-2);
-  rad(3, 4) = 40;
-  rad(20, 5) = 40;
+  rad(3, 4) = rad(6, 6) = rad(20, 5) = 40;
   EXPECT_LT(cv::norm(rad, cv::Mat_<float>(32, 40, 40.0f), cv::NORM_INF), 1e-3);
 }
 
