@@ -87,40 +87,35 @@ void toGrey(const float* __restrict values, float offset, float scale, int count
   }
 }
 
+// One element of each of the rows that are filtered together.
+using BoxVector =
+    float __attribute__((vector_size(boxLanes * sizeof(float)), aligned(sizeof(float)), may_alias));
+
 // Rows are independent chains of additions; their sums run side by side.
 void boxFilterLanes(const float* __restrict in, int length, int radius, float* __restrict out) {
+  const auto* elements = reinterpret_cast<const BoxVector*>(in);
+  auto* means = reinterpret_cast<BoxVector*>(out);
   const int reach = radius < length ? radius : length;
   const int window = 2 * reach + 1;
-  const float reciprocal = 1.0f / static_cast<float>(window);
-  float sums[boxLanes] = {};
+  BoxVector sums = {};
   for (int i = 0; i < reach; ++i) {
-    for (int l = 0; l < boxLanes; ++l) {
-      sums[l] += in[i * boxLanes + l];
-    }
+    sums += elements[i];
   }
-  for (int i = 0; i < length; ++i) {
-    if (i + reach < length) {
-      for (int l = 0; l < boxLanes; ++l) {
-        sums[l] += in[(i + reach) * boxLanes + l];
-      }
-    }
-    const int end = i + reach < length ? i + reach + 1 : length;
-    const int begin = i > reach ? i - reach : 0;
-    if (end - begin == window) {
-      for (int l = 0; l < boxLanes; ++l) {
-        out[i * boxLanes + l] = sums[l] * reciprocal;
-      }
-    } else {
-      const float count = static_cast<float>(end - begin);
-      for (int l = 0; l < boxLanes; ++l) {
-        out[i * boxLanes + l] = sums[l] / count;
-      }
-    }
-    if (i >= reach) {
-      for (int l = 0; l < boxLanes; ++l) {
-        sums[l] -= in[(i - reach) * boxLanes + l];
-      }
-    }
+  int i = 0;
+  // Windows are cut at the left border, then whole, then cut at the right border.
+  for (; i < reach && i < length; ++i) {
+    if (i + reach < length) sums += elements[i + reach];
+    means[i] = sums / static_cast<float>(i + reach < length ? i + reach + 1 : length);
+  }
+  const float reciprocal = 1.0f / static_cast<float>(window);
+  for (; i + reach < length; ++i) {
+    sums += elements[i + reach];
+    means[i] = sums * reciprocal;
+    sums -= elements[i - reach];
+  }
+  for (; i < length; ++i) {
+    means[i] = sums / static_cast<float>(length - (i - reach));
+    sums -= elements[i - reach];
   }
 }
 
