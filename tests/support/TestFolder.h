@@ -1,13 +1,14 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 
-/// A test with a folder of its own, removed afterwards.
+/// A test with a folder of its own, removed afterwards. Test runs side by side do not share it.
 class TestFolder : public testing::Test {
  protected:
   TestFolder() {
@@ -29,5 +30,6 @@ class TestFolder : public testing::Test {
 
   const std::filesystem::path folder =
       std::filesystem::path(testing::TempDir()) /
-      (std::string("movra_test_") + testing::UnitTest::GetInstance()->current_test_info()->name());
+      (std::string("movra_test_") + testing::UnitTest::GetInstance()->current_test_info()->name() + "_" +
+       std::to_string(getpid()));
 };
