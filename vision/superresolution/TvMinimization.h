@@ -96,10 +96,13 @@ class MOVRA_SUPERRESOLUTION_API TvMinimization {
   bool iteration(int index, int frameCount, Mask** masks);
 
  private:
-  void backProject(int frameCount, float** frames, Mask** masks);
+  void useFrames(int frameCount, Mask** masks);
+  void backProject(float** frames);
+  int solve(int maxIterations);
+  bool iterate();
   void writeResult(float mean, float deviation, float* out) const;
   template <class Before, class After>
-  void applySystem(float* x, int frameCount, Mask** masks, float* out, Before before, After after);
+  void applySystem(float* x, float* out, Before before, After after);
 
   int width;
   int height;

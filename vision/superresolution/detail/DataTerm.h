@@ -32,14 +32,20 @@ class DataTerm {
 
   virtual ~DataTerm() = default;
 
+  /// The frames of what follows. Their PSFs may change afterwards, their masks may not.
+  virtual void useFrames(const Frames& given) { frames = given; }
+
   virtual int bandCount() const = 0;
   virtual Band band(int index) const = 0;
 
   /// Adds band `index` of sum_k B_k' M_k B_k x to `out`, frame by frame. Bands are asked for in ascending order.
-  virtual void addOperator(int index, const Frames& frames, float* x, float* out) = 0;
+  virtual void addOperator(int index, float* x, float* out) = 0;
 
   /// Writes band `index` of sum_k B_k' M_k y_k to `out`.
-  virtual void backProject(int index, const Frames& frames, float** images, float* out) = 0;
+  virtual void backProject(int index, float** images, float* out) = 0;
+
+ protected:
+  Frames frames{};
 };
 
 }  // namespace movra::vision::detail

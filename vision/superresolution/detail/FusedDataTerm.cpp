@@ -11,24 +11,26 @@ FusedDataTerm::FusedDataTerm(int lowWidth, int lowHeight, int frameCount)
       height(lowHeight),
       paddedHeight(2 * lowHeight + RollingOperators::taps - 1),
       operators(lowWidth, lowHeight, frameCount),
-      isMasked(static_cast<std::size_t>(frameCount) * static_cast<std::size_t>(lowHeight)) {}
+      maskedPixels(lowWidth, lowHeight, frameCount) {}
+
+void FusedDataTerm::useFrames(const Frames& given) {
+  frames = given;
+  maskedPixels.note(frames.count, frames.masks);
+}
 
 FusedDataTerm::Band FusedDataTerm::band(int index) const {
   return {2 * index, std::min(2 * index + 2, paddedHeight), std::min(2 * index + 6, paddedHeight)};
 }
 
-void FusedDataTerm::addOperator(int index, const Frames& frames, float* x, float* out) {
-  if (index == 0) {
-    findMaskedRows(frames);
-  }
+void FusedDataTerm::addOperator(int index, float* x, float* out) {
   for (int s = index == 0 ? 0 : index + 2; s <= std::min(index + 2, operators.inputPairs() - 1); ++s) {
-    enterPair(s, frames, x);
+    enterPair(s, x);
   }
   operators.openOnto(out, index);
-  spreadAll(index, frames, out);
+  spreadAll(index, out);
 }
 
-void FusedDataTerm::backProject(int index, const Frames& frames, float** images, float* out) {
+void FusedDataTerm::backProject(int index, float** images, float* out) {
   if (index < height) {
     const std::ptrdiff_t begin = static_cast<std::ptrdiff_t>(index) * width;
     for (int k = 0; k < frames.count; ++k) {
@@ -37,35 +39,22 @@ void FusedDataTerm::backProject(int index, const Frames& frames, float** images,
     }
   }
   operators.openOntoZeros();
-  spreadAll(index, frames, out);
+  spreadAll(index, out);
 }
 
-// Most rows are trusted throughout; found out beforehand, they cost no more than this look at the masks.
-void FusedDataTerm::findMaskedRows(const Frames& frames) {
-  for (int k = 0; k < frames.count; ++k) {
-    for (int r = 0; r < height; ++r) {
-      isMasked[static_cast<std::size_t>(k * height + r)] =
-          !psfKernels().isAllOnes(frames.masks[k] + static_cast<std::ptrdiff_t>(r) * width, width);
-    }
-  }
-}
-
-void FusedDataTerm::enterPair(int s, const Frames& frames, const float* x) {
+void FusedDataTerm::enterPair(int s, const float* x) {
   operators.enter(x, s);
   const int r = s - 2;
   for (int k = 0; k < frames.count; ++k) {
     float* samples = r >= 0 ? operators.sampleRow(k, r) : operators.discarded();
     operators.image(k, frames.kernelX(k), frames.kernelY(k), samples);
     if (r >= 0) {
-      if (isMasked[static_cast<std::size_t>(k * height + r)]) {
-        psfKernels().weightRow(frames.masks[k] + static_cast<std::ptrdiff_t>(r) * width, samples, width,
-                               samples);
-      }
+      maskedPixels.weight(k, r, samples);
     }
   }
 }
 
-void FusedDataTerm::spreadAll(int index, const Frames& frames, float* out) {
+void FusedDataTerm::spreadAll(int index, float* out) {
   for (int k = 0; k < frames.count; ++k) {
     operators.spread(k, index, frames.kernelX(k), frames.kernelY(k));
   }

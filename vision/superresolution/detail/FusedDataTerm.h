@@ -1,8 +1,7 @@
 #pragma once
 
-#include <vector>
-
 #include "vision/superresolution/detail/DataTerm.h"
+#include "vision/superresolution/detail/MaskedPixels.h"
 #include "vision/superresolution/detail/RollingOperators.h"
 
 namespace movra::vision::detail {
@@ -12,21 +11,21 @@ class FusedDataTerm : public DataTerm<char> {
  public:
   FusedDataTerm(int width, int height, int frameCount);
 
+  void useFrames(const Frames& given) override;
   int bandCount() const override { return operators.outputPairs(); }
   Band band(int index) const override;
-  void addOperator(int index, const Frames& frames, float* x, float* out) override;
-  void backProject(int index, const Frames& frames, float** images, float* out) override;
+  void addOperator(int index, float* x, float* out) override;
+  void backProject(int index, float** images, float* out) override;
 
  private:
-  void findMaskedRows(const Frames& frames);
-  void enterPair(int s, const Frames& frames, const float* x);
-  void spreadAll(int index, const Frames& frames, float* out);
+  void enterPair(int s, const float* x);
+  void spreadAll(int index, float* out);
 
   int width;
   int height;
   int paddedHeight;
   RollingOperators operators;
-  std::vector<char> isMasked;  // per frame and row: true when the mask is not 1 everywhere
+  MaskedPixels maskedPixels;
 };
 
 }  // namespace movra::vision::detail

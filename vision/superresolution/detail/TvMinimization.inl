@@ -180,11 +180,12 @@ int TvMinimization<Convolution>::minimize(int count, int refIndex, float** frame
   }
 
   generatePsfs(count, shifts);
-  backProject(count, frames, masks);
+  useFrames(count, masks);
+  backProject(frames);
 
   int total = 0;
   for (int pass = 0; pass < maxIter; ++pass) {
-    const int made = conjugateGradients(count, masks, maxIter - total);
+    const int made = solve(maxIter - total);
     total += made;
     if (made == 0) {
       break;
@@ -205,12 +206,18 @@ void TvMinimization<Convolution>::generatePsfs(int count, cv::Point_<float>* shi
   }
 }
 
+template <class Convolution>
+void TvMinimization<Convolution>::useFrames(int count, Mask** masks) {
+  detail::checkFrameCount(count, frameCount);
+  dataTerm->useFrames({count, psfSize, psfX.get(), psfY.get(), masks});
+}
+
 // b = sum_k B_k' M_k y_k, which is also the first estimate.
 template <class Convolution>
-void TvMinimization<Convolution>::backProject(int count, float** frames, Mask** masks) {
+void TvMinimization<Convolution>::backProject(float** frames) {
   double lanes[detail::sumLanes] = {};
   for (int i = 0; i < dataTerm->bandCount(); ++i) {
-    dataTerm->backProject(i, {count, psfSize, psfX.get(), psfY.get(), masks}, frames, vectors->rhs());
+    dataTerm->backProject(i, frames, vectors->rhs());
     const auto band = dataTerm->band(i);
     detail::solverKernels().addSquares(vectors->rhs(), band.begin * paddedWidth, band.end * paddedWidth,
                                        lanes);
@@ -221,13 +228,19 @@ void TvMinimization<Convolution>::backProject(int count, float** frames, Mask** 
 
 template <class Convolution>
 int TvMinimization<Convolution>::conjugateGradients(int count, Mask** masks, int maxIterations) {
+  useFrames(count, masks);
+  return solve(maxIterations);
+}
+
+template <class Convolution>
+int TvMinimization<Convolution>::solve(int maxIterations) {
   computeL();
 
   // r = b - A x, p = r
   float* const r = vectors->residual();
   float lanes[detail::sumLanes] = {};
   applySystem(
-      vectors->estimate(), count, masks, r, [](int) {},
+      vectors->estimate(), r, [](int) {},
       [&](int begin, int end) {
         detail::solverKernels().startResidual(vectors->rhs(), r, begin, end, lanes);
       });
@@ -239,7 +252,7 @@ int TvMinimization<Convolution>::conjugateGradients(int count, Mask** masks, int
     return 0;
   }
   for (int i = 0; i < maxIterations; ++i) {
-    if (iteration(i, count, masks)) {
+    if (iterate()) {
       return i + 1;
     }
   }
@@ -255,26 +268,31 @@ void TvMinimization<Convolution>::computeL() {
 // these pixels of the result are there.
 template <class Convolution>
 template <class Before, class After>
-void TvMinimization<Convolution>::applySystem(float* x, int count, Mask** masks, float* out, Before before,
-                                              After after) {
-  detail::checkFrameCount(count, frameCount);
+void TvMinimization<Convolution>::applySystem(float* x, float* out, Before before, After after) {
   for (int b = 0; b < dataTerm->bandCount(); ++b) {
     const auto band = dataTerm->band(b);
     before(band.rowsRead * paddedWidth);
     tvTerm->applyRows(x, band.begin, band.end, out);
-    dataTerm->addOperator(b, {count, psfSize, psfX.get(), psfY.get(), masks}, x, out);
+    dataTerm->addOperator(b, x, out);
     after(band.begin * paddedWidth, band.end * paddedWidth);
   }
 }
 
 template <class Convolution>
 void TvMinimization<Convolution>::gradient(float* x, int count, Mask** masks, float* out) {
+  useFrames(count, masks);
   applySystem(
-      x, count, masks, out, [](int) {}, [](int, int) {});
+      x, out, [](int) {}, [](int, int) {});
 }
 
 template <class Convolution>
 bool TvMinimization<Convolution>::iteration(int /*index*/, int count, Mask** masks) {
+  useFrames(count, masks);
+  return iterate();
+}
+
+template <class Convolution>
+bool TvMinimization<Convolution>::iterate() {
   const detail::SolverKernels& kernels = detail::solverKernels();
   float* const r = vectors->residual();
   float* const p = vectors->direction();
@@ -284,7 +302,7 @@ bool TvMinimization<Convolution>::iteration(int /*index*/, int count, Mask** mas
   int turned = directionIsFinal ? paddedSize : 0;
   float lanes[detail::sumLanes] = {};
   applySystem(
-      p, count, masks, q,
+      p, q,
       [&](int end) {
         if (turned < end) {
           kernels.turnDirection(beta, r, p, turned, end);

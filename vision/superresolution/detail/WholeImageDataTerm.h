@@ -15,7 +15,6 @@ class WholeImageDataTerm : public DataTerm<typename Convolution::Mask> {
 
  public:
   using typename Base::Band;
-  using typename Base::Frames;
 
   /// @param slack floats after each work array that vector loads may touch; they stay zero
   WholeImageDataTerm(const ReconstructionSize& size, std::size_t slack)
@@ -29,22 +28,24 @@ class WholeImageDataTerm : public DataTerm<typename Convolution::Mask> {
   int bandCount() const override { return 1; }
   Band band(int) const override { return {0, paddedHeight, paddedHeight}; }
 
-  void addOperator(int, const Frames& frames, float* x, float* out) override {
+  void addOperator(int, float* x, float* out) override {
     for (int k = 0; k < frames.count; ++k) {
       convolution.validCorrToSparse(x, frames.kernelX(k), frames.kernelY(k), lowResBuffer.get());
-      addTranspose(frames, k, lowResBuffer.get(), out);
+      addTranspose(k, lowResBuffer.get(), out);
     }
   }
 
-  void backProject(int, const Frames& frames, float** images, float* out) override {
+  void backProject(int, float** images, float* out) override {
     std::fill_n(out, paddedSize, 0.0f);
     for (int k = 0; k < frames.count; ++k) {
-      addTranspose(frames, k, images[k], out);
+      addTranspose(k, images[k], out);
     }
   }
 
  private:
-  void addTranspose(const Frames& frames, int k, float* image, float* out) {
+  using Base::frames;
+
+  void addTranspose(int k, float* image, float* out) {
     convolution.fullConvFromSparse(image, frames.kernelX(k), frames.kernelY(k), frames.masks[k],
                                    frameBuffer.get());
     for (std::size_t i = 0; i < paddedSize; ++i) {
