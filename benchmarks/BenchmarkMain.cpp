@@ -13,11 +13,11 @@ namespace {
 
 // Work that one application of the system operator and the vector updates around it need per low-resolution pixel, with
 // five frames: that of the fused form, which is the least that is known. A share of the peak says how near it is.
-//   Operations: per frame 22 + 12 along rows and columns to the sample, 1 mask, 10 + 28 back; stencil 25 and
-//   vectors 10 for each of four pixels.
-//   Bytes: for each of four pixels four weights, q written and read, p turned and read, x and r read and written.
-constexpr double operationsPerPixel = 5 * (22 + 12 + 1 + 10 + 28) + 4 * (25 + 10);
-constexpr double bytesPerPixel = 4 * 14 * sizeof(float) + 5;
+//   Operations: per frame 22 + 12 along rows and columns to the sample, 1 mask, 10 + 28 back; for each of four pixels
+//   edge weights 22, stencil 24 and vectors 10.
+//   Bytes: for each of four pixels the frozen image, q written, p turned and read, all of them, x and r for the step.
+constexpr double operationsPerPixel = 5 * (22 + 12 + 1 + 10 + 28) + 4 * (22 + 24 + 10);
+constexpr double bytesPerPixel = 4 * 11 * sizeof(float);
 
 class TableReporter : public benchmark::ConsoleReporter {
  public:
@@ -64,15 +64,17 @@ class TableReporter : public benchmark::ConsoleReporter {
     std::printf("Five frames, factor 2, one thread, %s; triad %.1f GB/s, multiply-add %.1f Gop/s\n\n",
                 name(movra::vision::detail::activeInstructionSet()), bandwidth * 1e-9, peak * 1e-9);
     std::printf(
-        "| size | addFrame ms | doRegistration ms | minimize ms | computeSR ms | computeSR ns/pixel "
+        "| size | addFrame | doRegistration | minimize | computeSR | growth "
         "| registration: times straight | minimize: times straight | computeSR: times straight "
-        "| minimize: of triad %% | of multiply-add %% |\n"
+        "| minimize: of triad | of multiply-add |\n"
         "|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|\n");
     for (const char* size : {"80/60", "160/120", "320/240", "640/480", "1024/768"}) {
       printRow(size, bandwidth, peak);
     }
     std::printf(
-        "\nTimes straight: how often the straight loops' time is ours; registration is addFrame and "
+        "\nStages: ms (ns per low-resolution pixel). Growth: of computeSR's time per pixel over the size "
+        "before. Times "
+        "straight: how often the straight loops' time is ours; registration is addFrame and "
         "doRegistration.\n");
   }
 
@@ -83,20 +85,28 @@ class TableReporter : public benchmark::ConsoleReporter {
       return of(function, "width:" + width + "/height:" + height).seconds;
     };
     const double pixels = std::stod(width) * std::stod(height);
-    const double registration = seconds("addFrame") + seconds("doRegistration");
-    const double straightRegistration = seconds("StraightAddFrame") + seconds("StraightDoRegistration");
-    const double minimize = seconds("minimize"), computeSR = seconds("computeSR");
+    std::printf("| %sx%s |", width.c_str(), height.c_str());
+    for (const char* stage : {"addFrame", "doRegistration", "minimize", "computeSR"}) {
+      std::printf(" %.2f (%.1f) |", seconds(stage) * 1e3, seconds(stage) / pixels * 1e9);
+    }
+    const double perPixel = seconds("computeSR") / pixels;
+    std::printf(" %.2f |", ratio(perPixel, perPixelBefore));
+    perPixelBefore = perPixel;
+    std::printf(" %.2f | %.2f | %.2f |",
+                ratio(seconds("StraightAddFrame") + seconds("StraightDoRegistration"),
+                      seconds("addFrame") + seconds("doRegistration")),
+                ratio(seconds("StraightMinimize"), seconds("minimize")),
+                ratio(seconds("StraightComputeSR"), seconds("computeSR")));
     const double applications =
         of("StraightMinimize", "width:" + width + "/height:" + height).counters["applications"] * pixels;
-    std::printf("| %sx%s | %.2f | %.2f | %.2f | %.2f | %.0f | %.2f | %.2f | %.2f | %.0f | %.0f |\n",
-                width.c_str(), height.c_str(), seconds("addFrame") * 1e3, seconds("doRegistration") * 1e3,
-                minimize * 1e3, computeSR * 1e3, computeSR / pixels * 1e9,
-                ratio(straightRegistration, registration), ratio(seconds("StraightMinimize"), minimize),
-                ratio(seconds("StraightComputeSR"), computeSR),
-                100 * ratio(ratio(applications * bytesPerPixel, minimize), bandwidth),
-                100 * ratio(ratio(applications * operationsPerPixel, minimize), peak));
+    const auto shareOf = [&](double most, double perPixelWork) {
+      return 100 * ratio(ratio(applications * perPixelWork, seconds("minimize")), most);
+    };
+    std::printf(" %.0f %% | %.0f %% |\n", shareOf(bandwidth, bytesPerPixel),
+                shareOf(peak, operationsPerPixel));
   }
 
+  double perPixelBefore = 0;
   std::map<std::string, std::map<std::string, Measurement>> measured;  // by function and arguments
 };
 
