@@ -19,7 +19,7 @@ namespace movra::vision {
 /// Low-resolution frames have `height` rows of `width` floats, the result (int)(height factor) rows of
 /// (int)(width factor) floats, all dense and row-major. The engine copies what it is given and owns all its buffers,
 /// which are made once, in the constructor: about 220 bytes per pixel of a frame for five frames at factor 2, with what
-/// OpenCV needs in between 250 at the most. It is used from one thread at a time.
+/// OpenCV needs in between about 250. It is used from one thread at a time.
 ///
 /// Setters reject by throwing a `const char*`, which leaves the engine as it was; NaN is not rejected.
 template <class Registration, class Minimization, class BadPixels, class Report>
