@@ -23,12 +23,8 @@ TEST(FineRegistration, TrustsNothingWithoutACommonFiniteImage) {
   FineRegistration fine(width, height);
   fine.regError = 1;
   fine.setReference(image.data());
-  constexpr int least = std::numeric_limits<int>::min();
-  for (const cv::Point_<int> beyond :
-       {cv::Point(width, 0), cv::Point(0, -height), cv::Point(-9000, 7), cv::Point(least, least)}) {
-    const Shift shift = fine.step(image.data(), image.data(), beyond, mask.data());
-    EXPECT_EQ(shift, Shift(static_cast<float>(beyond.x), static_cast<float>(beyond.y)));
-  }
+  for (const cv::Point beyond : {cv::Point(width, 0), cv::Point(0, -height)})
+    EXPECT_EQ(fine.step(image.data(), image.data(), beyond, mask.data()), Shift(beyond));
   Image holed = image;
   holed[pixels / 2] = notANumber;
   EXPECT_TRUE(std::isnan(fine.step(image.data(), holed.data(), {0, 0}, mask.data()).x));
@@ -40,7 +36,7 @@ TEST(FineRegistration, TrustsNothingWithoutACommonFiniteImage) {
 }
 
 TEST(FineRegistration, TakesImagesOfAnySize) {
-  for (const auto& [columns, rows] : {std::pair(1, 1), {1, 6}, {7, 1}, {2, 2}, {3, 5}}) {
+  for (const auto& [columns, rows] : {std::pair(1, 6), {7, 1}, {2, 2}}) {
     const Image image = randomImage(columns * rows, 0, 1, 4);
     Mask mask(image.size(), 0);
     FineRegistration fine(columns, rows);

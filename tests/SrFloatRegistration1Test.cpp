@@ -19,20 +19,6 @@ using namespace movra::test;
 
 using PhaseRun = RegistrationRun<SrFloatRegistration1>;
 
-/// The frame that shows `image` moved by (dx, dy), what leaves on one side entering on the other.
-Image rolled(const Image& image, int width, int dx, int dy) {
-  const int height = static_cast<int>(image.size()) / width;
-  Image result(image.size());
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      const int toX = ((x + dx) % width + width) % width;
-      const int toY = ((y + dy) % height + height) % height;
-      result[static_cast<std::size_t>(toY * width + toX)] = image[static_cast<std::size_t>(y * width + x)];
-    }
-  }
-  return result;
-}
-
 TEST(CorrelationPeakTest, EveryPlaceIsASignedShiftAndTheFirstOfEqualMaximaCounts) {
   onEveryInstructionSet([] {
     for (const auto& [width, height] : {std::pair(37, 5), std::pair(6, 4)}) {
@@ -82,43 +68,20 @@ TEST(SrFloatRegistration1Test, RecoversKnownShifts) {
   EXPECT_EQ(r.masks[0], Mask(96 * 72, 1));
 }
 
-TEST(SrFloatRegistration1Test, WholePixelShiftsWrapAround) {
-  constexpr int width = 64;
-  const Image still = makeBurst({width, 48, {{0, 0}}}).frames[0];
-  const auto coarseShift = [&](const Image& frame) {
-    PhaseRun r(width, 48, 2);
-    r.prepareAll({still, frame});
-    std::vector<Shift> shifts(2);
-    r.registration.registerFrames(2, 0, pointersTo(r.frames).data(), shifts.data(),
-                                  pointersTo(r.masks).data());
-    EXPECT_TRUE(std::isfinite(shifts[1].x) && std::isfinite(shifts[1].y));
-    return r.registration.phaseCorrelation();
-  };
-  for (const auto& [dx, dy] : {std::pair(0, 0), {5, -3}, {-31, 23}, {32, 24}, {-17, 0}})
-    EXPECT_EQ(coarseShift(rolled(still, width, dx, dy)), cv::Point_<int>(dx, dy));
-  EXPECT_EQ(coarseShift(rolled(still, width, 33, 0)), cv::Point_<int>(33 - width, 0));
-  // Exactly half a size is a positive shift, and a constant frame has none.
-  EXPECT_EQ(coarseShift(rolled(still, width, -32, -24)), cv::Point_<int>(32, 24));
-  EXPECT_EQ(coarseShift(Image(still.size(), 300.0f)), cv::Point_<int>(0, 0));
-}
-
 TEST(SrFloatRegistration1Test, ShiftBeyondHalfTheHeightIsTooLarge) {
   // 26 of 96 columns would do, but the height of 48 rows bounds both axes.
-  const Image still = makeBurst({96, 48, {{0, 0}}}).frames[0];
   PhaseRun r(96, 48, 2);
-  r.prepareAll({still, rolled(still, 96, -26, 0)});
+  r.prepareAll(makeBurst({96, 48, {{0, 0}, {-26, 0}}}).frames);
   const std::string place = "vision/superresolution/SrFloatRegistration1.cpp: 144: doRegistration(..)\n";
   EXPECT_EQ(endOfLocationThrownBy([&] { r.run(); }, place.size()), place);
 }
 
 TEST(SrFloatRegistration1Test, FramesWithoutShiftEndInTheSameException) {
   const std::vector<Image> good = makeBurst({48, 40, {{0, 0}, {0.4f, 0}}}).frames;
-  std::vector<std::vector<Image>> bursts(5, good);
+  std::vector<std::vector<Image>> bursts(3, good);
   bursts[0][0].assign(good[0].size(), 300.0f);
   bursts[1][0][100] = notANumber;
-  bursts[2][1][100] = notANumber;
-  bursts[3][1][100] = infinity;
-  bursts[4][1][100] = 3e38f;
+  bursts[2][1][100] = infinity;
   for (const std::vector<Image>& frames : bursts) {
     PhaseRun r(48, 40, 2);
     r.prepareAll(frames);
@@ -138,14 +101,12 @@ TEST(SrFloatRegistration1Test, HoldsTheLastFrames) {
   EXPECT_EQ(used.registration.getCompleteShifts(), fresh.registration.getCompleteShifts());
   EXPECT_EQ(used.shifted, fresh.shifted);
   EXPECT_EQ(used.masks, fresh.masks);
-  EXPECT_EQ(used.run(3), SrFloatRegistration1::noFrames);
-  EXPECT_EQ(used.run(-1), SrFloatRegistration1::noFrames);
+  for (const int reference : {3, -1}) EXPECT_EQ(used.run(reference), SrFloatRegistration1::noFrames);
 
   used.registration.clearFrames();
   EXPECT_TRUE(used.registration.getCompleteShifts().empty());
   EXPECT_EQ(used.run(), SrFloatRegistration1::noFrames);
   EXPECT_EQ(used.shifts[0], Shift(-1, -1));
-  EXPECT_EQ(used.registration.doRegistration(0, 0, nullptr, nullptr, nullptr, nullptr), -9);
   EXPECT_THROW(used.registration.prepareFrame(nullptr), Exception);
   used.prepareAll({frames[2], frames[3]});
   EXPECT_EQ(used.run(), -9);  // three of two
@@ -153,7 +114,6 @@ TEST(SrFloatRegistration1Test, HoldsTheLastFrames) {
 
 TEST(SrFloatRegistration1Test, SizesAndRadiusMustFit) {
   EXPECT_THROW(SrFloatRegistration1(-1, 40, 5), std::bad_array_new_length);
-  EXPECT_THROW(SrFloatRegistration1(48, 40, -1), std::bad_array_new_length);
   EXPECT_THROW(SrFloatRegistration1(40, 10, 5), Exception);
   PhaseRun r(40, 11, 2);
   for (const int radius : {-1, 6, std::numeric_limits<int>::max()})
@@ -163,27 +123,26 @@ TEST(SrFloatRegistration1Test, SizesAndRadiusMustFit) {
   // Without blur, frames that are equal but for a whole-pixel shift stay so.
   r.registration.setGaussRadius(0);
   const Image still = makeBurst({40, 11, {{0, 0}}}).frames[0];
-  r.prepareAll({still, rolled(still, 40, 3, -2)});
+  Image moved = still;
+  std::rotate(moved.begin(), moved.begin() + 2 * 40 - 3, moved.end());
+  r.prepareAll({still, moved});
   ASSERT_EQ(r.run(), 0);
   EXPECT_NEAR(r.registration.getCompleteShifts()[1].x, 3, 1e-3);
   EXPECT_NEAR(r.registration.getCompleteShifts()[1].y, -2, 1e-3);
 }
 
 TEST(SrFloatRegistration1Test, SameBitsOnEveryInstructionSet) {
-  for (const auto& [width, height] : {std::pair(53, 41), std::pair(128, 96)}) {
-    const std::vector<Image> frames =
-        makeBurst({width, height, {{0, 0}, {2.1f, 0.4f}, {-3.3f, 1.2f}}}).frames;
-    PhaseRun expected(width, height, 3);
-    expected.prepareAll(frames);
-    ASSERT_EQ(expected.run(), 0);
-    onEveryInstructionSet([&, columns = width, rows = height] {
-      PhaseRun r(columns, rows, 3);
-      r.prepareAll(frames);
-      ASSERT_EQ(r.run(), 0);
-      EXPECT_EQ(r.shifts, expected.shifts);
-      EXPECT_EQ(r.masks, expected.masks);
-    });
-  }
+  const std::vector<Image> frames = makeBurst({53, 41, {{0, 0}, {2.1f, 0.4f}, {-3.3f, 1.2f}}}).frames;
+  PhaseRun expected(53, 41, 3);
+  expected.prepareAll(frames);
+  ASSERT_EQ(expected.run(), 0);
+  onEveryInstructionSet([&] {
+    PhaseRun r(53, 41, 3);
+    r.prepareAll(frames);
+    ASSERT_EQ(r.run(), 0);
+    EXPECT_EQ(r.shifts, expected.shifts);
+    EXPECT_EQ(r.masks, expected.masks);
+  });
 }
 
 /// Both registrations measure the same thing by different means; on real frames, which also turn a little and hold

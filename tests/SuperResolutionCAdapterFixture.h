@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -19,12 +17,6 @@ using namespace movra::test;
 inline constexpr int width = 48;
 inline constexpr int height = 40;
 inline constexpr float defaultSigma = 0.683F;
-
-inline float asFloat(std::uint32_t bits) {
-  float value;
-  std::memcpy(&value, &bits, sizeof value);
-  return value;
-}
 
 struct Size {
   int width;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -16,6 +17,12 @@ namespace movra::test {
 
 inline constexpr float notANumber = std::numeric_limits<float>::quiet_NaN();
 inline constexpr float infinity = std::numeric_limits<float>::infinity();
+
+inline float asFloat(std::uint32_t bits) {
+  float value;
+  std::memcpy(&value, &bits, sizeof value);
+  return value;
+}
 
 inline bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;

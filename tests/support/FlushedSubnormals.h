@@ -6,22 +6,17 @@
 
 namespace movra::test {
 
-/// As a host that computes with subnormal numbers flushed to zero, where the machine can.
-class FlushedSubnormals {
+/// Runs `call` as a host does that computes with subnormal numbers flushed to zero, where the machine can.
+template <class Call>
+void withFlushedSubnormals(Call call) {
 #if defined(__SSE2__)
- public:
-  FlushedSubnormals() : saved(_mm_getcsr()) {
-    _mm_setcsr(saved | 0x8040U);
-  }
-  FlushedSubnormals(const FlushedSubnormals&) = delete;
-  FlushedSubnormals& operator=(const FlushedSubnormals&) = delete;
-  ~FlushedSubnormals() {
-    _mm_setcsr(saved);
-  }
-
- private:
-  unsigned saved;
+  const unsigned saved = _mm_getcsr();
+  _mm_setcsr(saved | 0x8040U);
+  call();
+  _mm_setcsr(saved);
+#else
+  call();
 #endif
-};
+}
 
 }  // namespace movra::test

@@ -18,9 +18,7 @@ SyntheticBurst readRealBurst(const std::string& name, const std::vector<int>& nu
     const std::string stem = "frame_0" + std::to_string(i);
     const bool isTiff = std::filesystem::exists(folder / (stem + ".tiff"));
     const std::filesystem::path file = folder / (stem + (isTiff ? ".tiff" : ".png"));
-    if (!std::filesystem::exists(file)) {
-      return {};
-    }
+    if (!std::filesystem::exists(file)) return {};
     cv::Mat_<float> image;
     cv::imread(file.string(), cv::IMREAD_UNCHANGED).convertTo(image, CV_32F);
     burst.width = image.cols;

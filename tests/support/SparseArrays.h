@@ -72,8 +72,7 @@ struct SparseArrays {
   }
 
   std::string name() const {
-    return std::to_string(hrWidth) + "x" + std::to_string(hrHeight) + " psf " + std::to_string(psfWidth) +
-           "x" + std::to_string(psfHeight) + " factor " + std::to_string(factor);
+    return std::to_string(hrWidth) + "x" + std::to_string(hrHeight) + " factor " + std::to_string(factor);
   }
 };
 

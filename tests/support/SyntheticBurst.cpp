@@ -45,9 +45,7 @@ double blobs(double x, double y) {
       const double dy = y - cell * (static_cast<double>(r) + scrambled(c, r, 2));
       const double radius = 5 + 12 * scrambled(c, r, 3);
       const double inside = 1 - (dx * dx + dy * dy) / (radius * radius);
-      if (inside > 0) {
-        sum += (10 * scrambled(c, r, 4) - 4) * inside * inside;
-      }
+      if (inside > 0) sum += (10 * scrambled(c, r, 4) - 4) * inside * inside;
     }
   }
   return sum;
@@ -56,9 +54,7 @@ double blobs(double x, double y) {
 // Sum of four uniform numbers, of mean 0 and standard deviation 1.
 double almostNormal(std::mt19937& random) {
   double sum = -2;
-  for (int i = 0; i < 4; ++i) {
-    sum += static_cast<double>(random()) / 4294967296.0;
-  }
+  for (int i = 0; i < 4; ++i) sum += static_cast<double>(random()) / 4294967296.0;
   return sum * 1.7320508075688772;
 }
 
@@ -67,7 +63,6 @@ Image paddedScene(int width, int height, Shift shift) {
   const int columns = factor * width + taps - 1;
   const int rows = factor * height + taps - 1;
   Image scene;
-  scene.reserve(static_cast<std::size_t>(columns) * static_cast<std::size_t>(rows));
   for (int y = 0; y < rows; ++y) {
     for (int x = 0; x < columns; ++x) {
       const double sceneX = x - margin - factor * static_cast<double>(shift.x);
@@ -109,9 +104,7 @@ SyntheticBurst makeBurst(const BurstRecipe& recipe) {
     Image scene = paddedScene(width, height, shift);
     Image frame(size);
     sensor.validCorrToSparse(scene.data(), psf.data(), psf.data(), frame.data());
-    for (float& pixel : frame) {
-      pixel += static_cast<float>(recipe.noise * almostNormal(random));
-    }
+    for (float& pixel : frame) pixel += static_cast<float>(recipe.noise * almostNormal(random));
     burst.frames.push_back(std::move(frame));
     burst.masks.emplace_back(size, char{1});
   }
@@ -141,9 +134,7 @@ double gainOverBicubic(const Image& image, const SyntheticBurst& burst, std::siz
 Image randomImage(int size, float low, float high, std::uint32_t seed) {
   std::mt19937 random(seed);
   Image image(static_cast<std::size_t>(size));
-  for (float& value : image) {
-    value = low + (high - low) * (static_cast<float>(random() >> 8) / 16777216.0f);
-  }
+  for (float& value : image) value = low + (high - low) * (static_cast<float>(random() >> 8) / 16777216.0f);
   return image;
 }
 
