@@ -106,15 +106,13 @@ TEST_F(CornerRegistrationTest, ReportsFramesWithoutCommonTracks) {
   expectNoTrack(Image(pixels, 25), frameOf(textured, {0, 0}));
 
   // Two equal blobs part in opposite directions: the medians of x and y come from different ones, and neither fits both.
-  const auto blobs = [](double apart) {
-    const auto blob = [](double x, double y) { return std::exp(-(x * x + y * y) / 18); };
-    return frameOf(
-        [=](double x, double y) {
-          return blob(x - 40 - apart, y - 60 + apart) + blob(x - 120 + apart, y - 60 - apart);
-        },
-        {0, 0});
+  const auto blob = [](double x, double y) { return std::exp(-(x * x + y * y) / 18); };
+  const auto blobs = [blob](double apart) {
+    return [=](double x, double y) {
+      return blob(x - 40 - apart, y - 60 + apart) + blob(x - 120 + apart, y - 60 - apart);
+    };
   };
-  expectNoTrack(blobs(0), blobs(4));
+  expectNoTrack(frameOf(blobs(0), {0, 0}), frameOf(blobs(4), {0, 0}));
 }
 
 TEST_F(CornerRegistrationTest, AFrameThatDoesNotFitThrowsAfterTheOnesBeforeIt) {
@@ -201,7 +199,6 @@ TEST_F(CornerRegistrationTest, RefusesWhatCannotBe) {
   Burst burst(3);
   EXPECT_THROW(burst.registration.prepareFrame(nullptr), Exception);
   burst.prepareScene(textured, {{0, 0}, {1, 1}, {2, 0}});
-  EXPECT_EQ(burst.run(), 0);
   burst.registration.clearFrames();
   EXPECT_TRUE(burst.registration.getCompleteShifts().empty());
   burst.registration.prepareFrame(burst.frames[0].data());

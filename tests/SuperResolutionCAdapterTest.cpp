@@ -39,8 +39,7 @@ TEST_F(SuperResolutionCAdapterTest, LifeOfAContext) {
   const int context = open();
   EXPECT_TRUE(SuperResolution_isContextValid(context));
 
-  int columns = 0;
-  int rows = 0;
+  int columns = 0, rows = 0;
   expectOutcome(SuperResolution_queryOutputImageSize(context, &columns, &rows), -5,
                 "Not enough input images (<5)");
   EXPECT_EQ(columns, 2 * width);
@@ -70,9 +69,7 @@ TEST_F(SuperResolutionCAdapterTest, LifeOfAContext) {
 
 TEST_F(SuperResolutionCAdapterTest, TheLowestFreeHandleIsTaken) {
   namespace sr = movra::vision;  // the same functions by their other names
-  const int first = sr::SuperResolution_init(8, 8);
-  const int second = open();
-  const int third = open();
+  const int first = sr::SuperResolution_init(8, 8), second = open(), third = open();
   EXPECT_EQ(second, first + 1);
   EXPECT_EQ(third, first + 2);
   EXPECT_EQ(sr::SuperResolution_release(second), 0);
@@ -93,8 +90,7 @@ TEST_F(SuperResolutionCAdapterTest, ContextsDoNotDisturbEachOther) {
   const Size small{32, 36};
   const std::vector<Image> burst = makeFrames(6);
   const std::vector<Image> smallBurst = makeFrames(6, small);
-  const int context = open();
-  const int other = open(small);
+  const int context = open(), other = open(small);
   SuperResolution_setCameraAndLensType(other, "m01 FOV 10");
   for (std::size_t i = 0; i < burst.size(); ++i) {
     EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
@@ -107,8 +103,7 @@ TEST_F(SuperResolutionCAdapterTest, ContextsDoNotDisturbEachOther) {
 }
 
 TEST_F(SuperResolutionCAdapterTest, InvalidHandles) {
-  const int context = open();
-  const int released = open();
+  const int context = open(), released = open();
   SuperResolution_release(released);
   int size = 5;
   float pixel = 5;

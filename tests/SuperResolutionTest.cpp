@@ -212,11 +212,6 @@ TEST(SuperResolutionTest, ShiftCoverageIsTheBilinearHistogramOfTheShifts) {
   EXPECT_NEAR(columns(1) + 2 * columns(2), 1 + 2 * (shifts[0].x + shifts[1].x + shifts[2].x) / 3, 1e-5);
   EXPECT_NEAR(rows(1) + 2 * rows(2), 1 + 2 * (shifts[0].y + shifts[1].y + shifts[2].y) / 3, 1e-5);
   EXPECT_NEAR(cv::sum(q)[0], 1, 1e-5);
-  // A failed registration leaves a shift that is not a number, which counts nowhere.
-  compute(engine, {2, Image(64 * 48, 300.0f)}, out);
-  engine.computeQuality_();
-  engine.getQuality(q);
-  EXPECT_LT(cv::sum(q)[0], 1);
 }
 
 TEST(SuperResolutionTest, SimpleCombineRepeatsTheMeanOfTheWorkingFrames) {

@@ -20,7 +20,6 @@
 #include "tools/movra-sr/io/OutputFile.h"
 #include "tools/movra-sr/io/Tiff.h"
 #include "tools/movra-sr/report/Quality.h"
-#include "tools/movra-sr/simulation/Burst.h"
 
 using namespace movra::tool;
 
@@ -169,31 +168,6 @@ TEST(ToolQuality, KnownValues) {
   EXPECT_GT(structuralSimilarity(lifted, truth), 0.99);     // only the level differs
   const cv::Mat_<float> inverted(50 - truth);
   EXPECT_LT(structuralSimilarity(inverted, truth), -0.5);
-}
-
-TEST(ToolSimulation, FramesAreTheSceneSeenFromTheirShifts) {
-  CameraModel camera;
-  camera.frameSize = {40, 30};
-  camera.frameCount = 6;
-  camera.noise = 0;
-  const int margin = sceneMargin(camera);
-  cv::Mat_<float> scene(60 + 2 * margin, 80 + 2 * margin);
-  for (int y = 0; y < scene.rows; ++y)
-    for (int x = 0; x < scene.cols; ++x)
-      scene(y, x) = 3.F * static_cast<float>(x - margin) + 5.F * static_cast<float>(y - margin);
-  const SimulatedBurst burst = simulateBurst(scene, camera);
-
-  ASSERT_EQ(burst.frames.size(), 6U);
-  EXPECT_EQ(burst.reference, 2);
-  EXPECT_EQ(burst.shifts[2], cv::Point2d());
-  EXPECT_EQ(burst.truth(0, 0), 0.F);
-  for (std::size_t i = 0; i < 6; ++i) {
-    const cv::Point2d shift = burst.shifts[i];
-    EXPECT_LE(std::max(std::abs(shift.x), std::abs(shift.y)), camera.maxShift);
-    // Pixel (10, 20) lies over high-resolution pixels 20, 21 and 40, 41 of a frame that is not shifted.
-    const double expected = 3 * (20.5 - 2 * shift.x) + 5 * (40.5 - 2 * shift.y);
-    EXPECT_NEAR(static_cast<double>(burst.frames[i](20, 10)), expected, 1e-3);
-  }
 }
 
 }  // namespace
