@@ -122,9 +122,7 @@ TEST_F(SrFloatTest, TheWindowHoldsTheNewestFramesOldestFirst) {
   EXPECT_EQ(pair.shifts.at(0), Shift(0, 0));  // fewer than the reference index counts back
 
   rolled->clearFrames();
-  const Result empty = reconstruct(*rolled);
-  EXPECT_EQ(empty.status, -998);
-  EXPECT_TRUE(empty.shifts.empty());
+  EXPECT_TRUE(reconstruct(*rolled).shifts.empty());
   for (int i = 0; i < 2; ++i) rolled->addFrame(frames[i].data());
   expectSame(reconstruct(*rolled), pair);
 }
@@ -179,15 +177,16 @@ TEST_F(SrFloatTest, BeatsBicubicEnlargementAndReportsSixLines) {
 
   std::istringstream lines(report.text());
   std::string text;
-  for (std::string line; std::getline(lines, line); text += '\n')
-    text +=
-        line.substr(0, line.find_first_of("0123456789")) + line.substr(std::min(line.find('['), line.size()));
+  for (std::string line; std::getline(lines, line); text += line + '\n') {
+    const auto first = line.find_first_of("0123456789"), last = line.find_last_of("0123456789");
+    if (first != std::string::npos) line.replace(first, last + 1 - first, "T");
+  }
   EXPECT_EQ(text,
             "++++++++++ SrFloat ++++++++++\n"
-            " registration:         [ms]\n"
-            " large_displacement:   [ms]\n"
-            " minimization:         [ms]\n"
-            " save+srfactor calc:   [ms]\n"
+            " registration:         T[ms]\n"
+            " large_displacement:   T[ms]\n"
+            " minimization:         T[ms]\n"
+            " save+srfactor calc:   T[ms]\n"
             "+++++++++++++++++++++++++++++\n");
 }
 

@@ -95,35 +95,26 @@ TEST(SuperResolutionBadPixelHandling, MinimumAndMaximumEqualAPlainScanOnEveryIns
 }
 
 TEST(SuperResolutionBadPixelHandling, ADefectBecomesTheMeanOfItsNeighboursOrAFallback) {
-  const struct {
-    const char* what;
-    bool nuc;
-    float value;
-    int row, column;
-    float expected;
-    int result;
-    std::uint32_t flag;  // what maskBadPixel writes
-  } cases[] = {
-      {"131 is no flag", false, asFloat(131), 2, 3, asFloat(131), 0, bitsOf(1)},
-      {"interior NaN", false, notANumber, 2, 3, 43, 0, 132},
-      {"too warm", false, 6000, 2, 3, 43, 0, 132},
-      {"6000 counts are good", true, 6000, 2, 3, 6000, 0, bitsOf(1)},
-      {"too many counts", true, 40000, 2, 3, 43, 0, 132},
-      {"top border: three neighbours suffice", false, notANumber, 0, 3, (22 + 24 + 33) / 3.0F, 0, 132},
-      {"over-range in a corner", false, asFloat(129), 0, 6, 76, 0, 129},
-      {"under-range in a corner", false, asFloat(130), 5, 0, 20, 0, 130},
-      {"too warm in a corner", false, 5000.5F, 0, 6, 76, -2, 132},
-      {"minus infinity in a corner", false, -infinity, 5, 0, 20, -2, 132},
-      {"invalid flag in a corner", false, asFloat(133), 5, 0, 0, -2, 132},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
+  // The flag is what maskBadPixel writes.
+  for (const auto& [what, isNUC, value, row, column, expected, result, flag] :
+       {std::tuple("131 is no flag", false, asFloat(131), 2, 3, asFloat(131), 0, bitsOf(1)),
+        {"interior NaN", false, notANumber, 2, 3, 43, 0, 132},
+        {"too warm", false, 6000, 2, 3, 43, 0, 132},
+        {"6000 counts are good", true, 6000, 2, 3, 6000, 0, bitsOf(1)},
+        {"too many counts", true, 40000, 2, 3, 43, 0, 132},
+        {"top border: three neighbours suffice", false, notANumber, 0, 3, (22 + 24 + 33) / 3.0F, 0, 132},
+        {"over-range in a corner", false, asFloat(129), 0, 6, 76, 0, 129},
+        {"under-range in a corner", false, asFloat(130), 5, 0, 20, 0, 130},
+        {"too warm in a corner", false, 5000.5F, 0, 6, 76, -2, 132},
+        {"minus infinity in a corner", false, -infinity, 5, 0, 20, -2, 132},
+        {"invalid flag in a corner", false, asFloat(133), 5, 0, 0, -2, 132}}) {
+    SCOPED_TRACE(what);
     SuperResolutionBadPixelHandling handling(1);
-    handling.setDataIsNUC(c.nuc);
-    cv::Mat_<float> frame = frameWith(c.value, c.row, c.column);
-    EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), c.result);
-    EXPECT_TRUE(sameBits(frame, frameWith(c.expected, c.row, c.column))) << frame;
-    EXPECT_EQ(flagAfterMasking(handling, c.row, c.column), c.flag);
+    handling.setDataIsNUC(isNUC);
+    cv::Mat_<float> frame = frameWith(value, row, column);
+    EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), result);
+    EXPECT_TRUE(sameBits(frame, frameWith(expected, row, column))) << frame;
+    EXPECT_EQ(flagAfterMasking(handling, row, column), flag);
   }
 }
 
@@ -175,25 +166,21 @@ TEST(SuperResolutionBadPixelHandling, TheHistoryHoldsTheMapsOfTheLastFrames) {
 }
 
 TEST(SuperResolutionBadPixelHandling, ABlockIsFlaggedAroundTheDefect) {
-  const struct {
-    cv::Point2f shift;
-    cv::Rect block;  // what is flagged; the defect is at column 6, row 5
-  } cases[] = {
-      {{6, 5}, {0, 0, 4, 4}},        // onto (0, 0)
-      {{2.8F, 2.3F}, {3, 2, 7, 7}},  // 6.4 and 5.4: rounded down
-      {{-2.49F, 2}, {13, 3, 1, 7}},  // 16.98: beyond the right edge, column 16 is the last that reaches in
-      {{2, -1}, {}},                 // below the bottom edge: nothing, though its block reaches in
-      {{6.01F, 5}, {}},              // left of the image: nothing
-      {{notANumber, notANumber}, {}},
-  };
-  for (const auto& c : cases) {
+  // The defect is at column 6, row 5.
+  for (const auto& [shift, block] :
+       {std::pair(cv::Point2f(6, 5), cv::Rect(0, 0, 4, 4)),  // onto (0, 0)
+        {{2.8F, 2.3F}, {3, 2, 7, 7}},                        // 6.4 and 5.4: rounded down
+        {{-2.49F, 2}, {13, 3, 1, 7}},  // 16.98: beyond the right edge, column 16 is the last that reaches in
+        {{2, -1}, {}},                 // below the bottom edge: nothing, though its block reaches in
+        {{6.01F, 5}, {}},              // left of the image: nothing
+        {{notANumber, notANumber}, {}}}) {
     SuperResolutionBadPixelHandling handling(1);
     cv::Mat_<float> frame = frameWith(asFloat(132), 5, 6);
     handling.detectAndReplaceBadPixel(frame);
     cv::Mat_<float> hr = highResolutionImage(), expected = highResolutionImage();
-    expected(c.block).setTo(asFloat(132));
-    handling.maskBadPixel(hr, {c.shift});
-    EXPECT_TRUE(sameBits(hr, expected)) << c.shift;
+    expected(block).setTo(asFloat(132));
+    handling.maskBadPixel(hr, {shift});
+    EXPECT_TRUE(sameBits(hr, expected)) << shift;
   }
 }
 
@@ -205,28 +192,20 @@ TEST(SuperResolutionBadPixelHandling, AMaskedPixelBecomesTheMeanOfTheGoodSamples
   handling.detectAndReplaceBadPixel(second);
   const Shifts none(2);
   const float mean = 31 * 1.5F;  // of the samples at (1, 1)
-  const struct {
-    const char* what;
-    std::uint32_t flag;
-    int row, column;
-    Shifts shifts;
-    float expected;
-  } cases[] = {
-      {"over-range", 129, 3, 3, none, mean},
-      {"invalid", 132, 3, 3, none, mean},
-      {"not a mask", 133, 3, 3, none, asFloat(133)},
-      {"the first frame is defective there", 129, 5, 7, none, second(2, 3)},
-      {"(-1, 0) is index 0", 129, 0, 0, {{-0.9F, -0.9F}, {7, 0}}, first(0, 0)},
-      {"no sample: the flag stays", 129, 0, 0, {{-1, 0}, {0, 6}}, asFloat(129)},
-      {"one shift", 129, 3, 3, Shifts(1), first(1, 1)},
-      {"a shift that is no number", 129, 3, 3, {{notANumber, infinity}, {}}, second(1, 1)},
-  };
-  for (const auto& c : cases) {
+  for (const auto& [what, flag, row, column, shifts, mended] :
+       {std::tuple("over-range", 129U, 3, 3, none, mean),
+        {"invalid", 132, 3, 3, none, mean},
+        {"not a mask", 133, 3, 3, none, asFloat(133)},
+        {"the first frame is defective there", 129, 5, 7, none, second(2, 3)},
+        {"(-1, 0) is index 0", 129, 0, 0, {{-0.9F, -0.9F}, {7, 0}}, first(0, 0)},
+        {"no sample: the flag stays", 129, 0, 0, {{-1, 0}, {0, 6}}, asFloat(129)},
+        {"one shift", 129, 3, 3, Shifts(1), first(1, 1)},
+        {"a shift that is no number", 129, 3, 3, {{notANumber, infinity}, {}}, second(1, 1)}}) {
     cv::Mat_<float> hr = highResolutionImage(), expected = highResolutionImage();
-    hr(c.row, c.column) = asFloat(c.flag);
-    expected(c.row, c.column) = c.expected;
-    handling.replaceMaskedPixel(hr, c.shifts, {first, second});
-    EXPECT_TRUE(sameBits(hr, expected)) << c.what;
+    hr(row, column) = asFloat(flag);
+    expected(row, column) = mended;
+    handling.replaceMaskedPixel(hr, shifts, {first, second});
+    EXPECT_TRUE(sameBits(hr, expected)) << what;
   }
 }
 

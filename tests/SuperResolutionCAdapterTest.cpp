@@ -7,10 +7,10 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <new>
 #include <stdexcept>
+#include <tuple>
 
 #include "SuperResolutionCAdapterFixture.h"
 #include "tests/support/FlushedSubnormals.h"
@@ -178,44 +178,37 @@ TEST_F(SuperResolutionCAdapterTest, ReferenceFrame) {
 
 TEST_F(SuperResolutionCAdapterTest, CameraTableShowsInTheImage) {
   const char* const none = "as before";
-  const struct {
-    const char* description;
-    const char* camera;  // written as far as found
-    int lens;
-    bool found;
-    float sigma;
-  } rows[] = {
-      {"m01 FOV 7", "cam1", 7, true, 0.81F},
-      {"m02 FOV 7", "cam2", 7, true, 0.01F},
-      {"m03 FOV 7", "cam3", 7, true, 0.01F},
-      {"m04 FOV 7", "cam4", 7, true, 0.01F},
-      {"m05 FOV 90", "cam5", 90, true, 0.01F},
-      {"m07 FOV 22.9", "cam7", 22, true, 0.65F},
-      {"m07 FOV 23", "cam7", 23, true, 0.35F},
-      {"m07 FOV 99999999999", "cam7", INT_MAX, true, 0.35F},
-      {"m07 FOV wide", "cam7", 0, true, 0.65F},
-      {"m08 FOV 15 FOV 30", "cam8", 15, true, 0.34F},                            // the first counts
-      {"serial 4711/m04-x, lens FOV\t 7 deg, was m01", "cam1", 7, true, 0.81F},  // rows in order
-      {"FOV7m06", "cam6", 7, true, 0.625F},
-      {"m01 fov 7", "cam1", 77, false, defaultSigma},  // no lens
-      {"M01 FOV 7", none, 77, false, defaultSigma},
-      {"m06 FOV", "cam6", -1, false, defaultSigma},
-  };
   const std::vector<Image> burst = makeFrames();
-  for (const auto& row : rows) {
+  // Camera and lens are written as far as found.
+  for (const auto& [description, expectedCamera, expectedLens, isFound, sigma] :
+       {std::tuple("m01 FOV 7", "cam1", 7, true, 0.81F),
+        {"m02 FOV 7", "cam2", 7, true, 0.01F},
+        {"m03 FOV 7", "cam3", 7, true, 0.01F},
+        {"m04 FOV 7", "cam4", 7, true, 0.01F},
+        {"m05 FOV 90", "cam5", 90, true, 0.01F},
+        {"m07 FOV 22.9", "cam7", 22, true, 0.65F},
+        {"m07 FOV 23", "cam7", 23, true, 0.35F},
+        {"m07 FOV 99999999999", "cam7", INT_MAX, true, 0.35F},
+        {"m07 FOV wide", "cam7", 0, true, 0.65F},
+        {"m08 FOV 15 FOV 30", "cam8", 15, true, 0.34F},                            // the first counts
+        {"serial 4711/m04-x, lens FOV\t 7 deg, was m01", "cam1", 7, true, 0.81F},  // rows in order
+        {"FOV7m06", "cam6", 7, true, 0.625F},
+        {"m01 fov 7", "cam1", 77, false, defaultSigma},  // no lens
+        {"M01 FOV 7", none, 77, false, defaultSigma},
+        {"m06 FOV", "cam6", -1, false, defaultSigma}}) {
     std::string camera = none;
     int lens = 77;
-    SCOPED_TRACE(row.description);
-    EXPECT_EQ(SuperResolution_getCameraAndLensType(row.description, camera, lens), row.found);
-    EXPECT_EQ(camera, row.camera);
-    EXPECT_EQ(lens, row.lens);
+    SCOPED_TRACE(description);
+    EXPECT_EQ(SuperResolution_getCameraAndLensType(description, camera, lens), isFound);
+    EXPECT_EQ(camera, expectedCamera);
+    EXPECT_EQ(lens, expectedLens);
 
     const int context = open();
     EXPECT_EQ(SuperResolution_setCameraAndLensType(context, "m08 FOV 1"), 0);  // the last one counts
-    EXPECT_EQ(SuperResolution_setCameraAndLensType(context, row.description), 0);
+    EXPECT_EQ(SuperResolution_setCameraAndLensType(context, description), 0);
     for (const Image& frame : burst) SuperResolution_addImage(context, frame.data());
-    EXPECT_TRUE(sameBits(fetch(context), engineImage(burst, row.sigma)));
-    EXPECT_EQ(sameBits(fetch(context), engineImage(burst, defaultSigma)), row.sigma == defaultSigma);
+    EXPECT_TRUE(sameBits(fetch(context), engineImage(burst, sigma)));
+    EXPECT_EQ(sameBits(fetch(context), engineImage(burst, defaultSigma)), sigma == defaultSigma);
   }
   markLastError();
   EXPECT_THROW(SuperResolution_setCameraAndLensType(open(), nullptr), std::logic_error);

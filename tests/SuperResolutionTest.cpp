@@ -165,6 +165,7 @@ TEST(SuperResolutionTest, WindowKeepsFramesSpectraAndDefectsInStep) {
   used.getCompleteShifts(shifts);
   EXPECT_TRUE(shifts.empty());
   EXPECT_EQ(used.computeSR(image.data()), -998.0f);
+  EXPECT_GT(compute(used, {lastThree[0], lastThree[1]}, image), 0) << "fewer frames than before";
   const Image broken(48 * 40, notANumber);
   EXPECT_EQ(textThrownBy([&] { used.addFrame(broken.data()); }),
             "exception: Too many defect pixels. No processing possible.");
@@ -190,13 +191,6 @@ TEST(SuperResolutionTest, ShortFramesAndResults) {
   for (std::size_t i = 0; i < shorts.size(); ++i) ASSERT_EQ(shorts[i], static_cast<short>(floats[i]));
 }
 
-TEST(SuperResolutionTest, StructureIsARangeOfTwo) {
-  const SuperResolution engine(40, 32, 1, 2);
-  for (const float warmest : {21.9f, 22.0f})
-    EXPECT_EQ(engine.checkImageStructureQuality(cv::Mat_<float>({20.0f, warmest})), warmest == 22.0f);
-  EXPECT_FALSE(engine.checkImageStructureQuality(cv::Mat_<float>()));
-}
-
 TEST(SuperResolutionTest, ShiftCoverageIsTheBilinearHistogramOfTheShifts) {
   SuperResolution engine(64, 48, 3, 2);
   engine.setReferenceIndex(2);
@@ -214,20 +208,6 @@ TEST(SuperResolutionTest, ShiftCoverageIsTheBilinearHistogramOfTheShifts) {
   EXPECT_NEAR(cv::sum(q)[0], 1, 1e-5);
 }
 
-TEST(SuperResolutionTest, SimpleCombineRepeatsTheMeanOfTheWorkingFrames) {
-  SuperResolution engine(40, 32, 2, 3);
-  // The working frames are the frames less their mean, over their deviation.
-  Image frame = makeBurst({40, 32, {{0, 0}}}).frames[0], out;
-  compute(engine, {frame, frame}, out);
-  engine.simpleCombine();
-  engine.saveFrame(out.data());
-  cv::Scalar mean, deviation;
-  cv::meanStdDev(frame, mean, deviation);
-  const Image expected = repeated(frame, 40, 3);
-  for (std::size_t i = 0; i < out.size(); ++i)
-    ASSERT_NEAR(out[i], (static_cast<double>(expected[i]) - mean[0]) / deviation[0], 1e-3);
-}
-
 /// Two exposures of a sensor whose pixels all have slope 0.02 and offset 0, to be spoilt.
 struct Calibration {
   cv::Mat_<short> nucLow = cv::Mat_<short>(32, 40, short{1000});
@@ -243,12 +223,13 @@ TEST(SuperResolutionTest, ConvertsCountsByTwoExposures) {
   Calibration c;
   c.nucHigh(3, 4) = c.nucLow(3, 4);                    // no line
   c.nucHigh(10, 10) = 1001, c.radHigh(10, 10) = 5020;  // slope 5000
+  c.radLow(12, 12) = 0, c.nucHigh(12, 12) = 1050;      // offset -1200, an outlier though the values are none
   c.nucLow(20, 5) = -32768, c.nucHigh(20, 5) = 32767;  // more than 16 bits apart
   c.radLow(20, 5) = -327.68f, c.radHigh(20, 5) = 327.67f;
   c.set(engine);
 
   cv::Mat_<short> nuc(32, 40, short{2000});
-  nuc(6, 6) = 32767;
+  nuc(6, 6) = 32767, nuc(12, 12) = 1020;
   engine.NucToRad(nuc);
   cv::Mat_<float> rad = engine.getRadiometricFrame();
   EXPECT_TRUE(std::isnan(rad(3, 4)));

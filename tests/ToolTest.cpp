@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <cstring>
 #include <functional>
-#include <limits>
 #include <opencv2/imgcodecs.hpp>
 #include <vector>
 

@@ -74,13 +74,9 @@ Image paddedScene(int width, int height, Shift shift) {
 }
 
 Image cropped(const Image& padded, int width, int height) {
-  Image image;
-  for (int y = 0; y < factor * height; ++y) {
-    const auto row =
-        padded.begin() + static_cast<std::ptrdiff_t>(y + margin) * (factor * width + taps - 1) + margin;
-    image.insert(image.end(), row, row + factor * width);
-  }
-  return image;
+  const cv::Mat_<float> whole = cv::Mat_<float>(padded, true).reshape(1, factor * height + taps - 1);
+  const cv::Mat_<float> scene = whole(cv::Rect(margin, margin, factor * width, factor * height));
+  return {scene.begin(), scene.end()};
 }
 
 }  // namespace
