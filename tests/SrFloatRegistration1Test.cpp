@@ -105,8 +105,7 @@ TEST(SrFloatRegistration1Test, HoldsTheLastFrames) {
   EXPECT_THROW(used.registration.prepareFrame(nullptr), Exception);
   used.registration.clearFrames();
   EXPECT_TRUE(used.registration.getCompleteShifts().empty());
-  used.prepareAll({frames[2], frames[3]});
-  EXPECT_EQ(used.run(), -9);  // three of two
+  EXPECT_EQ(used.run(), SrFloatRegistration1::noFrames);
 }
 
 TEST(SrFloatRegistration1Test, SizesAndRadiusMustFit) {

@@ -172,7 +172,6 @@ TEST_F(SuperResolutionCAdapterTest, ReferenceFrame) {
                 "Invalid reference index specified.");
     for (const Image& frame : burst) SuperResolution_addImage(context, frame.data());
     EXPECT_TRUE(sameBits(fetch(context), engineImage(burst, defaultSigma, index))) << index;
-    SuperResolution_release(context);
   }
 }
 

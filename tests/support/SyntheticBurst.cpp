@@ -39,7 +39,7 @@ double blobs(double x, double y) {
   const auto column = static_cast<std::int64_t>(std::floor(x / cell));
   const auto row = static_cast<std::int64_t>(std::floor(y / cell));
   double sum = 0;
-  for (std::int64_t r = row - 1; r <= row + 1; ++r) {
+  for (std::int64_t r = row - 1; r <= row + 1; ++r)
     for (std::int64_t c = column - 1; c <= column + 1; ++c) {
       const double dx = x - cell * (static_cast<double>(c) + scrambled(c, r, 1));
       const double dy = y - cell * (static_cast<double>(r) + scrambled(c, r, 2));
@@ -47,7 +47,6 @@ double blobs(double x, double y) {
       const double inside = 1 - (dx * dx + dy * dy) / (radius * radius);
       if (inside > 0) sum += (10 * scrambled(c, r, 4) - 4) * inside * inside;
     }
-  }
   return sum;
 }
 
@@ -63,13 +62,12 @@ Image paddedScene(int width, int height, Shift shift) {
   const int columns = factor * width + taps - 1;
   const int rows = factor * height + taps - 1;
   Image scene;
-  for (int y = 0; y < rows; ++y) {
+  for (int y = 0; y < rows; ++y)
     for (int x = 0; x < columns; ++x) {
       const double sceneX = x - margin - factor * static_cast<double>(shift.x);
       const double sceneY = y - margin - factor * static_cast<double>(shift.y);
       scene.push_back(static_cast<float>(sceneTemperature(sceneX, sceneY)));
     }
-  }
   return scene;
 }
 
