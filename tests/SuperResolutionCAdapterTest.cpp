@@ -42,8 +42,7 @@ TEST_F(SuperResolutionCAdapterTest, LifeOfAContext) {
   int columns = 0, rows = 0;
   expectOutcome(SuperResolution_queryOutputImageSize(context, &columns, &rows), -5,
                 "Not enough input images (<5)");
-  EXPECT_EQ(columns, 2 * width);
-  EXPECT_EQ(rows, 2 * height);
+  EXPECT_EQ(cv::Size(columns, rows), cv::Size(2 * width, 2 * height));
   const Image zeros(4 * width * height, 0.0F);
   EXPECT_TRUE(sameBits(fetch(context, -5), zeros));
 

@@ -31,7 +31,7 @@ TEST_F(ToolBadPixels, AListSurvivesItsFile) {
   EXPECT_EQ(readBadPixels(at("empty.csv")).list.rows, 0);
   writeAll(at("spreadsheet.csv"), "\xEF\xBB\xBFx, y\r\n3,4 \r\n\r\n 65535,0");
   const BadPixelFile short1 = readBadPixels(at("spreadsheet.csv"));
-  EXPECT_TRUE(short1.list(0, 0) == 3 && short1.list(0, 1) == 4 && short1.list(1, 0) == 65535) << short1.list;
+  EXPECT_EQ(cv::countNonZero(short1.list.colRange(0, 2) != (List(2, 2) << 3, 4, 65535, 0)), 0) << short1.list;
   EXPECT_TRUE(short1.frameSize.empty());
 }
 

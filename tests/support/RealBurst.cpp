@@ -15,9 +15,8 @@ SyntheticBurst readRealBurst(const std::string& name, const std::vector<int>& nu
   SyntheticBurst burst{};
   const std::filesystem::path folder = std::filesystem::path(realBurstFolder()) / name;
   for (const int i : numbers) {
-    const std::string stem = "frame_0" + std::to_string(i);
-    const bool isTiff = std::filesystem::exists(folder / (stem + ".tiff"));
-    const std::filesystem::path file = folder / (stem + (isTiff ? ".tiff" : ".png"));
+    std::filesystem::path file = folder / ("frame_0" + std::to_string(i) + ".tiff");
+    if (!std::filesystem::exists(file)) file.replace_extension(".png");
     if (!std::filesystem::exists(file)) return {};
     cv::Mat_<float> image;
     cv::imread(file.string(), cv::IMREAD_UNCHANGED).convertTo(image, CV_32F);
