@@ -10,7 +10,7 @@ struct EdgeRule {
 };
 
 /// Weights of the edges that lie in one row of a dense image or arrive from the row above, by the column at which they
-/// are needed. The arrays of the edges from above have a place before column 0 and one after the last.
+/// are needed.
 struct RowEdges {
   float* right;      // [c]: between columns c and c + 1
   float* above;      // [c]: between the pixel above and c

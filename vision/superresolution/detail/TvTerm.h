@@ -18,8 +18,8 @@ class TvTerm {
   TvTerm(int paddedWidth, int paddedHeight)
       : width(paddedWidth),
         height(paddedHeight),
-        stride(static_cast<std::size_t>(alignedWidth(paddedWidth) + guard)),
-        edgeRows(makeAlignedFloats(2 * arraysPerRow * stride + guard)),
+        stride(static_cast<std::size_t>(alignedWidth(paddedWidth))),
+        edgeRows(makeAlignedFloats(2 * arraysPerRow * stride)),
         here(edgesOf(0)),
         next(edgesOf(1)) {}
 
@@ -48,12 +48,10 @@ class TvTerm {
   }
 
  private:
-  static constexpr int guard =
-      16;  // floats between the arrays of edges, which reach one column beyond the image
   static constexpr std::size_t arraysPerRow = 4;
 
   RowEdges edgesOf(std::size_t row) {
-    float* first = edgeRows.get() + guard + row * arraysPerRow * stride;
+    float* first = edgeRows.get() + row * arraysPerRow * stride;
     return {first, first + stride, first + 2 * stride, first + 3 * stride};
   }
 
