@@ -7,8 +7,8 @@ namespace {
 constexpr float inverseRootTwo = 0.70710677f;  // a diagonal neighbour is farther by this
 
 inline float edgeWeight(float difference, const EdgeRule& rule) {
-  const float clamped =
-      rule.smallest < difference ? (rule.largest <= difference ? rule.largest : difference) : rule.smallest;
+  const float atMost = difference < rule.largest ? difference : rule.largest;
+  const float clamped = rule.smallest < difference ? atMost : rule.smallest;
   return rule.coefficient / clamped;
 }
 
