@@ -10,6 +10,7 @@
 #include "benchmarks/straight/StraightRegistration.h"
 #include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/SrFloatNeon.h"
 
 using namespace movra::vision;
 using movra::test::BurstRecipe;
@@ -148,9 +149,10 @@ void StraightAddFrame(benchmark::State& state) {
   timeIntake(state, registration);
 }
 
-void computeSR(benchmark::State& state) {
+template <class Engine>
+void timeEngine(benchmark::State& state) {
   RegistrationInput input(state);
-  SrFloat<SrFloatRegistration2> engine(input.burst.width, input.burst.height, frameCount, 2.0f);
+  Engine engine(input.burst.width, input.burst.height, frameCount, 2.0f);
   engine.setReferenceIndex(3);
   for (const float* frame : input.frames) {
     engine.addFrame(frame);
@@ -162,6 +164,18 @@ void computeSR(benchmark::State& state) {
       state.SkipWithError("no reconstruction");
     }
   }
+}
+
+void computeSR(benchmark::State& state) {
+  timeEngine<SrFloat<SrFloatRegistration2>>(state);
+}
+
+void computeSRByPhases(benchmark::State& state) {
+  timeEngine<SrFloat<SrFloatRegistration1>>(state);
+}
+
+void computeSRInVectors(benchmark::State& state) {
+  timeEngine<SrFloatNeon<SrFloatNeonRegistration>>(state);
 }
 
 // Registration and minimisation: what else computeSR does counts little.
@@ -194,5 +208,7 @@ BENCHMARK(minimize)->Apply(sizes);
 BENCHMARK(StraightMinimize)->Apply(sizes);
 BENCHMARK(computeSR)->Apply(sizes);
 BENCHMARK(StraightComputeSR)->Apply(sizes);
+BENCHMARK(computeSRByPhases)->Apply(sizes);
+BENCHMARK(computeSRInVectors)->Apply(sizes);
 
 }  // namespace
