@@ -128,6 +128,22 @@ TEST(SrFloatMinimization, NothingOfUselessFramesIsLeft) {
   }
 }
 
+TEST(SrFloatMinimization, WeightsStayFrozenWhenTheRightHandSideChanges) {
+  const SyntheticBurst burst = noisyBurst(13, 9);
+  SrFloatMinimization minimization(13, 9, 5, 2.0f);
+  minimization.setRelRes(1e6f);  // the first estimate passes: the weights are those of the right-hand side
+  minimized(minimization, burst);
+  Image x = randomImage(31 * 23, -1, 1, 5), before(x.size()), after(x.size());
+  SyntheticBurst other = burst;
+  auto masks = other.maskPointers();
+  minimization.gradient(x.data(), 5, masks.data(), before.data());
+  minimization.setMaxIter(0);
+  other.frames[0] = burst.frames[3];
+  minimized(minimization, other);
+  minimization.gradient(x.data(), 5, masks.data(), after.data());
+  EXPECT_TRUE(sameBits(after, before));
+}
+
 TEST(SrFloatMinimization, BadArgumentsThrow) {
   SyntheticBurst burst = noisyBurst(6, 5);
   auto frames = burst.framePointers();
@@ -145,4 +161,6 @@ TEST(SrFloatMinimization, BadArgumentsThrow) {
   EXPECT_EQ(burst.frames[0], noisyBurst(6, 5).frames[0]) << "frames are untouched";
   EXPECT_THROW(SrFloatMinimization(-1, 5, 5, 2.0f), std::bad_array_new_length);
   EXPECT_THROW(SrFloatMinimization(65536, 65536, 5, 0.01f), std::bad_array_new_length);
+  // A float does not hold the width of the padded grid.
+  EXPECT_THROW(SrFloatMinimization(8388608, 1, 1, 2.0f), std::bad_array_new_length);
 }

@@ -35,8 +35,8 @@ class MOVRA_SUPERRESOLUTION_API CornerRegistration {
 
   /// @param width, height size of a frame
   /// @param numFrames     frames per burst
-  /// @throws std::bad_array_new_length if an argument is negative or too large
   /// @param sourcePath    source file that the location text of its exceptions names
+  /// @throws std::bad_array_new_length if an argument is negative or too large
   CornerRegistration(int width, int height, int numFrames, const char* sourcePath);
   ~CornerRegistration();
   CornerRegistration(const CornerRegistration&) = delete;

@@ -89,7 +89,7 @@ class MOVRA_SUPERRESOLUTION_API TvMinimization {
   /// Freezes the total-variation weights at the current estimate.
   void computeL();
 
-  /// Applies the system operator: out = L x + sum_k B_k' M_k B_k x, both padded images.
+  /// Applies the system operator: out = L x + sum_k B_k' M_k B_k x, two different padded images.
   void gradient(float* x, int frameCount, Mask** masks, float* out);
 
   /// One conjugate-gradient iteration; `index` is not used. Returns true when the solve has converged.

@@ -20,8 +20,8 @@ bool meets(cv::Point_<float> position, int window, cv::Size image) {
 
 }  // namespace
 
-// The patch errors, which nobody reads, would cost time. With them it also gives up a
-// corner that its last step moved out of the image, so that is done here.
+// The patch errors, which nobody reads, would cost time. Where it computes them, OpenCV also gives up a corner that its
+// last step moved out of the image, so that is done here.
 CornerTracks trackCorners(const std::vector<cv::Mat>& from, const std::vector<cv::Mat>& to,
                           const std::vector<cv::Point_<float>>& corners, int window, int levels) {
   CornerTracks tracks;

@@ -27,7 +27,7 @@ inline void addToColumnLanes(int count, double* lanes, AddTerms addTerms) {
     local[l] = lanes[l];
   }
   int x = 0;
-  for (; x + sumLanes <= count; x += sumLanes) {
+  for (; count - x >= sumLanes; x += sumLanes) {
     for (int l = 0; l < sumLanes; ++l) {
       addTerms(x + l, local + l);
     }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "vision/superresolution/detail/AlignedArray.h"
 
 namespace movra::vision::detail {

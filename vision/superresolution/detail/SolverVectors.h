@@ -25,6 +25,13 @@ class SolverVectors {
   /// p, which is r itself in the first iteration of a solve.
   float* direction() { return directionIsResidual ? residual() : directionArray.get(); }
 
+  /// The next right-hand side is written: over the present one, unless that is in use as `frozen`.
+  void renewRhs(const float* frozen) {
+    if (frozen == rhs()) {
+      std::swap(rhsArray, estimateArrays[0]);
+    }
+  }
+
   void startAtRhs() { estimateNow = rhs(); }
   void startAlongResidual() { directionIsResidual = true; }
 

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 #include "movra/Exception.h"
 #include "vision/superresolution/TvMinimization.h"
@@ -37,9 +38,14 @@ struct WholeImageTraits {
 template <class Convolution>
 struct SolverTraits : WholeImageTraits<Convolution> {};
 
+/// Size of the padded grid in one direction, that of the convolution classes. Up to the largest extent, the float products
+/// and quotients of sizes do not lead beyond the frame.
 inline int paddedExtent(int extent, int psfSize, float factor) {
-  const float padded = static_cast<float>(extent) * factor + static_cast<float>(psfSize) - 1.0f;
-  return checkedSize(std::max(truncateToInt(padded), 0));
+  constexpr int largestExtent = 1 << 22;
+  if (extent > largestExtent) {
+    throw std::bad_array_new_length();
+  }
+  return checkedPaddedSize(scaledSize(extent, factor), psfSize);
 }
 
 inline void checkFrameCount(int count, int most) {
@@ -215,6 +221,7 @@ void TvMinimization<Convolution>::useFrames(int count, Mask** masks) {
 // b = sum_k B_k' M_k y_k, which is also the first estimate.
 template <class Convolution>
 void TvMinimization<Convolution>::backProject(float** frames) {
+  vectors->renewRhs(tvTerm->frozenAt());
   double lanes[detail::sumLanes] = {};
   for (int i = 0; i < dataTerm->bandCount(); ++i) {
     dataTerm->backProject(i, frames, vectors->rhs());
