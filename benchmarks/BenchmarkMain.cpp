@@ -6,17 +6,19 @@
 #include <iostream>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "vision/superresolution/detail/InstructionSet.h"
 
 namespace {
 
 // Work that one application of the system operator and the vector updates around it need per low-resolution pixel, with
-// five frames: that of the fused form, which is the least that is known. A share of the peak says how near it is.
-//   Operations: per frame 22 + 12 along rows and columns to the sample, 1 mask, 10 + 28 back; for each of four pixels
-//   edge weights 22, stencil 24 and vectors 10.
+// five shifted frames, none masked: that of the fused form, which is the least that is known. A share of the peak says
+// how near it is. A shifted PSF has five taps along rows; changes of sign are not counted.
+//   Operations: per frame two rows of 9, then 11 along columns to the sample, 10 and two rows of 10 back; for each of
+//   four pixels edge weights 20, stencil 24 and vectors 10.
 //   Bytes: for each of four pixels the frozen image, q written, p turned and read, all of them, x and r for the step.
-constexpr double operationsPerPixel = 5 * (22 + 12 + 1 + 10 + 28) + 4 * (22 + 24 + 10);
+constexpr double operationsPerPixel = 5 * (2 * 9 + 11 + 10 + 2 * 10) + 4 * (20 + 24 + 10);
 constexpr double bytesPerPixel = 4 * 11 * sizeof(float);
 
 class TableReporter : public benchmark::ConsoleReporter {

@@ -1,5 +1,6 @@
 #include "benchmarks/straight/StraightMinimization.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "vision/superresolution/detail/ErrorFunction.h"

@@ -154,11 +154,14 @@ int StraightRegistration::addFrame(const float* data) {
 }
 
 void StraightRegistration::prepareFrame(float* frame) {
-  if (blurred.size() == capacity) {
-    blurred.erase(blurred.begin());
-    pyramids.erase(pyramids.begin());
+  if (blurred.size() < capacity) {
+    blurred.emplace_back();
+    pyramids.emplace_back();
+  } else {  // the oldest frame's memory is used again
+    std::rotate(blurred.begin(), blurred.begin() + 1, blurred.end());
+    std::rotate(pyramids.begin(), pyramids.begin() + 1, pyramids.end());
   }
-  cv::Mat_<float> image;
+  cv::Mat_<float>& image = blurred.back();
   cv::GaussianBlur(cv::Mat_<float>(height, width, frame), image, {11, 11}, std::sqrt(3.0f), 0,
                    cv::BORDER_REFLECT_101);
   double minimum = 0, maximum = 0;
@@ -179,11 +182,8 @@ void StraightRegistration::prepareFrame(float* frame) {
   }
   cv::Mat grey;
   scaled.convertTo(grey, CV_8U);
-  std::vector<cv::Mat> pyramid;
-  cv::buildOpticalFlowPyramid(grey, pyramid, {21, 21}, 3, true, cv::BORDER_REFLECT_101, cv::BORDER_CONSTANT,
-                              true);
-  blurred.push_back(image);
-  pyramids.push_back(pyramid);
+  cv::buildOpticalFlowPyramid(grey, pyramids.back(), {21, 21}, 3, true, cv::BORDER_REFLECT_101,
+                              cv::BORDER_CONSTANT, true);
 }
 
 int StraightRegistration::doRegistration(int frameCount, int refIndex, float** frames, Shift* shifts,
