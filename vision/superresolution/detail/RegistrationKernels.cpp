@@ -27,7 +27,8 @@ inline void addToColumnLanes(int count, double* lanes, AddTerms addTerms) {
     local[l] = lanes[l];
   }
   int x = 0;
-  for (; count - x >= sumLanes; x += sumLanes) {
+  const int lastBlock = count - sumLanes;
+  for (; x <= lastBlock; x += sumLanes) {
     for (int l = 0; l < sumLanes; ++l) {
       addTerms(x + l, local + l);
     }

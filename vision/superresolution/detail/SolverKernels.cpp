@@ -15,7 +15,8 @@ inline void addToLanes(int begin, int end, T* lanes, Term term) {
   for (; i < end && i % sumLanes != 0; ++i) {
     sums[i % sumLanes] += term(i);
   }
-  for (; end - i >= sumLanes; i += sumLanes) {
+  const int lastBlock = end - sumLanes;
+  for (; i <= lastBlock; i += sumLanes) {
 #pragma GCC ivdep
     for (int l = 0; l < sumLanes; ++l) {
       sums[l] += term(i + l);
