@@ -92,7 +92,11 @@ class TableReporter : public benchmark::ConsoleReporter {
       std::printf(" %.2f (%.1f) |", seconds(stage) * 1e3, seconds(stage) / pixels * 1e9);
     }
     const double perPixel = seconds("computeSR") / pixels;
-    std::printf(" %.2f |", ratio(perPixel, perPixelBefore));
+    if (perPixelBefore > 0) {
+      std::printf(" %.2f |", perPixel / perPixelBefore);
+    } else {
+      std::printf(" |");  // the first size
+    }
     perPixelBefore = perPixel;
     std::printf(" %.2f | %.2f | %.2f |",
                 ratio(seconds("StraightAddFrame") + seconds("StraightDoRegistration"),
