@@ -8,6 +8,7 @@
 #include <opencv2/video/tracking.hpp>
 
 #include "movra/Exception.h"
+#include "vision/superresolution/detail/CornerDetection.h"
 #include "vision/superresolution/detail/CornerTracking.h"
 #include "vision/superresolution/detail/FineRegistration.h"
 #include "vision/superresolution/detail/RegistrationKernels.h"
@@ -172,7 +173,7 @@ void CornerRegistration<Mask>::initialize(Mask** masks, int refIndex) {
 
 template <class Mask>
 void CornerRegistration<Mask>::extractCornersRefImage(cv::Mat_<float>& ref) {
-  cv::goodFeaturesToTrack(ref, corners, 100, 0.1, 2.0, cv::noArray(), 3, false, 0.04);
+  corners = detail::findCorners(ref);
 }
 
 template <class Mask>

@@ -76,6 +76,20 @@ void markBelow(const float* __restrict residual, float limit, int count, Mask* _
   }
 }
 
+void markMaxima(const float* __restrict row, long stride, float threshold, int count,
+                unsigned char* __restrict isMaximum) {
+  const float* __restrict above = row - stride;
+  const float* __restrict below = row + stride;
+  for (int x = 0; x < count; ++x) {
+    const float value = row[x];
+    const int strong = (value > threshold) & (value != 0.0f);
+    const int weaker = (above[x - 1] > value) | (above[x] > value) | (above[x + 1] > value) |
+                       (row[x - 1] > value) | (row[x + 1] > value) | (below[x - 1] > value) |
+                       (below[x] > value) | (below[x + 1] > value);
+    isMaximum[x] = static_cast<unsigned char>(strong & (weaker ^ 1));
+  }
+}
+
 void toGrey(const float* __restrict values, float offset, float scale, int count,
             unsigned char* __restrict grey) {
   constexpr float unitSpacing =
@@ -144,8 +158,15 @@ void boxFilterStep(float* __restrict sums, const float* __restrict entering, con
 }  // namespace
 
 extern const RegistrationKernels registrationKernels;
-const RegistrationKernels registrationKernels{gradientRow, addGradientProducts, addGradientTimesDifference,
-                                              residualRow, markBelow<char>,     markBelow<float>,
-                                              toGrey,      boxFilterLanes,      boxFilterStep};
+const RegistrationKernels registrationKernels{gradientRow,
+                                              addGradientProducts,
+                                              addGradientTimesDifference,
+                                              residualRow,
+                                              markBelow<char>,
+                                              markBelow<float>,
+                                              markMaxima,
+                                              toGrey,
+                                              boxFilterLanes,
+                                              boxFilterStep};
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

@@ -30,6 +30,10 @@ struct RegistrationKernels {
   void (*markBelow)(const float* residual, float limit, int count, char* mask);
   void (*markBelowFloat)(const float* residual, float limit, int count, float* mask);
 
+  /// isMaximum[x] = 1 where row[x] > threshold, is not 0, and none of its eight neighbours is larger; else 0. The rows
+  /// above and below are `stride` elements away; columns -1 and `count` are read too.
+  void (*markMaxima)(const float* row, long stride, float threshold, int count, unsigned char* isMaximum);
+
   /// 8-bit grey values: (value + offset) * scale, rounded to the nearest even and saturated; NaN gives 0.
   void (*toGrey)(const float* values, float offset, float scale, int count, unsigned char* grey);
 
