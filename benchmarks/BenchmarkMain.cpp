@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "vision/superresolution/detail/InstructionSet.h"
+#include "vision/superresolution/detail/base/InstructionSet.h"
 
 namespace {
 
@@ -67,7 +67,7 @@ class TableReporter : public benchmark::ConsoleReporter {
                 name(movra::vision::detail::activeInstructionSet()), bandwidth * 1e-9, peak * 1e-9);
     std::printf(
         "| size | addFrame | doRegistration | minimize | computeSR | growth "
-        "| registration: times straight | minimize: times straight | computeSR: times straight "
+        "| registration: times plain | minimize: times plain | computeSR: times plain "
         "| minimize: of triad | of multiply-add |\n"
         "|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|\n");
     for (const char* size : {"80/60", "160/120", "320/240", "640/480", "1024/768"}) {
@@ -76,7 +76,7 @@ class TableReporter : public benchmark::ConsoleReporter {
     std::printf(
         "\nStages: ms (ns per low-resolution pixel). Growth: of computeSR's time per pixel over the size "
         "before. Times "
-        "straight: how often the straight loops' time is ours; registration is addFrame and "
+        "straight: how often the plain loops' time is ours; registration is addFrame and "
         "doRegistration.\n");
   }
 
@@ -99,12 +99,12 @@ class TableReporter : public benchmark::ConsoleReporter {
     }
     perPixelBefore = perPixel;
     std::printf(" %.2f | %.2f | %.2f |",
-                ratio(seconds("StraightAddFrame") + seconds("StraightDoRegistration"),
+                ratio(seconds("PlainAddFrame") + seconds("PlainDoRegistration"),
                       seconds("addFrame") + seconds("doRegistration")),
-                ratio(seconds("StraightMinimize"), seconds("minimize")),
-                ratio(seconds("StraightComputeSR"), seconds("computeSR")));
+                ratio(seconds("PlainMinimize"), seconds("minimize")),
+                ratio(seconds("PlainComputeSR"), seconds("computeSR")));
     const double applications =
-        of("StraightMinimize", "width:" + width + "/height:" + height).counters["applications"] * pixels;
+        of("PlainMinimize", "width:" + width + "/height:" + height).counters["applications"] * pixels;
     const auto shareOf = [&](double most, double perPixelWork) {
       return 100 * ratio(ratio(applications * perPixelWork, seconds("minimize")), most);
     };

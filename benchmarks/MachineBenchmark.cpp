@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "vision/superresolution/detail/InstructionSet.h"
+#include "vision/superresolution/detail/base/InstructionSet.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The stages of a reconstruction and the whole: five frames, factor 2, default parameters, one thread. What is named
-// Straight... is the yardstick: the same method as straight loops, compiled for the baseline instruction set.
+// Plain... is the yardstick: the same method as plain loops, compiled for the baseline instruction set.
 
 #include <benchmark/benchmark.h>
 
@@ -7,8 +7,8 @@
 #include <iostream>
 #include <opencv2/core.hpp>
 
-#include "benchmarks/straight/StraightMinimization.h"
-#include "benchmarks/straight/StraightRegistration.h"
+#include "tests/plain/PlainMinimization.h"
+#include "tests/plain/PlainRegistration.h"
 #include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeon.h"
@@ -18,8 +18,8 @@ using movra::test::BurstRecipe;
 using movra::test::Image;
 using movra::test::Mask;
 using movra::test::Shift;
-using movra::test::StraightMinimization;
-using movra::test::StraightRegistration;
+using movra::test::PlainMinimization;
+using movra::test::PlainRegistration;
 using movra::test::SyntheticBurst;
 
 namespace {
@@ -76,9 +76,9 @@ void minimize(benchmark::State& state) {
   timeMinimize(state, minimization);
 }
 
-void StraightMinimize(benchmark::State& state) {
+void PlainMinimize(benchmark::State& state) {
   const int width = static_cast<int>(state.range(0)), height = static_cast<int>(state.range(1));
-  StraightMinimization minimization(width, height, frameCount);
+  PlainMinimization minimization(width, height, frameCount);
   timeMinimize(state, minimization);
   state.counters["applications"] = minimization.applications;
 }
@@ -120,9 +120,9 @@ void doRegistration(benchmark::State& state) {
   timeRegistration(state, input, registration);
 }
 
-void StraightDoRegistration(benchmark::State& state) {
+void PlainDoRegistration(benchmark::State& state) {
   RegistrationInput input(state);
-  StraightRegistration registration(input.burst.width, input.burst.height, frameCount);
+  PlainRegistration registration(input.burst.width, input.burst.height, frameCount);
   for (float* frame : input.frames) {
     registration.addFrame(frame);
   }
@@ -144,8 +144,8 @@ void addFrame(benchmark::State& state) {
   timeIntake(state, engine);
 }
 
-void StraightAddFrame(benchmark::State& state) {
-  StraightRegistration registration(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)),
+void PlainAddFrame(benchmark::State& state) {
+  PlainRegistration registration(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)),
                                     frameCount);
   timeIntake(state, registration);
 }
@@ -180,10 +180,10 @@ void computeSRInVectors(benchmark::State& state) {
 }
 
 // Registration and minimisation: what else computeSR does counts little.
-void StraightComputeSR(benchmark::State& state) {
+void PlainComputeSR(benchmark::State& state) {
   RegistrationInput input(state);
-  StraightRegistration registration(input.burst.width, input.burst.height, frameCount);
-  StraightMinimization minimization(input.burst.width, input.burst.height, frameCount);
+  PlainRegistration registration(input.burst.width, input.burst.height, frameCount);
+  PlainMinimization minimization(input.burst.width, input.burst.height, frameCount);
   for (float* frame : input.frames) {
     registration.addFrame(frame);
   }
@@ -202,13 +202,13 @@ void sizes(benchmark::internal::Benchmark* benchmark) {
 }
 
 BENCHMARK(addFrame)->Apply(sizes);
-BENCHMARK(StraightAddFrame)->Apply(sizes);
+BENCHMARK(PlainAddFrame)->Apply(sizes);
 BENCHMARK(doRegistration)->Apply(sizes);
-BENCHMARK(StraightDoRegistration)->Apply(sizes);
+BENCHMARK(PlainDoRegistration)->Apply(sizes);
 BENCHMARK(minimize)->Apply(sizes);
-BENCHMARK(StraightMinimize)->Apply(sizes);
+BENCHMARK(PlainMinimize)->Apply(sizes);
 BENCHMARK(computeSR)->Apply(sizes);
-BENCHMARK(StraightComputeSR)->Apply(sizes);
+BENCHMARK(PlainComputeSR)->Apply(sizes);
 BENCHMARK(computeSRByPhases)->Apply(sizes);
 BENCHMARK(computeSRInVectors)->Apply(sizes);
 

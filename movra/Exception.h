@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "vision/superresolution/Export.h"
+#include "movra/Export.h"
 
 namespace movra {
 

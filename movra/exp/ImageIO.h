@@ -3,7 +3,7 @@
 #include <opencv2/core.hpp>
 #include <string>
 
-#include "vision/superresolution/Export.h"
+#include "movra/Export.h"
 
 namespace movra::exp {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "vision/superresolution/detail/InstructionSet.h"
+#include "vision/superresolution/detail/base/InstructionSet.h"
 
 namespace movra::test {
 

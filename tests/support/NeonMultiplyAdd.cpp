@@ -1,6 +1,6 @@
 #include "tests/support/NeonMultiplyAdd.h"
 
-#include "vision/superresolution/detail/NeonIntrinsics.h"
+#include "vision/superresolution/detail/operators/NeonIntrinsics.h"
 
 namespace movra::test {
 

@@ -5,7 +5,7 @@
 #include <set>
 #include <vector>
 
-#include "vision/superresolution/Export.h"
+#include "movra/Export.h"
 
 namespace movra::vision {
 

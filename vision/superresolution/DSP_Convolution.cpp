@@ -6,7 +6,7 @@
 #include <opencv2/core.hpp>
 
 #include "movra/Exception.h"
-#include "vision/superresolution/detail/SparseGrid.h"
+#include "vision/superresolution/detail/operators/SparseGrid.h"
 
 namespace movra::vision {
 

@@ -1,7 +1,7 @@
 #include "vision/superresolution/SrFloat.h"
 
-#include "vision/superresolution/detail/BurstEngine.inl"
-#include "vision/superresolution/detail/ConsoleReport.h"
+#include "vision/superresolution/shared/BurstEngine.inl"
+#include "vision/superresolution/detail/engine/ConsoleReport.h"
 
 namespace movra::vision {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vision/superresolution/BurstEngine.h"
+#include "vision/superresolution/shared/BurstEngine.h"
 #include "vision/superresolution/SrFloatMinimization.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"

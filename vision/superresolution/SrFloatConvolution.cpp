@@ -1,7 +1,7 @@
 #include "vision/superresolution/SrFloatConvolution.h"
 
-#include "vision/superresolution/detail/PsfKernels.h"
-#include "vision/superresolution/detail/SparseConvolution.inl"
+#include "vision/superresolution/detail/operators/PsfKernels.h"
+#include "vision/superresolution/shared/SparseConvolution.inl"
 
 namespace movra::vision {
 

@@ -6,9 +6,9 @@
 #include <cstdlib>
 
 #include "movra/Exception.h"
-#include "vision/superresolution/detail/ErrorFunction.h"
-#include "vision/superresolution/detail/FftBatchKernels.h"
-#include "vision/superresolution/detail/TransposeKernels.h"
+#include "vision/superresolution/detail/base/ErrorFunction.h"
+#include "vision/superresolution/detail/fft/FftBatchKernels.h"
+#include "vision/superresolution/detail/base/TransposeKernels.h"
 #include "vision/superresolution/reference/fftpack.h"
 
 namespace movra::vision {

@@ -3,7 +3,7 @@
 #include <memory>
 #include <new>
 
-#include "vision/superresolution/Export.h"
+#include "movra/Export.h"
 
 namespace movra::vision {
 

@@ -1,7 +1,7 @@
 #include "vision/superresolution/SrFloatMinimization.h"
 
-#include "vision/superresolution/detail/FusedDataTerm.h"
-#include "vision/superresolution/detail/TvMinimization.inl"
+#include "vision/superresolution/detail/solver/FusedDataTerm.h"
+#include "vision/superresolution/shared/TvMinimization.inl"
 
 namespace movra::vision {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "vision/superresolution/SrFloatConvolution.h"
-#include "vision/superresolution/TvMinimization.h"
+#include "vision/superresolution/shared/TvMinimization.h"
 
 namespace movra::vision {
 

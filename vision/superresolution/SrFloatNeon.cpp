@@ -1,7 +1,7 @@
 #include "vision/superresolution/SrFloatNeon.h"
 
-#include "vision/superresolution/detail/BurstEngine.inl"
-#include "vision/superresolution/detail/NoReport.h"
+#include "vision/superresolution/shared/BurstEngine.inl"
+#include "vision/superresolution/detail/engine/NoReport.h"
 
 namespace movra::vision {
 

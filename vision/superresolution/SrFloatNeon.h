@@ -1,7 +1,7 @@
 #pragma once
 
-#include "vision/superresolution/BurstEngine.h"
-#include "vision/superresolution/NoBadPixelHandling.h"
+#include "vision/superresolution/shared/BurstEngine.h"
+#include "vision/superresolution/shared/NoBadPixelHandling.h"
 #include "vision/superresolution/SrFloatNeonMinimization.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
 

@@ -1,7 +1,7 @@
 #include "vision/superresolution/SrFloatNeonConvolution.h"
 
-#include "vision/superresolution/detail/NeonOperators.h"
-#include "vision/superresolution/detail/SparseConvolution.inl"
+#include "vision/superresolution/detail/operators/NeonOperators.h"
+#include "vision/superresolution/shared/SparseConvolution.inl"
 
 namespace movra::vision {
 

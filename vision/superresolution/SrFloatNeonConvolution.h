@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vision/superresolution/SparseConvolution.h"
+#include "vision/superresolution/shared/SparseConvolution.h"
 
 namespace movra::vision {
 

@@ -1,6 +1,6 @@
 #include "vision/superresolution/SrFloatNeonMinimization.h"
 
-#include "vision/superresolution/detail/TvMinimization.inl"
+#include "vision/superresolution/shared/TvMinimization.inl"
 
 namespace movra::vision {
 

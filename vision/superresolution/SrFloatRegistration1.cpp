@@ -4,9 +4,9 @@
 
 #include "movra/Exception.h"
 #include "vision/superresolution/SrFloatFft2d.h"
-#include "vision/superresolution/detail/PhaseRegistration.h"
-#include "vision/superresolution/detail/Sizes.h"
-#include "vision/superresolution/detail/WholePixelMove.h"
+#include "vision/superresolution/detail/registration/PhaseRegistration.h"
+#include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/detail/registration/WholePixelMove.h"
 
 namespace movra::vision {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vision/superresolution/CornerRegistration.h"
+#include "vision/superresolution/shared/CornerRegistration.h"
 
 namespace movra::vision {
 

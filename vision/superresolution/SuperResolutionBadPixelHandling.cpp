@@ -6,8 +6,8 @@
 
 #include "movra/Exception.h"
 #include "vision/superresolution/SuperResolutionTypes.h"
-#include "vision/superresolution/detail/FrameKernels.h"
-#include "vision/superresolution/detail/ValueKey.h"
+#include "vision/superresolution/detail/badpixels/FrameKernels.h"
+#include "vision/superresolution/detail/badpixels/ValueKey.h"
 
 namespace movra::vision {
 

@@ -3,7 +3,7 @@
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "vision/superresolution/Export.h"
+#include "movra/Export.h"
 
 namespace movra::vision {
 

@@ -17,7 +17,7 @@
 #include "movra/exp/ImageIO.h"
 #include "movra/exp/TypeObjectInitializer.h"
 #include "vision/superresolution/SrFloat.h"
-#include "vision/superresolution/detail/Sizes.h"
+#include "vision/superresolution/detail/base/Sizes.h"
 
 namespace {
 

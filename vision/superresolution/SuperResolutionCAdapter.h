@@ -42,7 +42,7 @@
 /// Each reconstruction writes a timing report of six lines to standard output. A program that uses standard output
 /// itself turns the descriptor elsewhere meanwhile.
 
-#include "vision/superresolution/Export.h"
+#include "movra/Export.h"
 
 #ifdef __cplusplus
 #include <string>

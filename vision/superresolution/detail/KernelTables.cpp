@@ -1,15 +1,15 @@
 // Chooses each table of kernels by the active instruction set.
 
-#include "vision/superresolution/detail/FftBatchKernels.h"
-#include "vision/superresolution/detail/FftKernels.h"
-#include "vision/superresolution/detail/FrameKernels.h"
-#include "vision/superresolution/detail/InstructionSet.h"
-#include "vision/superresolution/detail/PsfKernels.h"
-#include "vision/superresolution/detail/RegistrationKernels.h"
-#include "vision/superresolution/detail/SolverKernels.h"
-#include "vision/superresolution/detail/SpectrumKernels.h"
-#include "vision/superresolution/detail/TransposeKernels.h"
-#include "vision/superresolution/detail/TvKernels.h"
+#include "vision/superresolution/detail/fft/FftBatchKernels.h"
+#include "vision/superresolution/detail/fft/FftKernels.h"
+#include "vision/superresolution/detail/badpixels/FrameKernels.h"
+#include "vision/superresolution/detail/base/InstructionSet.h"
+#include "vision/superresolution/detail/operators/PsfKernels.h"
+#include "vision/superresolution/detail/registration/RegistrationKernels.h"
+#include "vision/superresolution/detail/solver/SolverKernels.h"
+#include "vision/superresolution/detail/registration/SpectrumKernels.h"
+#include "vision/superresolution/detail/base/TransposeKernels.h"
+#include "vision/superresolution/detail/solver/TvKernels.h"
 
 namespace movra::vision::detail {
 

@@ -5,13 +5,13 @@
 #include <cmath>
 
 #include "movra/Exception.h"
-#include "vision/superresolution/detail/BurstJudgement.h"
-#include "vision/superresolution/detail/ImageRepair.h"
-#include "vision/superresolution/detail/NucConversion.h"
-#include "vision/superresolution/detail/ParameterChecks.h"
-#include "vision/superresolution/detail/Points.h"
-#include "vision/superresolution/detail/SixteenBits.h"
-#include "vision/superresolution/detail/Sizes.h"
+#include "vision/superresolution/detail/engine/BurstJudgement.h"
+#include "vision/superresolution/detail/engine/ImageRepair.h"
+#include "vision/superresolution/reference/NucConversion.h"
+#include "vision/superresolution/detail/engine/ParameterChecks.h"
+#include "vision/superresolution/reference/Points.h"
+#include "vision/superresolution/reference/SixteenBits.h"
+#include "vision/superresolution/detail/base/Sizes.h"
 
 namespace movra::vision {
 

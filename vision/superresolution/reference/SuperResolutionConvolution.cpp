@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "vision/superresolution/detail/PlainOperators.h"
-#include "vision/superresolution/detail/Sizes.h"
+#include "vision/superresolution/detail/operators/PlainOperators.h"
+#include "vision/superresolution/detail/base/Sizes.h"
 
 namespace movra::vision {
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "vision/superresolution/Export.h"
+#include "movra/Export.h"
 
 namespace movra::vision {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "vision/superresolution/detail/Points.h"
-#include "vision/superresolution/detail/TvMinimization.inl"
+#include "vision/superresolution/reference/Points.h"
+#include "vision/superresolution/shared/TvMinimization.inl"
 
 namespace movra::vision {
 

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "vision/superresolution/SuperResolutionTypes.h"
-#include "vision/superresolution/TvMinimization.h"
+#include "vision/superresolution/shared/TvMinimization.h"
 #include "vision/superresolution/reference/SuperResolutionConvolution.h"
 
 namespace movra::vision {

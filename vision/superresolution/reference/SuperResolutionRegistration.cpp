@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "vision/superresolution/detail/PhaseRegistration.h"
-#include "vision/superresolution/detail/Points.h"
-#include "vision/superresolution/detail/Sizes.h"
-#include "vision/superresolution/detail/WholePixelMove.h"
+#include "vision/superresolution/detail/registration/PhaseRegistration.h"
+#include "vision/superresolution/reference/Points.h"
+#include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/detail/registration/WholePixelMove.h"
 
 namespace movra::vision {
 

@@ -5,7 +5,7 @@
 
 #include <opencv2/core.hpp>
 
-#include "vision/superresolution/Export.h"
+#include "movra/Export.h"
 #include "vision/superresolution/SuperResolutionTypes.h"
 #include "vision/superresolution/reference/SuperResolutionFft2d.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "vision/superresolution/detail/FftKernels.h"
+#include "vision/superresolution/detail/fft/FftKernels.h"
 
 /// One-dimensional discrete Fourier transforms of any length n >= 1 in single precision, with FFTPACK's names
 /// and conventions: mixed radix (4, 2, 3, 5 and any other prime; the last costs its square), unnormalised, so

@@ -1,0 +1,50 @@
+#include "vision/superresolution/detail/registration/FineRegistration.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/support/Checks.h"
+#include "tests/support/SyntheticBurst.h"
+
+namespace movra::vision::detail {
+namespace {
+
+using namespace movra::test;
+
+constexpr int width = 53;
+constexpr int height = 38;
+constexpr int pixels = width * height;
+
+TEST(FineRegistration, TrustsNothingWithoutACommonFiniteImage) {
+  const Image image = randomImage(pixels, 20, 21, 3);
+  const Mask none(pixels, 0);
+  Mask mask = none;
+  FineRegistration fine(width, height);
+  fine.regError = 1;
+  fine.setReference(image.data());
+  for (const cv::Point beyond : {cv::Point(width, 0), cv::Point(0, -height)})
+    EXPECT_EQ(fine.step(image.data(), image.data(), beyond, mask.data()), Shift(beyond));
+  Image holed = image;
+  holed[pixels / 2] = notANumber;
+  EXPECT_TRUE(std::isnan(fine.step(image.data(), holed.data(), {0, 0}, mask.data()).x));
+
+  const Image flat(pixels, 7);
+  fine.setReference(flat.data());
+  EXPECT_FALSE(std::isfinite(fine.step(flat.data(), image.data(), {0, 0}, mask.data()).x));
+  EXPECT_EQ(mask, none);
+}
+
+TEST(FineRegistration, TakesImagesOfAnySize) {
+  for (const auto& [columns, rows] : {std::pair(1, 6), {7, 1}, {2, 2}}) {
+    const Image image = randomImage(columns * rows, 0, 1, 4);
+    Mask mask(image.size(), 0);
+    FineRegistration fine(columns, rows);
+    fine.setReference(image.data());
+    fine.step(image.data(), image.data(), {0, 0}, mask.data());
+    EXPECT_TRUE(columns == 1 || rows == 1 || mask == Mask(image.size(), 1)) << columns << " x " << rows;
+  }
+}
+
+}  // namespace
+}  // namespace movra::vision::detail

@@ -1,0 +1,168 @@
+// The parts of the command-line tool that need no process of their own.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cmath>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <opencv2/imgcodecs.hpp>
+#include <vector>
+
+#include "tests/tool/ToolFailure.h"
+#include "tests/support/TestFolder.h"
+#include "tools/movra-sr/io/Frames.h"
+#include "tools/movra-sr/io/NaturalOrder.h"
+#include "tools/movra-sr/io/OutputFile.h"
+#include "tools/movra-sr/io/Tiff.h"
+#include "tools/movra-sr/report/Quality.h"
+
+using namespace movra::tool;
+
+namespace {
+
+std::vector<Frame> framesOf(const std::string& file, const Scale& scale = {}) {
+  std::vector<Frame> frames;
+  readFrames(file, scale, [&](Frame&& frame) { frames.push_back(std::move(frame)); });
+  return frames;
+}
+
+TEST(ToolNaturalOrder, NumbersCompareByValue) {
+  const std::vector<std::string> expected = {"f",  "f1x3", "f1x20", "f02",
+                                             "f2", "f9b",  "f10",   "f99999999999999999999"};
+  std::vector<std::string> names(expected.rbegin(), expected.rend());
+  std::sort(names.begin(), names.end(), naturalLess);
+  EXPECT_EQ(names, expected);
+  EXPECT_FALSE(naturalLess("f2", "f2"));
+}
+
+class ToolIo : public TestFolder {};
+
+TEST_F(ToolIo, EachSampleKindIsReadAsItIsStored) {
+  const cv::Mat_<std::uint8_t> bytes = (cv::Mat_<std::uint8_t>(2, 3) << 0, 1, 2, 128, 254, 255);
+  const cv::Mat_<std::uint16_t> words = (cv::Mat_<std::uint16_t>(2, 3) << 0, 1, 255, 256, 40000, 65535);
+  const cv::Mat_<std::int16_t> shorts = (cv::Mat_<std::int16_t>(2, 3) << -32768, -1, 0, 1, 300, 32767);
+  for (const auto& [image, name] : {std::pair<cv::Mat, std::string>(bytes, "a.png"),
+                                    {words, "b.png"},
+                                    {bytes, "c.tif"},
+                                    {words, "d.tiff"},
+                                    {shorts, "e.tiff"}}) {
+    ASSERT_TRUE(cv::imwrite(at(name), image));
+    cv::Mat expected;
+    image.convertTo(expected, CV_32F);
+    EXPECT_EQ(cv::norm(readImage(at(name)).pixels, expected, cv::NORM_INF), 0) << name;
+  }
+  EXPECT_FLOAT_EQ(framesOf(at("d.tiff"), {0.01, -273.15})[0].pixels(1, 1), 126.85F);
+}
+
+TEST_F(ToolIo, FloatsKeepTheirBitsAndFlagsSurviveScaling) {
+  const std::vector<std::uint32_t> bits = {129,        130,        132,        133,
+                                           0x7fc12345, 0x7f800000, 0xff800000, 0x3f800000};
+  cv::Mat_<float> image(2, 4);
+  std::memcpy(image.data, bits.data(), bits.size() * sizeof(float));
+  OutputFile file(at("floats.tiff"), false);
+  writeTiff(file, image, "bits");
+  file.commit();
+  const cv::Mat_<float> read = readImage(at("floats.tiff")).pixels;
+  ASSERT_EQ(read.size(), image.size());
+  EXPECT_EQ(std::memcmp(read.data, image.data, bits.size() * sizeof(float)), 0);
+  const cv::Mat_<float> scaled = framesOf(at("floats.tiff"), {2, 5})[0].pixels;
+  EXPECT_EQ(std::memcmp(scaled.data, image.data, 4 * sizeof(float)), 0);
+  EXPECT_EQ(scaled(1, 3), 7.F);
+}
+
+TEST_F(ToolIo, PagesComeOneByOneAndATruncatedFileIsNoSuccess) {
+  std::vector<cv::Mat> pages;
+  for (int i = 0; i < 5; ++i) pages.emplace_back(20, 30, CV_16UC1, cv::Scalar(100 * i + 1));
+  ASSERT_TRUE(cv::imwritemulti(at("burst.tiff"), pages));
+  const auto frames = framesOf(at("burst.tiff"));
+  ASSERT_EQ(frames.size(), 5U);
+  EXPECT_EQ(frames[0].name, at("burst.tiff") + ", page 1");
+  EXPECT_EQ(frames[4].pixels(3, 3), 401.F);
+  EXPECT_NE(failureOf([&] { readImage(at("burst.tiff")); }).find("more than one page"), std::string::npos);
+
+  const std::string whole = readAll(at("burst.tiff"));
+  for (std::size_t length = 0; length + 1 < whole.size(); length += 97) {
+    writeAll(at("cut.tiff"), whole.substr(0, length));
+    EXPECT_NE(failureOf([&] { framesOf(at("cut.tiff")); }).find("cut.tiff"), std::string::npos) << length;
+  }
+}
+
+TEST_F(ToolIo, WhatIsNoFrameIsRefusedByName) {
+  ASSERT_TRUE(cv::imwrite(at("colour.tiff"), cv::Mat(4, 4, CV_16UC3, cv::Scalar(1, 2, 3))));
+  ASSERT_TRUE(cv::imwrite(at("double.tiff"), cv::Mat(4, 4, CV_64FC1, cv::Scalar(1))));
+  ASSERT_TRUE(cv::imwrite(at("grey.png"), cv::Mat(40, 40, CV_16UC1, cv::Scalar(1))));
+  const std::string png = readAll(at("grey.png"));
+  writeAll(at("cut.png"), png.substr(0, png.size() / 2));
+  writeAll(at("empty.tiff"), "");
+  writeAll(at("text.tiff"), "no image");
+  ASSERT_EQ(mkfifo(at("pipe.tiff").c_str(), 0600), 0);
+  for (const std::string name :
+       {"colour.tiff", "double.tiff", "cut.png", "empty.tiff", "text.tiff", "pipe.tiff", "missing.png", "."})
+    EXPECT_NE(failureOf([&] { framesOf(at(name)); }).find(name), std::string::npos) << name;
+}
+
+TEST_F(ToolIo, AFolderGivesItsNumberedPicturesInNaturalOrder) {
+  for (const std::string name : {"f10.png", "f9.TIFF", "truth.tiff", "shifts1.csv", ".f1.png", "f11.tif"})
+    writeAll(at(name), "x");
+  const std::vector<std::string> expected = {at("f9.TIFF"), at("f10.png"), at("f11.tif"), "z.png"};
+  EXPECT_EQ(expandFolders({folder.string(), "z.png"}), expected);
+  std::filesystem::create_directory(at("none"));
+  EXPECT_NE(failureOf([&] { expandFolders({at("none")}); }), "");
+}
+
+TEST_F(ToolIo, AnOutputAppearsWholeOrNotAtAll) {
+  {
+    OutputFile dropped(at("a.txt"), false);
+    dropped.write("half");
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  OutputFile kept(at("a.txt"), false);
+  kept.write("whole");
+  kept.commit();
+  EXPECT_EQ(readAll(at("a.txt")), "whole");
+  ASSERT_EQ(mkfifo(at("device").c_str(), 0600), 0);
+  std::filesystem::create_hard_link(at("a.txt"), at("b.txt"));
+  const std::function<void()> refused[] = {
+      [&] { OutputFile(at("a.txt"), false); },
+      [&] { OutputFile(at("no/a.txt"), true); },
+      [&] { OutputFile(at("device"), true); },
+      [&] { OutputFile(at("b.txt"), true).keepApartFrom({at("a.txt")}); },
+  };
+  for (const auto& work : refused) EXPECT_NE(failureOf(work, ExitCode::outputNotWritten), "");
+}
+
+using ToolIoDeathTest = ToolIo;
+
+TEST_F(ToolIoDeathTest, ASignalLeavesNoUnfinishedFile) {
+  EXPECT_EXIT(
+      {
+        OutputFile::removeUnfinishedOnSignals();
+        OutputFile first(at("a.txt"), false);
+        OutputFile second(at("b.txt"), false);
+        OutputFile(at("c.txt"), false).write("given up");
+        first.write("half");
+        second.write("half");
+        std::raise(SIGTERM);
+      },
+      testing::KilledBySignal(SIGTERM), "");
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+}
+
+TEST(ToolQuality, KnownValues) {
+  cv::Mat_<float> truth(32, 32);
+  for (int y = 0; y < 32; ++y)
+    for (int x = 0; x < 32; ++x) truth(y, x) = static_cast<float>(20 + 10 * ((x / 4 + y / 4) % 2));
+  EXPECT_TRUE(std::isinf(peakSignalToNoise(truth, truth)));
+  EXPECT_NEAR(structuralSimilarity(truth, truth), 1, 1e-12);
+  const cv::Mat_<float> lifted(truth + 1);
+  EXPECT_NEAR(peakSignalToNoise(lifted, truth), 20, 1e-4);  // peak 10, error 1
+  EXPECT_GT(structuralSimilarity(lifted, truth), 0.99);     // only the level differs
+  const cv::Mat_<float> inverted(50 - truth);
+  EXPECT_LT(structuralSimilarity(inverted, truth), -0.5);
+}
+
+}  // namespace
