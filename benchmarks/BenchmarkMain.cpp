@@ -108,8 +108,7 @@ class TableReporter : public benchmark::ConsoleReporter {
     const auto shareOf = [&](double most, double perPixelWork) {
       return 100 * ratio(ratio(applications * perPixelWork, seconds("minimize")), most);
     };
-    std::printf(" %.0f %% | %.0f %% |\n", shareOf(bandwidth, bytesPerPixel),
-                shareOf(peak, operationsPerPixel));
+    std::printf(" %.0f %% | %.0f %% |\n", shareOf(bandwidth, bytesPerPixel), shareOf(peak, operationsPerPixel));
   }
 
   double perPixelBefore = 0;

@@ -17,9 +17,9 @@ using namespace movra::vision;
 using movra::test::BurstRecipe;
 using movra::test::Image;
 using movra::test::Mask;
-using movra::test::Shift;
 using movra::test::PlainMinimization;
 using movra::test::PlainRegistration;
+using movra::test::Shift;
 using movra::test::SyntheticBurst;
 
 namespace {
@@ -139,14 +139,13 @@ void timeIntake(benchmark::State& state, Intake& intake) {
 }
 
 void addFrame(benchmark::State& state) {
-  SrFloat<SrFloatRegistration2> engine(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)),
-                                       frameCount, 2.0f);
+  SrFloat<SrFloatRegistration2> engine(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), frameCount,
+                                       2.0f);
   timeIntake(state, engine);
 }
 
 void PlainAddFrame(benchmark::State& state) {
-  PlainRegistration registration(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)),
-                                    frameCount);
+  PlainRegistration registration(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), frameCount);
   timeIntake(state, registration);
 }
 

@@ -11,8 +11,7 @@ namespace movra {
 /// Failure inside the library: a message for the caller and the place where it arose.
 class MOVRA_SUPERRESOLUTION_API Exception : public std::exception {
  public:
-  Exception(std::string message, std::string location)
-      : text(std::move(message)), place(std::move(location)) {}
+  Exception(std::string message, std::string location) : text(std::move(message)), place(std::move(location)) {}
   ~Exception() override;
 
   /// The message alone.

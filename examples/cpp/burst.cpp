@@ -29,17 +29,17 @@ const cv::Point2d shifts[] = {{0, 0},        {0.5, -0.25},    {-0.4375, 0.375}, 
 
 /// Temperatures in kelvin: bars of growing fineness, a ring and some spots.
 cv::Mat1f drawPicture() {
-  cv::Mat1f picture(height * oversampling, width * oversampling, 290.0F);
+  cv::Mat1f picture(height * oversampling, width * oversampling, 290.0f);
   for (int i = 0, x = 8 * oversampling; x < 60 * oversampling; ++i) {
     const int barWidth = 3 * oversampling - 2 * i;
     cv::rectangle(picture, {x, 8 * oversampling, barWidth, 24 * oversampling}, cv::Scalar(298.0), cv::FILLED);
     x += 2 * barWidth;
   }
-  cv::circle(picture, {76 * oversampling, 48 * oversampling}, 12 * oversampling, cv::Scalar(303.0),
-             oversampling);
-  for (int i = 0; i < 6; ++i)
-    cv::circle(picture, {(10 + 9 * i) * oversampling, (44 + 3 * i) * oversampling},
-               (6 - i) * oversampling / 2, cv::Scalar(301.0), cv::FILLED);
+  cv::circle(picture, {76 * oversampling, 48 * oversampling}, 12 * oversampling, cv::Scalar(303.0), oversampling);
+  for (int i = 0; i < 6; ++i) {
+    cv::circle(picture, {(10 + 9 * i) * oversampling, (44 + 3 * i) * oversampling}, (6 - i) * oversampling / 2,
+               cv::Scalar(301.0), cv::FILLED);
+  }
   return picture;
 }
 
@@ -49,8 +49,7 @@ cv::Mat1f view(const cv::Mat1f& picture, cv::Point2d shift, int pixelsPerSensorP
   cv::Mat1f moved;
   cv::Mat1f frame;
   cv::warpAffine(picture, moved, move, picture.size(), cv::INTER_LINEAR, cv::BORDER_REPLICATE);
-  cv::resize(moved, frame, {width * pixelsPerSensorPixel, height * pixelsPerSensorPixel}, 0, 0,
-             cv::INTER_AREA);
+  cv::resize(moved, frame, {width * pixelsPerSensorPixel, height * pixelsPerSensorPixel}, 0, 0, cv::INTER_AREA);
   return frame;
 }
 
@@ -66,9 +65,11 @@ int main() {
   const cv::Mat1f picture = drawPicture();
   const cv::Mat1f truth = view(picture, {}, 2);
 
-  SrFloat<SrFloatRegistration2> engine(width, height, static_cast<int>(std::size(shifts)), 2.0F);
+  SrFloat<SrFloatRegistration2> engine(width, height, static_cast<int>(std::size(shifts)), 2.0f);
   engine.setReferenceIndex(oldest);
-  for (const cv::Point2d& shift : shifts) engine.addFrame(view(picture, shift, 1));
+  for (const cv::Point2d& shift : shifts) {
+    engine.addFrame(view(picture, shift, 1));
+  }
 
   cv::Mat_<float> image;
   const float srFactor = engine.computeSR(image);
@@ -79,9 +80,10 @@ int main() {
 
   std::vector<cv::Point_<float>> measured;
   engine.getCompleteShifts(measured);
-  for (std::size_t i = 0; i < measured.size(); ++i)
+  for (std::size_t i = 0; i < measured.size(); ++i) {
     std::printf("frame %zu moved by (%6.3f, %6.3f), measured (%6.3f, %6.3f)\n", i, shifts[i].x, shifts[i].y,
                 static_cast<double>(measured[i].x), static_cast<double>(measured[i].y));
+  }
 
   cv::Mat1f bicubic;
   cv::resize(view(picture, {}, 1), bicubic, truth.size(), 0, 0, cv::INTER_CUBIC);

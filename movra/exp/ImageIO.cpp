@@ -18,7 +18,9 @@ std::string fileName(int number, const std::string& name) {
   char digits[16];
   std::snprintf(digits, sizeof digits, "%04d", number);
   std::string result = digits;
-  if (!name.empty()) result += "_" + name;
+  if (!name.empty()) {
+    result += "_" + name;
+  }
   std::replace(result.begin(), result.end(), '/', '_');
   return result + ".pfm";
 }
@@ -32,7 +34,9 @@ bool writeFloatMap(const cv::Mat& image, const std::filesystem::path& path) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   file << "Pf\n" << image.cols << ' ' << image.rows << '\n' << byteOrder() << '\n';
   const auto rowBytes = static_cast<std::streamsize>(sizeof(float)) * image.cols;
-  for (int row = image.rows - 1; row >= 0; --row) file.write(image.ptr<char>(row), rowBytes);
+  for (int row = image.rows - 1; row >= 0; --row) {
+    file.write(image.ptr<char>(row), rowBytes);
+  }
   file.close();
   return !file.fail();
 }
@@ -43,10 +47,14 @@ ImageIO::ImageIO(int mode_) : mode(mode_) {}
 
 bool ImageIO::open(const std::string& folder_) {
   close();
-  if (mode != writeMode || folder_.empty()) return false;
+  if (mode != writeMode || folder_.empty()) {
+    return false;
+  }
   std::error_code error;
   std::filesystem::create_directories(folder_, error);
-  if (!std::filesystem::is_directory(folder_, error)) return false;
+  if (!std::filesystem::is_directory(folder_, error)) {
+    return false;
+  }
   folder = folder_;
   nextNumber = 0;
   opened = true;
@@ -55,12 +63,17 @@ bool ImageIO::open(const std::string& folder_) {
 
 void ImageIO::write(const cv::Mat& image, const std::string& name) {
   const std::string file = fileName(nextNumber, name);
-  if (!opened) MOVRA_THROW("Cannot write " + file + ": no folder is open");
+  if (!opened) {
+    MOVRA_THROW("Cannot write " + file + ": no folder is open");
+  }
   const std::filesystem::path path = std::filesystem::path(folder) / file;
-  if (image.empty() || image.dims != 2 || image.channels() != 1)
+  if (image.empty() || image.dims != 2 || image.channels() != 1) {
     MOVRA_THROW("Cannot write " + path.string() + ": not an image of one channel");
+  }
   cv::Mat values = image;
-  if (image.depth() != CV_32F) image.convertTo(values, CV_32F);
+  if (image.depth() != CV_32F) {
+    image.convertTo(values, CV_32F);
+  }
   if (!writeFloatMap(values, path)) {
     std::error_code ignored;
     std::filesystem::remove(path, ignored);

@@ -28,7 +28,9 @@ Row rowOf(int x, int y, int x1 = 0, int y1 = 0) {
 
 Rows rowsOf(const cv::Mat& list) {
   Rows rows;
-  for (int i = 0; i < list.rows; ++i) rows.push_back(*list.ptr<Row>(i));
+  for (int i = 0; i < list.rows; ++i) {
+    rows.push_back(*list.ptr<Row>(i));
+  }
   return rows;
 }
 
@@ -106,11 +108,15 @@ TEST(BadPixel, TheQueryHoldsHalfDiscsOneRowOff) {
   const auto one = BadPixel::computeReplacePixelQuery(1);
   const cv::Point offsets[] = {{0, 1}, {-1, 0}, {0, -1}, {1, 0}};
   ASSERT_EQ(one.size(), 4U);
-  for (std::size_t k = 0; k < 4; ++k) EXPECT_EQ(entries(one[k]), (Entries{{0, offsets[k]}}));
+  for (std::size_t k = 0; k < 4; ++k) {
+    EXPECT_EQ(entries(one[k]), (Entries{{0, offsets[k]}}));
+  }
   const auto two = BadPixel::computeReplacePixelQuery(2);
   EXPECT_EQ(entries(two[1]), (Entries{{0, {-1, 0}}, {1, {-1, 1}}, {1, {-1, -1}}, {1, {-2, 0}}}));
   for (const int radius : {0, std::numeric_limits<int>::min()})
-    for (const auto& map : BadPixel::computeReplacePixelQuery(radius)) EXPECT_TRUE(map.empty()) << radius;
+    for (const auto& map : BadPixel::computeReplacePixelQuery(radius)) {
+      EXPECT_TRUE(map.empty()) << radius;
+    }
 }
 
 TEST(BadPixel, ReplacementsAreTheNearestGoodPixelOfEachDirectionByDistance) {
@@ -146,8 +152,9 @@ TEST(BadPixel, AnyListIsSafe) {
   EXPECT_FALSE(BadPixel::calculateReplacePixels(nine, {5, 5}, 2));
   const Rows before{rowOf(65535, 65535), rowOf(5, 2), rowOf(0, 65535)};
   List outside = listOf(before);
-  for (const unsigned int radius : {0U, 0xffffffffU})
+  for (const unsigned int radius : {0U, 0xffffffffU}) {
     EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {5, 5}, radius));
+  }
   EXPECT_EQ(rowsOf(outside), before);
   EXPECT_FALSE(BadPixel::calculateReplacePixels(outside, {5, 5}, 2)) << "only the second is near the image";
   EXPECT_EQ(rowsOf(outside), (Rows{before[0], Row(5, 2, 4, 2, 4, 3, 4, 1, 4, 3), before[2]}));
@@ -195,8 +202,8 @@ TEST(BadPixel, SquaresAreDrawnAroundTheListedPixels) {
   const auto draw = [&](const cv::Mat& list) {
     return textThrownBy([&] { BadPixel::drawBadPixels(list, img, red, 1, false); });
   };
-  for (const cv::Mat& list : {cv::Mat(1, 9, CV_16UC1), cv::Mat(1, 10, CV_16SC1)})
+  for (const cv::Mat& list : {cv::Mat(1, 9, CV_16UC1), cv::Mat(1, 10, CV_16SC1)}) {
     EXPECT_EQ(draw(list), "exception: ERROR: \t >>Unspported BadPixel format!!");
-  EXPECT_EQ(draw(listOf({rowOf(2, 2), rowOf(3, 10)})),
-            "exception: ERROR: \t >>BadPixel [10,3] out of bounds ");
+  }
+  EXPECT_EQ(draw(listOf({rowOf(2, 2), rowOf(3, 10)})), "exception: ERROR: \t >>BadPixel [10,3] out of bounds ");
 }

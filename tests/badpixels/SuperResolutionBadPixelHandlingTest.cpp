@@ -21,7 +21,9 @@ using Shifts = std::vector<cv::Point_<float>>;
 cv::Mat_<float> goodFrame() {
   cv::Mat_<float> frame(6, 7);
   for (int y = 0; y < 6; ++y)
-    for (int x = 0; x < 7; ++x) frame(y, x) = static_cast<float>(20 + 10 * y + x);
+    for (int x = 0; x < 7; ++x) {
+      frame(y, x) = static_cast<float>(20 + 10 * y + x);
+    }
   return frame;
 }
 
@@ -32,7 +34,7 @@ cv::Mat_<float> frameWith(float value, int row, int column) {
 }
 
 cv::Mat_<float> highResolutionImage() {
-  return cv::Mat_<float>(12, 14, 1.0F);
+  return cv::Mat_<float>(12, 14, 1.0f);
 }
 
 bool sameBits(const cv::Mat_<float>& a, const cv::Mat_<float>& b) {
@@ -57,9 +59,15 @@ Extremes plainExtremes(const cv::Mat_<float>& img, float lowest, float highest) 
     for (int x = 0; x < img.cols; ++x) {
       const float v = img(y, x);
       const std::uint32_t b = bitsOf(v);
-      if (b == 129 || b == 130 || b == 132 || b == 133 || !(v >= lowest && v <= highest)) continue;
-      if (v > e.maximum) e.maximum = v, e.maxLoc = {x, y};
-      if (v < e.minimum) e.minimum = v, e.minLoc = {x, y};
+      if (b == 129 || b == 130 || b == 132 || b == 133 || !(v >= lowest && v <= highest)) {
+        continue;
+      }
+      if (v > e.maximum) {
+        e.maximum = v, e.maxLoc = {x, y};
+      }
+      if (v < e.minimum) {
+        e.minimum = v, e.minLoc = {x, y};
+      }
     }
   return e;
 }
@@ -68,8 +76,8 @@ Extremes plainExtremes(const cv::Mat_<float>& img, float lowest, float highest) 
 
 TEST(SuperResolutionBadPixelHandling, MinimumAndMaximumEqualAPlainScanOnEveryInstructionSet) {
   const float palette[] = {notANumber,   -notANumber,  infinity,     -infinity, asFloat(129), asFloat(130),
-                           asFloat(131), asFloat(132), asFloat(133), 0.0F,      -0.0F,        5000.0F,
-                           5000.01F,     -274.0F,      -274.01F,     3.5F,      -3.5F};
+                           asFloat(131), asFloat(132), asFloat(133), 0.0f,      -0.0f,        5000.0f,
+                           5000.01f,     -274.0f,      -274.01f,     3.5f,      -3.5f};
   SuperResolutionBadPixelHandling handling(1);
   cv::RNG random(7);
   movra::test::onEveryInstructionSet([&] {
@@ -77,17 +85,17 @@ TEST(SuperResolutionBadPixelHandling, MinimumAndMaximumEqualAPlainScanOnEveryIns
       // Few different values, so that extremes occur more than once and zeros of both signs are extremes.
       const int first = random.uniform(0, 12);
       cv::Mat_<float> whole(5, width + 3);
-      for (float& v : whole) v = palette[random.uniform(first, 17)];
+      for (float& v : whole) {
+        v = palette[random.uniform(first, 17)];
+      }
       const cv::Mat_<float> view = whole(cv::Rect(1, 0, width, 5));
       SCOPED_TRACE(width);
       const Extremes expected = plainExtremes(view, -274, 5000);
       Extremes found, unlocated;
       handling.getMinMaxVal(view, found.minimum, found.maximum, &found.minLoc, &found.maxLoc);
       handling.getMinMaxVal(view, unlocated.minimum, unlocated.maximum, nullptr, nullptr);
-      EXPECT_TRUE(
-          movra::test::sameBits({found.minimum, found.maximum}, {expected.minimum, expected.maximum}));
-      EXPECT_TRUE(movra::test::sameBits({unlocated.minimum, unlocated.maximum},
-                                        {expected.minimum, expected.maximum}));
+      EXPECT_TRUE(movra::test::sameBits({found.minimum, found.maximum}, {expected.minimum, expected.maximum}));
+      EXPECT_TRUE(movra::test::sameBits({unlocated.minimum, unlocated.maximum}, {expected.minimum, expected.maximum}));
       EXPECT_EQ(found.minLoc, expected.minLoc);
       EXPECT_EQ(found.maxLoc, expected.maxLoc);
     }
@@ -102,10 +110,10 @@ TEST(SuperResolutionBadPixelHandling, ADefectBecomesTheMeanOfItsNeighboursOrAFal
         {"too warm", false, 6000, 2, 3, 43, 0, 132},
         {"6000 counts are good", true, 6000, 2, 3, 6000, 0, bitsOf(1)},
         {"too many counts", true, 40000, 2, 3, 43, 0, 132},
-        {"top border: three neighbours suffice", false, notANumber, 0, 3, (22 + 24 + 33) / 3.0F, 0, 132},
+        {"top border: three neighbours suffice", false, notANumber, 0, 3, (22 + 24 + 33) / 3.0f, 0, 132},
         {"over-range in a corner", false, asFloat(129), 0, 6, 76, 0, 129},
         {"under-range in a corner", false, asFloat(130), 5, 0, 20, 0, 130},
-        {"too warm in a corner", false, 5000.5F, 0, 6, 76, -2, 132},
+        {"too warm in a corner", false, 5000.5f, 0, 6, 76, -2, 132},
         {"minus infinity in a corner", false, -infinity, 5, 0, 20, -2, 132},
         {"invalid flag in a corner", false, asFloat(133), 5, 0, 0, -2, 132}}) {
     SCOPED_TRACE(what);
@@ -124,15 +132,17 @@ TEST(SuperResolutionBadPixelHandling, RepairedPixelsCountForLaterOnesInRasterOrd
   frame(2, 4) = notANumber;
   // The left one has three valid neighbours and becomes 0; the right one then has four.
   EXPECT_EQ(handling.detectAndReplaceBadPixel(frame), -2);
-  EXPECT_EQ(frame(2, 3), 0.0F);
-  EXPECT_EQ(frame(2, 4), (0.0F + 45 + 34 + 54) / 4);
+  EXPECT_EQ(frame(2, 3), 0.0f);
+  EXPECT_EQ(frame(2, 4), (0.0f + 45 + 34 + 54) / 4);
 }
 
 TEST(SuperResolutionBadPixelHandling, ElevenUnreplaceablePixelsAreTooManyAndStillLeaveADefectMap) {
   // 6000 keeps every mean from being usable, itself replaced by the maximum.
   const auto checkerboard = [](int defects) {
-    cv::Mat_<float> frame(6, 7, 6000.0F);
-    for (int i = 0; i < 42; i += 2) frame(i / 7, i % 7) = i < 2 * defects ? notANumber : 20;
+    cv::Mat_<float> frame(6, 7, 6000.0f);
+    for (int i = 0; i < 42; i += 2) {
+      frame(i / 7, i % 7) = i < 2 * defects ? notANumber : 20;
+    }
     return frame;
   };
   SuperResolutionBadPixelHandling handling(2);
@@ -155,7 +165,7 @@ TEST(SuperResolutionBadPixelHandling, TheHistoryHoldsTheMapsOfTheLastFrames) {
     handling.detectAndReplaceBadPixel(frame);
   }
   handling.maskBadPixel(hr, Shifts(3));
-  EXPECT_EQ(hr(0, 0), 1.0F);          // the first map was dropped
+  EXPECT_EQ(hr(0, 0), 1.0f);          // the first map was dropped
   EXPECT_EQ(bitsOf(hr(4, 6)), 129U);  // of the later frame
   EXPECT_EQ(bitsOf(hr(10, 12)), 132U);
   EXPECT_EQ(textThrownBy([&] { handling.maskBadPixel(hr, Shifts(4)); }),
@@ -169,10 +179,10 @@ TEST(SuperResolutionBadPixelHandling, ABlockIsFlaggedAroundTheDefect) {
   // The defect is at column 6, row 5.
   for (const auto& [shift, block] :
        {std::pair(cv::Point2f(6, 5), cv::Rect(0, 0, 4, 4)),  // onto (0, 0)
-        {{2.8F, 2.3F}, {3, 2, 7, 7}},                        // 6.4 and 5.4: rounded down
-        {{-2.49F, 2}, {13, 3, 1, 7}},  // 16.98: beyond the right edge, column 16 is the last that reaches in
+        {{2.8f, 2.3f}, {3, 2, 7, 7}},                        // 6.4 and 5.4: rounded down
+        {{-2.49f, 2}, {13, 3, 1, 7}},  // 16.98: beyond the right edge, column 16 is the last that reaches in
         {{2, -1}, {}},                 // below the bottom edge: nothing, though its block reaches in
-        {{6.01F, 5}, {}},              // left of the image: nothing
+        {{6.01f, 5}, {}},              // left of the image: nothing
         {{notANumber, notANumber}, {}}}) {
     SuperResolutionBadPixelHandling handling(1);
     cv::Mat_<float> frame = frameWith(asFloat(132), 5, 6);
@@ -191,13 +201,13 @@ TEST(SuperResolutionBadPixelHandling, AMaskedPixelBecomesTheMeanOfTheGoodSamples
   handling.detectAndReplaceBadPixel(first);
   handling.detectAndReplaceBadPixel(second);
   const Shifts none(2);
-  const float mean = 31 * 1.5F;  // of the samples at (1, 1)
+  const float mean = 31 * 1.5f;  // of the samples at (1, 1)
   for (const auto& [what, flag, row, column, shifts, mended] :
        {std::tuple("over-range", 129U, 3, 3, none, mean),
         {"invalid", 132, 3, 3, none, mean},
         {"not a mask", 133, 3, 3, none, asFloat(133)},
         {"the first frame is defective there", 129, 5, 7, none, second(2, 3)},
-        {"(-1, 0) is index 0", 129, 0, 0, {{-0.9F, -0.9F}, {7, 0}}, first(0, 0)},
+        {"(-1, 0) is index 0", 129, 0, 0, {{-0.9f, -0.9f}, {7, 0}}, first(0, 0)},
         {"no sample: the flag stays", 129, 0, 0, {{-1, 0}, {0, 6}}, asFloat(129)},
         {"one shift", 129, 3, 3, Shifts(1), first(1, 1)},
         {"a shift that is no number", 129, 3, 3, {{notANumber, infinity}, {}}, second(1, 1)}}) {
@@ -211,19 +221,19 @@ TEST(SuperResolutionBadPixelHandling, AMaskedPixelBecomesTheMeanOfTheGoodSamples
 
 TEST(SuperResolutionBadPixelHandling, EmptyFramesAndViewsWork) {
   SuperResolutionBadPixelHandling handling(2);
-  cv::Mat_<float> empty, hr = highResolutionImage(), whole(10, 11, 7.0F);
+  cv::Mat_<float> empty, hr = highResolutionImage(), whole(10, 11, 7.0f);
   EXPECT_EQ(handling.detectAndReplaceBadPixel(empty), 0);
   cv::Mat_<float> view = whole(cv::Rect(2, 1, 7, 6));
   frameWith(notANumber, 2, 3).copyTo(view);
   EXPECT_EQ(handling.detectAndReplaceBadPixel(view), 0);
-  EXPECT_EQ(whole(3, 5), 43.0F);
+  EXPECT_EQ(whole(3, 5), 43.0f);
   handling.maskBadPixel(hr, Shifts(2));
   handling.replaceMaskedPixel(hr, Shifts(2), {empty, view});
   EXPECT_EQ(bitsOf(hr(4, 6)), 132U) << "the first map gives the bounds, and it is empty";
 }
 
 TEST(SuperResolutionBadPixelHandling, CameraFlagsAreColoured) {
-  const cv::Mat_<float> img = (cv::Mat_<float>(1, 4) << asFloat(129), asFloat(130), asFloat(132), 20.0F);
+  const cv::Mat_<float> img = (cv::Mat_<float>(1, 4) << asFloat(129), asFloat(130), asFloat(132), 20.0f);
   cv::Mat_<cv::Vec3b> colour(1, 4, cv::Vec3b(1, 2, 3));
   SuperResolutionBadPixelHandling(1).colorBadPixel(img, colour);
   const cv::Vec3b expected[] = {{0, 0, 255}, {255, 0, 0}, {1, 2, 3}, {1, 2, 3}};

@@ -16,7 +16,7 @@ using namespace movra::test;
 
 inline constexpr int width = 48;
 inline constexpr int height = 40;
-inline constexpr float defaultSigma = 0.683F;
+inline constexpr float defaultSigma = 0.683f;
 
 struct Size {
   int width;
@@ -26,7 +26,7 @@ struct Size {
 /// `count` frames of the synthetic scene, at most seven, each at another place; the second lies still.
 inline std::vector<Image> makeFrames(int count = 5, Size size = {width, height}) {
   std::vector<Shift> shifts = smallShifts;
-  shifts.insert(shifts.end(), {{0.23F, -0.48F}, {-0.12F, 0.29F}});
+  shifts.insert(shifts.end(), {{0.23f, -0.48f}, {-0.12f, 0.29f}});
   shifts.resize(static_cast<std::size_t>(count));
   return makeBurst({size.width, size.height, shifts}).frames;
 }
@@ -77,7 +77,9 @@ class SuperResolutionCAdapterTest : public testing::Test {
  protected:
   ~SuperResolutionCAdapterTest() override {
     for (const int context : opened)
-      if (SuperResolution_isContextValid(context)) SuperResolution_release(context);
+      if (SuperResolution_isContextValid(context)) {
+        SuperResolution_release(context);
+      }
   }
 
   int open(Size size = {width, height}) {
@@ -87,15 +89,16 @@ class SuperResolutionCAdapterTest : public testing::Test {
 
   int openAndFeed(const std::vector<Image>& burst) {
     const int context = open();
-    for (const Image& frame : burst)
+    for (const Image& frame : burst) {
       EXPECT_EQ(SuperResolution_addImage(context, frame.data()), 0) << lastError();
+    }
     return context;
   }
 
   static Image fetch(int context, int expectedCode = SUPERRESOLUTION_SUCCESS) {
     int columns = 0, rows = 0;
     SuperResolution_queryOutputImageSize(context, &columns, &rows);
-    Image image(static_cast<std::size_t>(columns * rows), -1.0F);
+    Image image(static_cast<std::size_t>(columns * rows), -1.0f);
     EXPECT_EQ(SuperResolution_getSuperresolutionImage(context, image.data()), expectedCode);
     return image;
   }

@@ -13,11 +13,15 @@ namespace {
 /// OpenCV's allocator, of which the allocation fails that meets zero while `untilFailure` counts down.
 class FusedAllocator : public cv::MatAllocator {
  public:
-  cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, std::size_t* step,
-                         cv::AccessFlag flags, cv::UMatUsageFlags usage) const override {
+  cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, std::size_t* step, cv::AccessFlag flags,
+                         cv::UMatUsageFlags usage) const override {
     const bool fails = untilFailure >= 0 && untilFailure-- == 0;
-    if (fails && throwsForeign) throw std::bad_alloc();
-    if (fails) CV_Error(cv::Error::StsNoMem, "no room for an image");
+    if (fails && throwsForeign) {
+      throw std::bad_alloc();
+    }
+    if (fails) {
+      CV_Error(cv::Error::StsNoMem, "no room for an image");
+    }
     return cv::Mat::getStdAllocator()->allocate(dims, sizes, type, data, step, flags, usage);
   }
   bool allocate(cv::UMatData* data, cv::AccessFlag flags, cv::UMatUsageFlags usage) const override {
@@ -66,17 +70,20 @@ TEST_F(SuperResolutionCAdapterStressTest, EveryFailedAllocationIsReportedAndSurv
   const int context = openAndFeed(burst);
   const Image expected = fetch(context);
   for (const bool foreign : {false, true}) {
-    const std::string text =
-        foreign ? "Unknown exception in addImage()" : "cv::Exception: no room for an image";
+    const std::string text = foreign ? "Unknown exception in addImage()" : "cv::Exception: no room for an image";
     allocator.throwsForeign = foreign;
     int reports = 0;
     failEachAllocation([&] {
-      if (SuperResolution_addImage(context, burst[0].data()) == 0) return;
+      if (SuperResolution_addImage(context, burst[0].data()) == 0) {
+        return;
+      }
       EXPECT_EQ(lastError(), text);
       ++reports;
     });
     EXPECT_GT(reports, 0);
-    for (const Image& frame : burst) EXPECT_EQ(SuperResolution_addImage(context, frame.data()), 0);
+    for (const Image& frame : burst) {
+      EXPECT_EQ(SuperResolution_addImage(context, frame.data()), 0);
+    }
     EXPECT_TRUE(sameBits(fetch(context), expected)) << "five good frames leave no trace of failures";
 
     const int fresh = open();

@@ -20,15 +20,19 @@ namespace {
 
 /// A block in which most pixels lack the good neighbours to be repaired from.
 void spoil(Image& frame, float value) {
-  for (int y = 10; y < 16; ++y) std::fill_n(&frame[at(10, y)], 6, value);
+  for (int y = 10; y < 16; ++y) {
+    std::fill_n(&frame[at(10, y)], 6, value);
+  }
 }
 
 /// What the engine itself makes of a burst.
 Image engineImage(const std::vector<Image>& burst, float sigma = defaultSigma, int referenceIndex = 3) {
-  movra::vision::SrFloat<movra::vision::SrFloatRegistration2> engine(width, height, 5, 2.0F);
+  movra::vision::SrFloat<movra::vision::SrFloatRegistration2> engine(width, height, 5, 2.0f);
   engine.setReferenceIndex(referenceIndex);
   engine.setPsfSigma(sigma);
-  for (const Image& frame : burst) engine.addFrame(frame.data());
+  for (const Image& frame : burst) {
+    engine.addFrame(frame.data());
+  }
   Image image(static_cast<std::size_t>(engine.getOutputSize()));
   engine.computeSR(image.data());
   return image;
@@ -40,13 +44,14 @@ TEST_F(SuperResolutionCAdapterTest, LifeOfAContext) {
   EXPECT_TRUE(SuperResolution_isContextValid(context));
 
   int columns = 0, rows = 0;
-  expectOutcome(SuperResolution_queryOutputImageSize(context, &columns, &rows), -5,
-                "Not enough input images (<5)");
+  expectOutcome(SuperResolution_queryOutputImageSize(context, &columns, &rows), -5, "Not enough input images (<5)");
   EXPECT_EQ(cv::Size(columns, rows), cv::Size(2 * width, 2 * height));
-  const Image zeros(4 * width * height, 0.0F);
+  const Image zeros(4 * width * height, 0.0f);
   EXPECT_TRUE(sameBits(fetch(context, -5), zeros));
 
-  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
+  for (std::size_t i = 0; i < 4; ++i) {
+    EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
+  }
   Image untouched = zeros;
   EXPECT_EQ(SuperResolution_getSuperresolutionImage(context, untouched.data()), -5);
   EXPECT_TRUE(sameBits(untouched, zeros)) << "only the fifth frame or a query reconstructs";
@@ -54,8 +59,7 @@ TEST_F(SuperResolutionCAdapterTest, LifeOfAContext) {
 
   for (std::size_t i = 4; i < burst.size(); ++i) {
     EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
-    EXPECT_TRUE(
-        sameBits(fetch(context), engineImage({burst.begin(), burst.begin() + static_cast<int>(i) + 1})));
+    EXPECT_TRUE(sameBits(fetch(context), engineImage({burst.begin(), burst.begin() + static_cast<int>(i) + 1})));
   }
   EXPECT_EQ(SuperResolution_queryOutputImageSize(context, nullptr, nullptr), 0);
   EXPECT_EQ(SuperResolution_release(context), 0);
@@ -80,8 +84,9 @@ TEST_F(SuperResolutionCAdapterTest, TheLowestFreeHandleIsTaken) {
 
 TEST_F(SuperResolutionCAdapterTest, AFailedInitUsesNoHandleUp) {
   const int before = open();
-  for (const Size size : {Size{-1, 8}, Size{INT_MIN, INT_MIN}, Size{50000, 50000}})
+  for (const Size size : {Size{-1, 8}, Size{INT_MIN, INT_MIN}, Size{50000, 50000}}) {
     EXPECT_THROW(SuperResolution_init(size.width, size.height), std::bad_alloc) << size.width;
+  }
   EXPECT_EQ(open(), before + 1);
 }
 
@@ -94,7 +99,9 @@ TEST_F(SuperResolutionCAdapterTest, ContextsDoNotDisturbEachOther) {
   for (std::size_t i = 0; i < burst.size(); ++i) {
     EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
     EXPECT_EQ(SuperResolution_addImage(other, smallBurst[i].data()), 0);
-    if (i == 2) open({16, 16});  // the registry grows under both
+    if (i == 2) {
+      open({16, 16});  // the registry grows under both
+    }
   }
   EXPECT_EQ(fetch(other).size(), 4U * 32 * 36);
   EXPECT_EQ(SuperResolution_release(other), 0);
@@ -130,16 +137,14 @@ TEST_F(SuperResolutionCAdapterTest, InvalidHandles) {
 TEST_F(SuperResolutionCAdapterTest, MissingPointersAndSizes) {
   const int context = open();
   expectOutcome(SuperResolution_addImage(context, nullptr), -999, "ir image data pointer is NULL");
-  expectOutcome(SuperResolution_getSuperresolutionImage(context, nullptr), -999,
-                "Memcpy called on nullptr!!!!");
+  expectOutcome(SuperResolution_getSuperresolutionImage(context, nullptr), -999, "Memcpy called on nullptr!!!!");
   for (const Size size : {Size{0, 6}, Size{6, 0}}) {
     const int empty = open(size);
     float pixel = 1;
     expectOutcome(SuperResolution_addImage(empty, nullptr), -999, "Size of expected Ir images unknown");
     EXPECT_EQ(SuperResolution_queryOutputImageSize(empty, nullptr, nullptr), -5);
-    expectOutcome(SuperResolution_getSuperresolutionImage(empty, &pixel), -999,
-                  "Memcpy called on nullptr!!!!");
-    EXPECT_EQ(pixel, 1.0F);
+    expectOutcome(SuperResolution_getSuperresolutionImage(empty, &pixel), -999, "Memcpy called on nullptr!!!!");
+    EXPECT_EQ(pixel, 1.0f);
   }
 }
 
@@ -166,10 +171,13 @@ TEST_F(SuperResolutionCAdapterTest, ReferenceFrame) {
   for (int index = 0; index < 5; ++index) {
     const int context = open();
     EXPECT_EQ(SuperResolution_setReferenceFrame(context, index), 0);
-    for (const int wrong : {-1, 5})
+    for (const int wrong : {-1, 5}) {
       EXPECT_EQ(textThrownBy([&] { SuperResolution_setReferenceFrame(context, wrong); }),
                 "Invalid reference index specified.");
-    for (const Image& frame : burst) SuperResolution_addImage(context, frame.data());
+    }
+    for (const Image& frame : burst) {
+      SuperResolution_addImage(context, frame.data());
+    }
     EXPECT_TRUE(sameBits(fetch(context), engineImage(burst, defaultSigma, index))) << index;
   }
 }
@@ -179,18 +187,18 @@ TEST_F(SuperResolutionCAdapterTest, CameraTableShowsInTheImage) {
   const std::vector<Image> burst = makeFrames();
   // Camera and lens are written as far as found.
   for (const auto& [description, expectedCamera, expectedLens, isFound, sigma] :
-       {std::tuple("m01 FOV 7", "cam1", 7, true, 0.81F),
-        {"m02 FOV 7", "cam2", 7, true, 0.01F},
-        {"m03 FOV 7", "cam3", 7, true, 0.01F},
-        {"m04 FOV 7", "cam4", 7, true, 0.01F},
-        {"m05 FOV 90", "cam5", 90, true, 0.01F},
-        {"m07 FOV 22.9", "cam7", 22, true, 0.65F},
-        {"m07 FOV 23", "cam7", 23, true, 0.35F},
-        {"m07 FOV 99999999999", "cam7", INT_MAX, true, 0.35F},
-        {"m07 FOV wide", "cam7", 0, true, 0.65F},
-        {"m08 FOV 15 FOV 30", "cam8", 15, true, 0.34F},                            // the first counts
-        {"serial 4711/m04-x, lens FOV\t 7 deg, was m01", "cam1", 7, true, 0.81F},  // rows in order
-        {"FOV7m06", "cam6", 7, true, 0.625F},
+       {std::tuple("m01 FOV 7", "cam1", 7, true, 0.81f),
+        {"m02 FOV 7", "cam2", 7, true, 0.01f},
+        {"m03 FOV 7", "cam3", 7, true, 0.01f},
+        {"m04 FOV 7", "cam4", 7, true, 0.01f},
+        {"m05 FOV 90", "cam5", 90, true, 0.01f},
+        {"m07 FOV 22.9", "cam7", 22, true, 0.65f},
+        {"m07 FOV 23", "cam7", 23, true, 0.35f},
+        {"m07 FOV 99999999999", "cam7", INT_MAX, true, 0.35f},
+        {"m07 FOV wide", "cam7", 0, true, 0.65f},
+        {"m08 FOV 15 FOV 30", "cam8", 15, true, 0.34f},                            // the first counts
+        {"serial 4711/m04-x, lens FOV\t 7 deg, was m01", "cam1", 7, true, 0.81f},  // rows in order
+        {"FOV7m06", "cam6", 7, true, 0.625f},
         {"m01 fov 7", "cam1", 77, false, defaultSigma},  // no lens
         {"M01 FOV 7", none, 77, false, defaultSigma},
         {"m06 FOV", "cam6", -1, false, defaultSigma}}) {
@@ -204,7 +212,9 @@ TEST_F(SuperResolutionCAdapterTest, CameraTableShowsInTheImage) {
     const int context = open();
     EXPECT_EQ(SuperResolution_setCameraAndLensType(context, "m08 FOV 1"), 0);  // the last one counts
     EXPECT_EQ(SuperResolution_setCameraAndLensType(context, description), 0);
-    for (const Image& frame : burst) SuperResolution_addImage(context, frame.data());
+    for (const Image& frame : burst) {
+      SuperResolution_addImage(context, frame.data());
+    }
     EXPECT_TRUE(sameBits(fetch(context), engineImage(burst, sigma)));
     EXPECT_EQ(sameBits(fetch(context), engineImage(burst, defaultSigma)), sigma == defaultSigma);
   }
@@ -215,10 +225,10 @@ TEST_F(SuperResolutionCAdapterTest, CameraTableShowsInTheImage) {
 
 TEST_F(SuperResolutionCAdapterTest, FramesWithoutStructureAreReportedAndAdded) {
   const char* const text = "  image has not enough structure";
-  const Image flat(width * height, 300.0F);
+  const Image flat(width * height, 300.0f);
   Image atThreshold = flat, below = flat, flatWithFallback = flat;
-  atThreshold[at(20, 20)] = 302.0F;
-  below[at(20, 20)] = std::nextafter(302.0F, 0.0F);
+  atThreshold[at(20, 20)] = 302.0f;
+  below[at(20, 20)] = std::nextafter(302.0f, 0.0f);
   flatWithFallback[at(20, 20)] = flatWithFallback[at(21, 20)] = notANumber;  // NaN does not count as a value
 
   const int context = open();
@@ -229,9 +239,13 @@ TEST_F(SuperResolutionCAdapterTest, FramesWithoutStructureAreReportedAndAdded) {
   expectOutcome(SuperResolution_addImage(context, flatWithFallback.data()), -2, text);
 
   const int nothing = open();
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(SuperResolution_addImage(nothing, flat.data()), -4);
-  EXPECT_TRUE(sameBits(fetch(nothing), Image(4 * width * height, 0.0F))) << "nothing to register by";
-  for (const Image& frame : makeFrames()) SuperResolution_addImage(nothing, frame.data());
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_EQ(SuperResolution_addImage(nothing, flat.data()), -4);
+  }
+  EXPECT_TRUE(sameBits(fetch(nothing), Image(4 * width * height, 0.0f))) << "nothing to register by";
+  for (const Image& frame : makeFrames()) {
+    SuperResolution_addImage(nothing, frame.data());
+  }
   EXPECT_LT(errorOf(fetch(nothing)), goodError) << "good frames bring it back";
 }
 
@@ -239,13 +253,14 @@ TEST_F(SuperResolutionCAdapterTest, BadPixels) {
   std::vector<Image> burst = makeFrames();
   const int context = open();
   markLastError();
-  burst[0][at(20, 20)] = burst[0][at(21, 20)] = 6000.0F;  // neither has four good neighbours
+  burst[0][at(20, 20)] = burst[0][at(21, 20)] = 6000.0f;  // neither has four good neighbours
   burst[1][at(20, 20)] = notANumber;                      // repaired from its neighbours
   burst[2] = Image(width * height, infinity);             // has, strangely, structure
   burst[3][at(0, 0)] = -infinity;                         // a corner has two neighbours
   const int codes[] = {-2, 0, -2, -2};
-  for (std::size_t i = 0; i < 4; ++i)
+  for (std::size_t i = 0; i < 4; ++i) {
     EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), codes[i]) << i;
+  }
   EXPECT_EQ(lastError(), markedText);
   for (const float value : {notANumber, asFloat(132), asFloat(133)}) {
     Image rejected = makeFrame({0, 0});
@@ -256,7 +271,9 @@ TEST_F(SuperResolutionCAdapterTest, BadPixels) {
     EXPECT_EQ(SuperResolution_getSuperresolutionImage(context, image.data()), -5) << "not counted";
   }
   // Rejected frames are in the window, and the context goes on: five good frames push them out.
-  for (const Image& frame : makeFrames()) SuperResolution_addImage(context, frame.data());
+  for (const Image& frame : makeFrames()) {
+    SuperResolution_addImage(context, frame.data());
+  }
   EXPECT_LT(errorOf(fetch(context)), goodError);
 }
 
@@ -264,7 +281,9 @@ TEST_F(SuperResolutionCAdapterTest, FlagsSurviveAHostThatFlushesSubnormals) {
   for (const std::uint32_t flag : {129U, 130U}) {
     std::vector<Image> burst = makeFrames();
     for (Image& frame : burst)
-      for (int y = 14; y < 24; ++y) std::fill_n(&frame[at(16, y)], 10, asFloat(flag));
+      for (int y = 14; y < 24; ++y) {
+        std::fill_n(&frame[at(16, y)], 10, asFloat(flag));
+      }
     const Image expected = fetch(openAndFeed(burst));
     // In the middle of the hole no frame has a sample: the flag stays.
     EXPECT_TRUE(sameBits({expected[hrAt(21, 19)]}, {asFloat(flag)}));
@@ -277,17 +296,21 @@ TEST_F(SuperResolutionCAdapterTest, OutcomesOfTheReconstruction) {
   const std::vector<Image> burst = makeFrames(5, size);
   const auto codeOfFifth = [&](const Image& fifth) {
     const int context = open(size);
-    for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
+    for (std::size_t i = 0; i < 4; ++i) {
+      EXPECT_EQ(SuperResolution_addImage(context, burst[i].data()), 0);
+    }
     markLastError();
     return SuperResolution_addImage(context, fifth.data());
   };
   // A warmer frame lies where it should but does not match.
   Image warmer = burst[4];
-  for (float& value : warmer) value += 4.0F;
+  for (float& value : warmer) {
+    value += 4.0f;
+  }
   EXPECT_EQ(codeOfFifth(warmer), -3);
   EXPECT_EQ(lastError(), markedText);
   Image withFallback = warmer;
-  withFallback[80] = withFallback[81] = 6000.0F;
+  withFallback[80] = withFallback[81] = 6000.0f;
   EXPECT_EQ(codeOfFifth(withFallback), -3) << "before -2";
   EXPECT_EQ(codeOfFifth(makeFrame({7, 0}, size)), 0) << "beyond a tenth of the height: not told";
 }

@@ -16,7 +16,9 @@ using namespace movra::vision;
 double memory(const std::string& name) {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {
-    if (line.rfind(name + ":", 0) == 0) return std::stod(line.substr(name.size() + 1)) * 1024;
+    if (line.rfind(name + ":", 0) == 0) {
+      return std::stod(line.substr(name.size() + 1)) * 1024;
+    }
   }
   return 0;
 }
@@ -36,8 +38,8 @@ TEST(EngineMemory, PeakIsThatOfTheBuffersAndAQuarter) {
   const double pixels = width * height, paddedPixels = (2 * width + 5) * (2 * height + 5);
   // Per frame: the frame, its moved and its blurred copy, the mask, a pyramid of grey values and 16-bit gradients.
   // Once: two gradients, the image, six padded vectors of the solver.
-  const double buffers = frames * pixels * (3 * sizeof(float) + 1 + 5 * 4 / 3.0) +
-                         (2 + 4) * pixels * sizeof(float) + 6 * paddedPixels * sizeof(float);
+  const double buffers = frames * pixels * (3 * sizeof(float) + 1 + 5 * 4 / 3.0) + (2 + 4) * pixels * sizeof(float) +
+                         6 * paddedPixels * sizeof(float);
 
   movra::test::BurstRecipe recipe;
   recipe.width = width;
@@ -48,10 +50,14 @@ TEST(EngineMemory, PeakIsThatOfTheBuffersAndAQuarter) {
   const movra::test::SilentConsole unread;
   cv::setNumThreads(1);
   const double before = memory("VmRSS");
-  if (before == 0 || !forgetPeak()) GTEST_SKIP() << "this system does not tell its peak memory";
+  if (before == 0 || !forgetPeak()) {
+    GTEST_SKIP() << "this system does not tell its peak memory";
+  }
 
   SrFloat<SrFloatRegistration2> engine(width, height, frames, 2.0f);
-  for (const Image& frame : burst.frames) engine.addFrame(frame.data());
+  for (const Image& frame : burst.frames) {
+    engine.addFrame(frame.data());
+  }
   ASSERT_GT(engine.computeSR(out.data()), 0);
   const double peak = memory("VmHWM") - before;
   RecordProperty("bytesPerPixel", static_cast<int>(peak / pixels));

@@ -42,7 +42,9 @@ TEST(SrFloatNeonConvolution, EqualsTheProductionOperatorsForEveryFactor) {
     SparseArrays c{46, 14, 6, 6, factor}, weighted = c;
     Image mask = randomImage(static_cast<int>(c.image.size()), 0, 1, 5);
     // A fraction weights its sample before anything else happens to it.
-    for (std::size_t i = 0; i < mask.size(); ++i) weighted.image[i] *= mask[i];
+    for (std::size_t i = 0; i < mask.size(); ++i) {
+      weighted.image[i] *= mask[i];
+    }
     SrFloatNeonConvolution vectors(46, 14, 6, 6, factor);
     SrFloatConvolution production(46, 14, 6, 6, factor);
     EXPECT_EQ(c.transposed(vectors, mask), weighted.transposed(production)) << c.name();
@@ -84,15 +86,21 @@ TEST(SrFloatNeon, FlaggedPixelsPassUnrepaired) {
 TEST(SrFloatNeon, FullMasksGiveTheLargestSrFactorAndGetMasksCopiesTheirFirstQuarter) {
   const SyntheticBurst burst = makeBurst({48, 40, std::vector<Shift>(5)});
   Engine engine(burst.width, burst.height, 5, 2.0f);
-  for (const Image& frame : burst.frames) engine.addFrame(frame.data());
+  for (const Image& frame : burst.frames) {
+    engine.addFrame(frame.data());
+  }
   EXPECT_EQ(reconstruct(engine).srFactor, 2.0f);
 
   std::vector<cv::Mat_<float>> masks;
-  for (int i = 0; i < 5; ++i) masks.emplace_back(burst.height, burst.width, 7.0f);
+  for (int i = 0; i < 5; ++i) {
+    masks.emplace_back(burst.height, burst.width, 7.0f);
+  }
   masks.emplace_back(3, 3, 7.0f);
   engine.getMasks(masks);
   ASSERT_EQ(masks.size(), 5u);
   Image expected(burst.frames[0].size(), 7.0f);
   std::fill_n(expected.begin(), expected.size() / 4, 1.0f);
-  for (const cv::Mat_<float>& mask : masks) EXPECT_EQ(Image(mask.begin(), mask.end()), expected);
+  for (const cv::Mat_<float>& mask : masks) {
+    EXPECT_EQ(Image(mask.begin(), mask.end()), expected);
+  }
 }

@@ -12,8 +12,8 @@
 #include "tests/support/Checks.h"
 #include "tests/support/SilentConsole.h"
 #include "tests/support/SyntheticBurst.h"
-#include "vision/superresolution/detail/engine/BurstJudgement.h"
 #include "vision/superresolution/detail/badpixels/ValueKey.h"
+#include "vision/superresolution/detail/engine/BurstJudgement.h"
 
 namespace movra::vision {
 namespace {
@@ -45,7 +45,9 @@ std::vector<Image> framesOf(const std::vector<Shift>& shifts) {
 std::unique_ptr<Engine> engineWith(const std::vector<Image>& frames, int window = 5, int reference = 3) {
   auto engine = std::make_unique<Engine>(width, height, window, 2.0f);
   engine->setReferenceIndex(reference);
-  for (const Image& frame : frames) EXPECT_EQ(engine->addFrame(frame.data()), 0);
+  for (const Image& frame : frames) {
+    EXPECT_EQ(engine->addFrame(frame.data()), 0);
+  }
   return engine;
 }
 
@@ -86,8 +88,9 @@ TEST_F(SrFloatTest, SettersRejectWithTheirTextAndKeepTheValue) {
 
 TEST_F(SrFloatTest, SizesMustFit) {
   for (const auto& [w, h, n, f] : {std::tuple(-1, 4, 5, 2.0f), std::tuple(4, 4, -1, 2.0f),
-                                   std::tuple(65536, 65536, 5, 2.0f), std::tuple(4, 4, 5, infinity)})
+                                   std::tuple(65536, 65536, 5, 2.0f), std::tuple(4, 4, 5, infinity)}) {
     EXPECT_THROW(Engine(w, h, n, f), std::bad_array_new_length) << w << " x " << h << ", " << n << ", " << f;
+  }
   EXPECT_EQ(textThrownBy([] { Engine(4, 4, 0, 2); }), "Invalid reference index specified.");
 }
 
@@ -123,7 +126,9 @@ TEST_F(SrFloatTest, TheWindowHoldsTheNewestFramesOldestFirst) {
 
   rolled->clearFrames();
   EXPECT_TRUE(reconstruct(*rolled).shifts.empty());
-  for (int i = 0; i < 2; ++i) rolled->addFrame(frames[i].data());
+  for (int i = 0; i < 2; ++i) {
+    rolled->addFrame(frames[i].data());
+  }
   expectSame(reconstruct(*rolled), pair);
 }
 
@@ -158,7 +163,9 @@ TEST_F(SrFloatTest, OtherFactorsCountCoverageAsTheFirstEngineDid) {
   const Image still = framesOf({{0, 0}})[0];
   for (const float factor : {3.0f, 1.0f, 2.5f}) {
     Engine engine(width, height, 6, factor);
-    for (int i = 0; i < 6; ++i) engine.addFrame(still.data());
+    for (int i = 0; i < 6; ++i) {
+      engine.addFrame(still.data());
+    }
     cv::Mat_<float> out;
     EXPECT_EQ(engine.computeSR(out), 2) << factor;
     EXPECT_EQ(out.size(), cv::Size(static_cast<int>(width * factor), static_cast<int>(height * factor)));
@@ -179,7 +186,9 @@ TEST_F(SrFloatTest, BeatsBicubicEnlargementAndReportsSixLines) {
   std::string text;
   for (std::string line; std::getline(lines, line); text += line + '\n') {
     const auto first = line.find_first_of("0123456789"), last = line.find_last_of("0123456789");
-    if (first != std::string::npos) line.replace(first, last + 1 - first, "T");
+    if (first != std::string::npos) {
+      line.replace(first, last + 1 - first, "T");
+    }
   }
   EXPECT_EQ(text,
             "++++++++++ SrFloat ++++++++++\n"
@@ -198,7 +207,9 @@ TEST_F(SrFloatTest, ARejectedFrameStaysInStepInAllStores) {
     broken[(8 + 4 * k) * width + 10] = broken[(8 + 4 * k) * width + 11] = notANumber;
   EXPECT_EQ(textThrownBy([&] { engine->addFrame(broken.data()); }),
             "exception: Too many defect pixels. No processing possible.");
-  for (const std::size_t i : {2u, 3u}) engine->addFrame(frames[i].data());
+  for (const std::size_t i : {2u, 3u}) {
+    engine->addFrame(frames[i].data());
+  }
   engine->setReferenceIndex(0);
   const Result result = reconstruct(*engine);
   ASSERT_EQ(result.shifts.size(), 4u);

@@ -35,11 +35,17 @@ TEST(Fftpack, BatchesAndSingleTransformsGiveTheSameBitsOnEveryInstructionSet) {
       std::vector<float> singles(values.size());
       for (std::size_t lane = 0; lane < lanes; ++lane) {
         std::vector<float> sequence(floats);
-        for (std::size_t v = 0; v < floats; ++v) sequence[v] = values[v * lanes + lane];
+        for (std::size_t v = 0; v < floats; ++v) {
+          sequence[v] = values[v * lanes + lane];
+        }
         single(n, sequence.data(), wsave, tables.ifac);
-        for (std::size_t v = 0; v < floats; ++v) singles[v * lanes + lane] = sequence[v];
+        for (std::size_t v = 0; v < floats; ++v) {
+          singles[v * lanes + lane] = sequence[v];
+        }
       }
-      if (expected.empty()) expected = singles;
+      if (expected.empty()) {
+        expected = singles;
+      }
       EXPECT_TRUE(sameBits(singles, expected));
 
       std::vector<float> data = values, scratch(data.size());
@@ -60,6 +66,7 @@ TEST(Fftpack, BatchesAndSingleTransformsGiveTheSameBitsOnEveryInstructionSet) {
 TEST(Fftpack, RefusesLengthsThatItCannotHold) {
   float wsave[1] = {};
   int ifac[15];
-  for (const int n : {0, -4, 3188646 /* 2 * 3^13: more factors than there is room for */})
+  for (const int n : {0, -4, 3188646 /* 2 * 3^13: more factors than there is room for */}) {
     EXPECT_THROW(fftpack::rffti(n, wsave, ifac), movra::Exception) << n;
+  }
 }

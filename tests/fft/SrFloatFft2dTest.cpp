@@ -15,8 +15,7 @@ using namespace movra::vision;
 namespace {
 
 struct HalfSpectrum {
-  HalfSpectrum(int width, int height)
-      : floats(2 * static_cast<std::size_t>((width / 2 + 1) * height), 7.0f) {}
+  HalfSpectrum(int width, int height) : floats(2 * static_cast<std::size_t>((width / 2 + 1) * height), 7.0f) {}
   float (*bins())[2] { return reinterpret_cast<float(*)[2]>(floats.data()); }
   std::vector<float> floats;
 };
@@ -60,8 +59,9 @@ cv::Mat convolved(const cv::Mat& image, const std::vector<float>& half, int type
 TEST(SrFloatFft2d, TransformsImagesOfEverySizeForwardAndBackward) {
   // Whole and partial batches of rows and columns, and every kind of length in both directions.
   std::vector<cv::Size> sizes{{33, 16}, {34, 17}, {35, 31}, {66, 32}, {68, 33}, {7, 100}};
-  for (const int n : movra::test::transformLengths())
+  for (const int n : movra::test::transformLengths()) {
     sizes.insert(sizes.end(), {{n, 1}, {n, 3}, {3, n}, {1, n}});
+  }
   for (const cv::Size size : sizes) {
     SCOPED_TRACE(size);
     SrFloatFft2d fft(size.width, size.height);
@@ -106,16 +106,16 @@ TEST(SrFloatFft2d, FilterAndRepairAgreeWithDirectConvolution) {
       EXPECT_NEAR(kernel[i] / kernel[0], cell(i) / cell(0), 3e-3);
     }
     EXPECT_NEAR(mass, 1.0f, 1e-6f);
-    for (std::size_t k = 1; k < filter.floats.size(); k += 2)
+    for (std::size_t k = 1; k < filter.floats.size(); k += 2) {
       EXPECT_NEAR(filter.floats[k] * static_cast<float>(width * height), 0.0f, 1e-6f);
+    }
 
     const cv::Mat_<float> image = randomImage(width, height);
     const cv::Mat_<float> wrapped = filtered(fft, image, filter);
     cv::Mat_<float> repaired = wrapped.clone();
     fft.repairGaussBlur(image[0], repaired[0], radius, kernel.data());
     const cv::Mat ones = cv::Mat::ones(height, width, CV_32F);
-    const cv::Mat inside =
-        convolved(image, kernel, cv::BORDER_CONSTANT) / convolved(ones, kernel, cv::BORDER_CONSTANT);
+    const cv::Mat inside = convolved(image, kernel, cv::BORDER_CONSTANT) / convolved(ones, kernel, cv::BORDER_CONSTANT);
     EXPECT_LT(cv::norm(inDouble(wrapped), convolved(image, kernel, cv::BORDER_WRAP), cv::NORM_INF), 1e-3);
     EXPECT_LT(cv::norm(inDouble(repaired), inside, cv::NORM_INF), 1e-3);
     const cv::Rect whole(radius, radius, width - 2 * radius, height - 2 * radius);
@@ -129,8 +129,9 @@ TEST(SrFloatFft2d, RefusesWhatDoesNotFit) {
   HalfSpectrum filter(20, 10);
   std::vector<float> kernel(12, 0.5f);
   cv::Mat_<float> image = randomImage(20, 10), blurred = image.clone();
-  for (const int radius : {-1, 5})
+  for (const int radius : {-1, 5}) {
     EXPECT_THROW(fft.gaussFft(radius, 1.0f, filter.bins(), kernel.data()), movra::Exception) << radius;
+  }
   EXPECT_THROW(fft.repairGaussBlur(image[0], blurred[0], 5, kernel.data()), movra::Exception);
   EXPECT_EQ(cv::norm(image, blurred, cv::NORM_INF), 0.0);
 }

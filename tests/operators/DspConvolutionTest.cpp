@@ -34,9 +34,7 @@ struct Case {
   DSP_Convolution<T> operators{static_cast<T>(hrWidth), static_cast<T>(hrHeight), static_cast<T>(psfWidth),
                                static_cast<T>(psfHeight), factor};
 
-  static std::size_t at(int row, int column, int width) {
-    return static_cast<std::size_t>(row * width + column);
-  }
+  static std::size_t at(int row, int column, int width) { return static_cast<std::size_t>(row * width + column); }
   static constexpr T unwritten = 77;
 
   /// Numbers from the whole range of T, every third one an extreme.
@@ -45,7 +43,9 @@ struct Case {
     const T special[] = {Limits::min(), Limits::max(), 0, 1, -1, Limits::min() + 1};
     std::uniform_int_distribution<int> any(Limits::min(), Limits::max());
     std::vector<T> values(static_cast<std::size_t>(count));
-    for (T& v : values) v = random() % 3 ? static_cast<T>(any(random)) : special[random() % 6];
+    for (T& v : values) {
+      v = random() % 3 ? static_cast<T>(any(random)) : special[random() % 6];
+    }
     return values;
   }
   std::vector<T> imaged(T scale) {
@@ -62,19 +62,22 @@ struct Case {
   std::vector<T> imagedDirectly(T scale) const {
     const int stride = static_cast<int>(factor);
     std::vector<T> columns(at(paddedHeight, 0, lw)), out(image.size());
-    const auto sum = [scale](const std::vector<T>& in, std::size_t first, std::size_t step,
-                             const std::vector<T>& psf, int taps) {
+    const auto sum = [scale](const std::vector<T>& in, std::size_t first, std::size_t step, const std::vector<T>& psf,
+                             int taps) {
       std::int64_t terms = 0;
-      for (std::size_t k = 0; k < static_cast<std::size_t>(taps); ++k)
+      for (std::size_t k = 0; k < static_cast<std::size_t>(taps); ++k) {
         terms += wrapInt(std::int64_t{in[first + k * step]} * psf[k]) / scale;
+      }
       return static_cast<T>(terms);
     };
     for (int y = 0; y < paddedHeight; ++y)
-      for (int x = 0; x < lw; ++x)
+      for (int x = 0; x < lw; ++x) {
         columns[at(y, x, lw)] = sum(hr, at(y, stride * x, paddedWidth), 1, psfX, psfWidth);
+      }
     for (int r = 0; r < lh; ++r)
-      for (int x = 0; x < lw; ++x)
+      for (int x = 0; x < lw; ++x) {
         out[at(r, x, lw)] = sum(columns, at(stride * r, x, lw), at(1, 0, lw), psfY, psfHeight);
+      }
     return out;
   }
   std::vector<T> transposedDirectly() const {
@@ -86,8 +89,8 @@ struct Case {
           for (int c = std::max(x / 2 - 2, 0); c <= std::min(x / 2, lw - 1); ++c) {
             const auto weight = static_cast<signed char>(mask[at(r, c, lw)]);
             const auto sample = static_cast<T>(weight * std::int64_t{image[at(r, c, lw)]});
-            const auto tap = static_cast<T>(
-                wrapInt(std::int64_t{psfY[at(0, y - 2 * r, 0)]} * psfX[at(0, x - 2 * c, 0)]) / 32768);
+            const auto tap =
+                static_cast<T>(wrapInt(std::int64_t{psfY[at(0, y - 2 * r, 0)]} * psfX[at(0, x - 2 * c, 0)]) / 32768);
             sum += static_cast<T>(std::int64_t{sample} * tap);
           }
         out[at(y, x, outWidth)] = static_cast<T>(static_cast<T>(sum) >> 15);
@@ -111,9 +114,9 @@ TYPED_TEST(DspConvolution, ImagingWrapsLikeTheDefinition) {
       for (const int hrHeight : {1, 13})
         for (const int psfHeight : {1, 6}) {
           Case<T> c{hrWidth, hrHeight, 6, psfHeight, factor};
-          for (const T scale : {T{1}, T{-1}, T{3}, T{-7}, T{32767}, Limits::min(), Limits::max()})
-            EXPECT_EQ(c.imaged(scale), c.imagedDirectly(scale))
-                << hrWidth << 'x' << hrHeight << " scale " << scale;
+          for (const T scale : {T{1}, T{-1}, T{3}, T{-7}, T{32767}, Limits::min(), Limits::max()}) {
+            EXPECT_EQ(c.imaged(scale), c.imagedDirectly(scale)) << hrWidth << 'x' << hrHeight << " scale " << scale;
+          }
         }
 }
 
@@ -139,7 +142,9 @@ TYPED_TEST(DspConvolution, TransposeWrapsLikeTheDefinitionAndLeavesTheLastRowAnd
   for (const int hrWidth : {0, 1, 2, 7, 24, 640})  // the last ones need runs of more than 32767 elements
     for (const int hrHeight : {0, 2, 9, 480}) {
       Case<T> c{hrWidth, hrHeight, 6, 6, 2.0f};
-      for (std::size_t i = 0; i < c.mask.size(); ++i) c.mask[i] = weights[i % 7];
+      for (std::size_t i = 0; i < c.mask.size(); ++i) {
+        c.mask[i] = weights[i % 7];
+      }
       EXPECT_TRUE(c.transposed() == c.transposedDirectly()) << hrWidth << 'x' << hrHeight;
     }
 }

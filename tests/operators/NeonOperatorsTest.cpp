@@ -56,8 +56,7 @@ struct Case {
     return out;
   }
   PlainOperators plain() const {
-    return {
-        SparseGrid(2 * width, 2 * height, 2.0f), paddedWidth, paddedHeight, 6, 6, psfX.data(), psfY.data()};
+    return {SparseGrid(2 * width, 2 * height, 2.0f), paddedWidth, paddedHeight, 6, 6, psfX.data(), psfY.data()};
   }
   Floats plainlyTransposed() const {
     Floats out = output(paddedSize), columns = output(paddedHeight * width);
@@ -77,7 +76,9 @@ TEST(NeonOperators, EqualThePlainLoopsAtEveryWidthAndStayInsideTheArrays) {
   for (int width = 1; width <= 40; ++width) {
     for (const int height : {1, 2, 3, 4, 9}) {
       Case c{width, height};
-      if (width % 2 == 0) std::swap(c.psfX, c.psfY);
+      if (width % 2 == 0) {
+        std::swap(c.psfX, c.psfY);
+      }
       for (int call = 0; call < 2; ++call) {  // nothing of a call is left in the next
         ASSERT_TRUE(sameBits(c.transposed(), c.plainlyTransposed())) << width << 'x' << height;
         ASSERT_TRUE(sameBits(c.imaged(), c.plainlyImaged())) << width << 'x' << height;
@@ -88,8 +89,9 @@ TEST(NeonOperators, EqualThePlainLoopsAtEveryWidthAndStayInsideTheArrays) {
 
 TEST(NeonOperators, ProductsAreRoundedBeforeTheyAreAdded) {
 #if defined(__x86_64__)
-  if (!__builtin_cpu_supports("fma"))
+  if (!__builtin_cpu_supports("fma")) {
     GTEST_SKIP() << "the other form needs a processor with fused operations";
+  }
 #endif
   // Of (1 + e)^2 = 1 + 2e + e^2 a float keeps 1 + 2e, of (3 + e)^2 it keeps 9 + 6e.
   const float e = 0x1p-12f;

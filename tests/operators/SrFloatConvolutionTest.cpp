@@ -26,8 +26,13 @@ TEST(SrFloatConvolution, OperatorsEqualThePlainLoopsAtEverySizeAndInstructionSet
         SuperResolutionConvolution plainLoops(2 * width, 2 * height, 6, 6, 2.0f);
         c.psfX = kernels[static_cast<std::size_t>(width) % 4];
         c.psfY = kernels[static_cast<std::size_t>(width / 4 + height) % 4];
-        for (std::size_t i = 0; i < c.mask.size(); ++i) c.mask[i] = weights[i % 7];
-        if (width % 5 == 0) c.hr.assign(c.hr.size(), -0.0f);  // from which zeros come out positive
+        for (std::size_t i = 0; i < c.mask.size(); ++i) {
+          c.mask[i] = weights[i % 7];
+        }
+        if (width % 5 == 0) {
+          // from which zeros come out positive
+          c.hr.assign(c.hr.size(), -0.0f);
+        }
         ASSERT_TRUE(sameBits(c.transposed(operators), c.transposed(plainLoops))) << c.name();
         ASSERT_TRUE(sameBits(c.imaged(operators), c.imaged(plainLoops))) << c.name();
         // Nothing of the call before is left in the scratch memory.

@@ -57,9 +57,7 @@ void PlainTv::freezeAt(const float* x, float coefficient, float epsilon) {
   const float invEpsilon = 1.0f / epsilon;
   const auto clamp = [=](float d) { return epsilon < d ? (invEpsilon <= d ? invEpsilon : d) : epsilon; };
   const auto axis = [=](float a, float b) { return coefficient / clamp(std::abs(a - b)); };
-  const auto diagonal = [=](float a, float b) {
-    return coefficient / clamp(std::abs(a - b) * 0.70710677f) * 0.5f;
-  };
+  const auto diagonal = [=](float a, float b) { return coefficient / clamp(std::abs(a - b) * 0.70710677f) * 0.5f; };
   const std::size_t w = static_cast<std::size_t>(width), count = size();
   for (std::size_t i = 0; i + 1 < count; ++i) {
     right[i] = axis(x[i + 1], x[i]);
@@ -85,18 +83,15 @@ void PlainTv::freezeAt(const float* x, float coefficient, float epsilon) {
 void PlainTv::apply(const float* x, float* out) const {
   const std::ptrdiff_t w = width, count = static_cast<std::ptrdiff_t>(size());
   const auto atTheEnds = [&](std::ptrdiff_t i) {
-    out[i] = sumOverNeighbours(i, centre[static_cast<std::size_t>(i)] * x[i],
-                               [=](std::ptrdiff_t j) { return x[j]; });
+    out[i] = sumOverNeighbours(i, centre[static_cast<std::size_t>(i)] * x[i], [=](std::ptrdiff_t j) { return x[j]; });
   };
   for (std::ptrdiff_t i = 0; i <= w; ++i) {
     atTheEnds(i);
   }
-  const float *c = centre.data(), *r = right.data(), *d = down.data(), *dl = downLeft.data(),
-              *dr = downRight.data();
+  const float *c = centre.data(), *r = right.data(), *d = down.data(), *dl = downLeft.data(), *dr = downRight.data();
   for (std::ptrdiff_t i = w + 1; i < count - w - 1; ++i) {
     out[i] = c[i] * x[i] + r[i - 1] * x[i - 1] + r[i] * x[i + 1] + d[i - w] * x[i - w] + d[i] * x[i + w] +
-             dr[i - w - 1] * x[i - w - 1] + dr[i] * x[i + w + 1] + dl[i - w + 1] * x[i - w + 1] +
-             dl[i] * x[i + w - 1];
+             dr[i - w - 1] * x[i - w - 1] + dr[i] * x[i + w + 1] + dl[i - w + 1] * x[i - w + 1] + dl[i] * x[i + w - 1];
   }
   for (std::ptrdiff_t i = count - w - 1; i < count; ++i) {
     atTheEnds(i);
@@ -138,17 +133,14 @@ PlainMinimization::PlainMinimization(int width_, int height_, int frameCount)
       direction(tv.size()),
       directionImage(tv.size()) {}
 
-int PlainMinimization::minimize(int frameCount, int refIndex, float** frames, Shift* shifts, char** masks,
-                                   float* out) {
+int PlainMinimization::minimize(int frameCount, int refIndex, float** frames, Shift* shifts, char** masks, float* out) {
   const std::size_t size = lowResBuffer.size();
   const float* reference = frames[refIndex];
   const double mean =
       sum<double>(size, [=](std::size_t i) { return double{reference[i]}; }) / static_cast<double>(size);
-  const double variance = sum<double>(size,
-                                      [=](std::size_t i) {
-                                        return (double{reference[i]} - mean) * (double{reference[i]} - mean);
-                                      }) /
-                          static_cast<double>(size);
+  const double variance =
+      sum<double>(size, [=](std::size_t i) { return (double{reference[i]} - mean) * (double{reference[i]} - mean); }) /
+      static_cast<double>(size);
   const float m = static_cast<float>(mean);
   const float s = std::sqrt(static_cast<float>(variance));
   const std::vector<float> psf = basePsf(psfSigma);
@@ -177,8 +169,7 @@ int PlainMinimization::minimize(int frameCount, int refIndex, float** frames, Sh
   constexpr int margin = (taps - 1) / 2;
   for (int y = 0; y < factor * height; ++y) {
     for (int x = 0; x < factor * width; ++x) {
-      out[y * factor * width + x] =
-          s * estimate[static_cast<std::size_t>((y + margin) * tv.width + x + margin)] + m;
+      out[y * factor * width + x] = s * estimate[static_cast<std::size_t>((y + margin) * tv.width + x + margin)] + m;
     }
   }
   return total;

@@ -17,8 +17,8 @@ constexpr int lanes = 16;
 bool isValid(float value) {
   std::uint32_t bits;
   std::memcpy(&bits, &value, sizeof bits);
-  return bits != 129 && bits != 130 && bits != 132 && bits != 133 && std::isfinite(value) &&
-         value >= -274.0f && value <= 5000.0f;
+  return bits != 129 && bits != 130 && bits != 132 && bits != 133 && std::isfinite(value) && value >= -274.0f &&
+         value <= 5000.0f;
 }
 
 int roundHalfUp(float value) {
@@ -94,16 +94,12 @@ Shift PlainFineStep::step(const float* reference, const float* frame, cv::Point_
     }
   }
   const auto inside = [&](float whole, const Image& first, const Image& second) {
-    return static_cast<double>(whole) -
-           sumOver({rows, columns}, [&](std::size_t i) { return first[i] * second[i]; });
+    return static_cast<double>(whole) - sumOver({rows, columns}, [&](std::size_t i) { return first[i] * second[i]; });
   };
-  const double a = inside(sumXX, gradX, gradX), b = inside(sumXY, gradX, gradY),
-               c = inside(sumYY, gradY, gradY);
+  const double a = inside(sumXX, gradX, gradX), b = inside(sumXY, gradX, gradY), c = inside(sumYY, gradY, gradY);
 
   const std::ptrdiff_t partner = static_cast<std::ptrdiff_t>(sy) * width + sx;
-  const auto difference = [&](std::size_t i) {
-    return frame[static_cast<std::ptrdiff_t>(i) + partner] - reference[i];
-  };
+  const auto difference = [&](std::size_t i) { return frame[static_cast<std::ptrdiff_t>(i) + partner] - reference[i]; };
   const double e1 = sumOver({overlap}, [&](std::size_t i) { return gradX[i] * difference(i); });
   const double e2 = sumOver({overlap}, [&](std::size_t i) { return gradY[i] * difference(i); });
   const double det = a * c - b * b;
@@ -139,14 +135,22 @@ int PlainRegistration::addFrame(const float* data) {
   newest.assign(data, data + width * height);
   float smallest = 5000.0f, largest = -274.0f;
   for (const float value : newest) {
-    if (!isValid(value)) continue;
-    if (value > largest) largest = value;
-    if (value < smallest) smallest = value;
+    if (!isValid(value)) {
+      continue;
+    }
+    if (value > largest) {
+      largest = value;
+    }
+    if (value < smallest) {
+      smallest = value;
+    }
   }
   cv::Mat_<unsigned char> defectMap(height, width, static_cast<unsigned char>(0));
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
-      if (!isValid(newest[static_cast<std::size_t>(y * width + x)])) defectMap(y, x) = 3;
+      if (!isValid(newest[static_cast<std::size_t>(y * width + x)])) {
+        defectMap(y, x) = 3;
+      }
     }
   }
   prepareFrame(newest.data());
@@ -162,8 +166,7 @@ void PlainRegistration::prepareFrame(float* frame) {
     std::rotate(pyramids.begin(), pyramids.begin() + 1, pyramids.end());
   }
   cv::Mat_<float>& image = blurred.back();
-  cv::GaussianBlur(cv::Mat_<float>(height, width, frame), image, {11, 11}, std::sqrt(3.0f), 0,
-                   cv::BORDER_REFLECT_101);
+  cv::GaussianBlur(cv::Mat_<float>(height, width, frame), image, {11, 11}, std::sqrt(3.0f), 0, cv::BORDER_REFLECT_101);
   double minimum = 0, maximum = 0;
   cv::minMaxIdx(image, &minimum, &maximum);
   const auto low = static_cast<float>(minimum), high = static_cast<float>(maximum);
@@ -182,12 +185,12 @@ void PlainRegistration::prepareFrame(float* frame) {
   }
   cv::Mat grey;
   scaled.convertTo(grey, CV_8U);
-  cv::buildOpticalFlowPyramid(grey, pyramids.back(), {21, 21}, 3, true, cv::BORDER_REFLECT_101,
-                              cv::BORDER_CONSTANT, true);
+  cv::buildOpticalFlowPyramid(grey, pyramids.back(), {21, 21}, 3, true, cv::BORDER_REFLECT_101, cv::BORDER_CONSTANT,
+                              true);
 }
 
-int PlainRegistration::doRegistration(int frameCount, int refIndex, float** frames, Shift* shifts,
-                                         char** masks, float** shiftedFrames) {
+int PlainRegistration::doRegistration(int frameCount, int refIndex, float** frames, Shift* shifts, char** masks,
+                                      float** shiftedFrames) {
   const auto ref = static_cast<std::size_t>(refIndex);
   const int size = width * height;
   fine.setReference(blurred[ref].ptr<float>());
@@ -198,8 +201,12 @@ int PlainRegistration::doRegistration(int frameCount, int refIndex, float** fram
   for (std::size_t i = 0; i < static_cast<std::size_t>(frameCount); ++i) {
     cv::Point_<int> coarse;
     shifts[i] = {0, 0};
-    if (i == ref) continue;
-    if (!track(ref, i, coarse)) return -9;
+    if (i == ref) {
+      continue;
+    }
+    if (!track(ref, i, coarse)) {
+      return -9;
+    }
     shifts[i] = fine.step(blurred[ref].ptr<float>(), blurred[i].ptr<float>(), coarse, masks[i]);
   }
   for (int i = 0; i < frameCount; ++i) {
@@ -226,7 +233,9 @@ bool PlainRegistration::track(std::size_t ref, std::size_t frame, cv::Point_<int
       dy.push_back(next[i].y - corners[i].y);
     }
   }
-  if (dx.empty()) return false;
+  if (dx.empty()) {
+    return false;
+  }
   const float medX = upperMedian(dx), medY = upperMedian(dy);
   float sumX = 0, sumY = 0, count = 0;
   for (std::size_t i = 0; i < dx.size(); ++i) {

@@ -58,8 +58,7 @@ class PlainRegistration {
   void prepareFrame(float* frame);
 
   /// Arguments and result of CornerRegistration::doRegistration.
-  int doRegistration(int frameCount, int refIndex, float** frames, Shift* shifts, char** masks,
-                     float** shiftedFrames);
+  int doRegistration(int frameCount, int refIndex, float** frames, Shift* shifts, char** masks, float** shiftedFrames);
 
  private:
   bool track(std::size_t ref, std::size_t frame, cv::Point_<int>& coarse) const;

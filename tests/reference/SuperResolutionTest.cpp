@@ -19,7 +19,9 @@ using namespace movra::test;
 
 template <class Engine>
 float compute(Engine& engine, const std::vector<Image>& frames, Image& out) {
-  for (const Image& frame : frames) engine.addFrame(frame.data());
+  for (const Image& frame : frames) {
+    engine.addFrame(frame.data());
+  }
   out.resize(static_cast<std::size_t>(engine.getOutputSize()));
   float none = 0;
   return engine.computeSR(out.empty() ? &none : out.data());
@@ -30,8 +32,9 @@ Image repeated(const Image& image, int width, int factor) {
   const int height = static_cast<int>(image.size()) / width;
   Image result;
   for (int y = 0; y < factor * height; ++y)
-    for (int x = 0; x < factor * width; ++x)
+    for (int x = 0; x < factor * width; ++x) {
       result.push_back(image[static_cast<std::size_t>(y / factor * width + x / factor)]);
+    }
   return result;
 }
 
@@ -55,13 +58,16 @@ TEST(SuperResolutionTest, ReconstructsAtFactorThree) {
   constexpr int width = 64, height = 48, factor = 3;
   cv::Mat_<float> scene(factor * height, factor * width), seen;
   for (int y = 0; y < scene.rows; ++y)
-    for (int x = 0; x < scene.cols; ++x) scene(y, x) = static_cast<float>(sceneTemperature(x / 1.5, y / 1.5));
+    for (int x = 0; x < scene.cols; ++x) {
+      scene(y, x) = static_cast<float>(sceneTemperature(x / 1.5, y / 1.5));
+    }
   cv::GaussianBlur(scene, seen, {7, 7}, 1.0);
   std::vector<Image> frames(9);
   for (int k = 0; k < 9; ++k)
     for (int y = 0; y < height; ++y)
-      for (int x = 0; x < width; ++x)
+      for (int x = 0; x < width; ++x) {
         frames[static_cast<std::size_t>(k)].push_back(seen(factor * y + k / 3, factor * x + k % 3));
+      }
 
   SuperResolution engine(width, height, 9, factor);
   engine.setReferenceIndex(4);  // the middle of each pixel
@@ -88,7 +94,9 @@ TEST(SuperResolutionTest, AnyFactorIsSafe) {
     Image out;
     EXPECT_GT(compute(engine, frames, out), 0.75f);
     engine.simpleCombine();
-    if (!out.empty()) engine.saveFrame(out.data());
+    if (!out.empty()) {
+      engine.saveFrame(out.data());
+    }
     EXPECT_TRUE(std::all_of(out.begin(), out.end(), [](float value) { return std::isfinite(value); }));
   }
 }
@@ -100,16 +108,19 @@ TEST(SuperResolutionTest, MinimisationEqualsTheProductionEnginesBitForBit) {
   SuperResolutionMinimization reference(40, 32, 5, 2);
   SrFloatMinimization production(40, 32, 5, 2);
   std::vector<PointF> shifts;
-  for (const Shift shift : burst.shifts) shifts.push_back({shift.x, shift.y});
+  for (const Shift shift : burst.shifts) {
+    shifts.push_back({shift.x, shift.y});
+  }
   const auto minimize = [&](int count, int refIndex) {
-    return reference.minimize(count, refIndex, burst.framePointers().data(), shifts.data(),
-                              burst.maskPointers().data(), image.data());
+    return reference.minimize(count, refIndex, burst.framePointers().data(), shifts.data(), burst.maskPointers().data(),
+                              image.data());
   };
   EXPECT_EQ(minimize(5, 1), production.minimize(5, 1, copy.framePointers().data(), copy.shifts.data(),
                                                 copy.maskPointers().data(), expected.data()));
   EXPECT_TRUE(sameBits(image, expected));
-  for (const auto& [count, refIndex] : {std::pair(0, 0), std::pair(6, 0), std::pair(5, 5)})
+  for (const auto& [count, refIndex] : {std::pair(0, 0), std::pair(6, 0), std::pair(5, 5)}) {
     EXPECT_EQ(minimize(count, refIndex), SuperResolutionMinimization::noFrames);
+  }
   burst.frames[1][7] = notANumber;
   EXPECT_EQ(minimize(5, 1), SuperResolutionMinimization::noContrast);
 }
@@ -137,7 +148,7 @@ TEST(SuperResolutionTest, FailuresAndWarnings) {
   SuperResolution far(48, 40, 2, 2);
   EXPECT_EQ(compute(far, makeBurst({48, 40, {{0, 0}, {4.4f, 0}}}).frames, out), -6.0f);  // beyond 40 / 10
   EXPECT_NEAR(out[40 * 96 + 48], 300, 15);                                               // there is an image
-  EXPECT_EQ(compute(far, {constant}, out), -998.0f);  // no shift can be measured
+  EXPECT_EQ(compute(far, {constant}, out), -998.0f);                                     // no shift can be measured
 }
 
 TEST(SuperResolutionTest, WindowKeepsFramesSpectraAndDefectsInStep) {
@@ -170,21 +181,25 @@ TEST(SuperResolutionTest, WindowKeepsFramesSpectraAndDefectsInStep) {
 }
 
 TEST(SuperResolutionTest, ShortFramesAndResults) {
-  for (const auto& [value, expected] :
-       {std::pair(70000.7f, 4464), std::pair(-1.9f, -1), std::pair(notANumber, 0)})
+  for (const auto& [value, expected] : {std::pair(70000.7f, 4464), std::pair(-1.9f, -1), std::pair(notANumber, 0)}) {
     EXPECT_EQ(detail::lowSixteenBits(value), expected) << value;
+  }
 
   SuperResolution ofShorts(48, 40, 5, 2), ofFloats(48, 40, 5, 2);
   for (const Image& frame : makeBurst({48, 40}).frames) {
     std::vector<short> counts;
-    for (const float value : frame) counts.push_back(static_cast<short>(10 * value));
+    for (const float value : frame) {
+      counts.push_back(static_cast<short>(10 * value));
+    }
     EXPECT_EQ(ofShorts.addFrame(counts.data()), 0);
     EXPECT_EQ(ofFloats.addFrame(Image(counts.begin(), counts.end()).data()), 0);
   }
   std::vector<short> shorts(96 * 80);
   Image floats(96 * 80);
   EXPECT_EQ(ofShorts.computeSR(shorts.data()), ofFloats.computeSR(floats.data()));
-  for (std::size_t i = 0; i < shorts.size(); ++i) ASSERT_EQ(shorts[i], static_cast<short>(floats[i]));
+  for (std::size_t i = 0; i < shorts.size(); ++i) {
+    ASSERT_EQ(shorts[i], static_cast<short>(floats[i]));
+  }
 }
 
 TEST(SuperResolutionTest, ShiftCoverageIsTheBilinearHistogramOfTheShifts) {
@@ -237,11 +252,11 @@ TEST(SuperResolutionTest, ConvertsCountsByTwoExposures) {
 
 TEST(SuperResolutionTest, RepairsRadiometricOutliersInRasterOrder) {
   SuperResolution engine(40, 32, 1, 2);
-  for (const auto& [values, expected] : std::vector<std::pair<Image, Image>>{
-           {{999.5f, -999.5f}, {999.5f, -999.5f}},
-           {{-1000, 20}, {20, 20}},
-           {{10, 5000, -5000, 40}, {10, 10, 25, 40}},    // the second already repaired
-           {{5000, 5000, 30}, {notANumber, 30, 30}}}) {  // the first has no neighbour
+  for (const auto& [values, expected] :
+       std::vector<std::pair<Image, Image>>{{{999.5f, -999.5f}, {999.5f, -999.5f}},
+                                            {{-1000, 20}, {20, 20}},
+                                            {{10, 5000, -5000, 40}, {10, 10, 25, 40}},    // the second already repaired
+                                            {{5000, 5000, 30}, {notANumber, 30, 30}}}) {  // the first has no neighbour
     // Radiometric values are the low exposure's at its own counts.
     const int size = static_cast<int>(values.size());
     const cv::Mat_<float> low = cv::Mat_<float>(values, true).reshape(1, 1);

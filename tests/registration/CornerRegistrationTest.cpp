@@ -30,9 +30,9 @@ constexpr int pixels = width * height;
 Image frameOf(const Scene& scene, Shift shift) {
   Image frame;
   for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x)
-      frame.push_back(
-          static_cast<float>(scene(x - static_cast<double>(shift.x), y - static_cast<double>(shift.y))));
+    for (int x = 0; x < width; ++x) {
+      frame.push_back(static_cast<float>(scene(x - static_cast<double>(shift.x), y - static_cast<double>(shift.y))));
+    }
   return frame;
 }
 
@@ -56,7 +56,9 @@ struct BurstOf : RegistrationRun<Registration> {
   explicit BurstOf(int slots = 5) : RegistrationRun<Registration>(width, height, slots) {}
 
   void prepareScene(const Scene& scene, const std::vector<Shift>& shifts) {
-    for (const Shift shift : shifts) this->prepare(frameOf(scene, shift));
+    for (const Shift shift : shifts) {
+      this->prepare(frameOf(scene, shift));
+    }
   }
 };
 
@@ -72,7 +74,9 @@ TEST_F(CornerRegistrationTest, RecoversShiftsAndMasksWhatMovesAndWhatTheFrameDoe
   Burst burst;
   burst.prepareScene(faded(), {{0, 0}, {4.2f, -3.3f}});
   Image frame = frameOf(faded(), {0.3f, 0.4f});
-  for (int i = 0; i < pixels; ++i) frame[i] += mover.contains({i % width, i / width}) ? 2.0f : 0.0f;
+  for (int i = 0; i < pixels; ++i) {
+    frame[i] += mover.contains({i % width, i / width}) ? 2.0f : 0.0f;
+  }
   burst.prepare(frame);
   ASSERT_EQ(burst.run(0), 0);
   EXPECT_LT(cv::norm(burst.registration.getCompleteShifts()[1] - Shift(4.2f, -3.3f)), 0.02);

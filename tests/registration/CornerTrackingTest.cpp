@@ -33,14 +33,15 @@ TEST(CornerTracking, LosesTheCornersThatTheTrackerLosesWhenAskedForErrors) {
     const auto from = pyramidOfNoise(random, size), to = pyramidOfNoise(random, size);
     std::vector<cv::Point2f> corners, expected, unused;
     for (int y = 0; y < size.height; y += 5) {
-      for (int x = 0; x < size.width; x += 5) corners.emplace_back(x, y);
+      for (int x = 0; x < size.width; x += 5) {
+        corners.emplace_back(x, y);
+      }
     }
     std::vector<unsigned char> isTracked, withoutErrors;
     std::vector<float> errors;
-    cv::calcOpticalFlowPyrLK(from, to, corners, expected, isTracked, errors, {window, window}, levels,
+    cv::calcOpticalFlowPyrLK(from, to, corners, expected, isTracked, errors, {window, window}, levels, criteria);
+    cv::calcOpticalFlowPyrLK(from, to, corners, unused, withoutErrors, cv::noArray(), {window, window}, levels,
                              criteria);
-    cv::calcOpticalFlowPyrLK(from, to, corners, unused, withoutErrors, cv::noArray(), {window, window},
-                             levels, criteria);
     const auto tracks = movra::vision::detail::trackCorners(from, to, corners, window, levels);
     EXPECT_EQ(tracks.positions, expected);
     EXPECT_EQ(tracks.isTracked, isTracked);

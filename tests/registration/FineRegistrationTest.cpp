@@ -23,8 +23,9 @@ TEST(FineRegistration, TrustsNothingWithoutACommonFiniteImage) {
   FineRegistration fine(width, height);
   fine.regError = 1;
   fine.setReference(image.data());
-  for (const cv::Point beyond : {cv::Point(width, 0), cv::Point(0, -height)})
+  for (const cv::Point beyond : {cv::Point(width, 0), cv::Point(0, -height)}) {
     EXPECT_EQ(fine.step(image.data(), image.data(), beyond, mask.data()), Shift(beyond));
+  }
   Image holed = image;
   holed[pixels / 2] = notANumber;
   EXPECT_TRUE(std::isnan(fine.step(image.data(), holed.data(), {0, 0}, mask.data()).x));

@@ -101,7 +101,9 @@ TEST(SrFloatRegistration1Test, HoldsTheLastFrames) {
   EXPECT_EQ(used.registration.getCompleteShifts(), fresh.registration.getCompleteShifts());
   EXPECT_EQ(used.shifted, fresh.shifted);
   EXPECT_EQ(used.masks, fresh.masks);
-  for (const int reference : {3, -1}) EXPECT_EQ(used.run(reference), SrFloatRegistration1::noFrames);
+  for (const int reference : {3, -1}) {
+    EXPECT_EQ(used.run(reference), SrFloatRegistration1::noFrames);
+  }
   EXPECT_THROW(used.registration.prepareFrame(nullptr), Exception);
   used.registration.clearFrames();
   EXPECT_TRUE(used.registration.getCompleteShifts().empty());
@@ -112,8 +114,9 @@ TEST(SrFloatRegistration1Test, SizesAndRadiusMustFit) {
   EXPECT_THROW(SrFloatRegistration1(-1, 40, 5), std::bad_array_new_length);
   EXPECT_THROW(SrFloatRegistration1(40, 10, 5), Exception);
   PhaseRun r(40, 11, 2);
-  for (const int radius : {-1, 6, std::numeric_limits<int>::max()})
+  for (const int radius : {-1, 6, std::numeric_limits<int>::max()}) {
     EXPECT_THROW(r.registration.setGaussRadius(radius), Exception);
+  }
   EXPECT_EQ(r.registration.getGaussRadius(), 5);
 
   // Without blur, frames that are equal but for a whole-pixel shift stay so.
@@ -146,13 +149,14 @@ TEST(SrFloatRegistration1Test, SameBitsOnEveryInstructionSet) {
 /// the sensor's fixed pattern, which does not move with the scene.
 TEST(SrFloatRegistration1Test, AgreesWithCornersOnRealBursts) {
   constexpr double tolerance = 0.1;
-  const std::pair<const char*, std::vector<int>> bursts[] = {{"van_320x240", {3, 0, 1, 2, 4}},
-                                                             {"ground_crosses_382x288", {3, 1, 2}},
-                                                             {"street_640x480", {3, 0, 1, 2, 4}}};
+  const std::pair<const char*, std::vector<int>> bursts[] = {
+      {"van_320x240", {3, 0, 1, 2, 4}}, {"ground_crosses_382x288", {3, 1, 2}}, {"street_640x480", {3, 0, 1, 2, 4}}};
   for (const auto& [name, numbers] : bursts) {
     SCOPED_TRACE(name);
     const SyntheticBurst burst = readRealBurst(name, numbers);
-    if (burst.frames.empty()) GTEST_SKIP() << "no burst " << name << " in " << realBurstFolder();
+    if (burst.frames.empty()) {
+      GTEST_SKIP() << "no burst " << name << " in " << realBurstFolder();
+    }
     const int count = static_cast<int>(numbers.size());
     PhaseRun byPhase(burst.width, burst.height, count);
     RegistrationRun<SrFloatRegistration2> byCorners(burst.width, burst.height, count);

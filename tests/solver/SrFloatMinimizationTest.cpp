@@ -42,7 +42,9 @@ std::uint32_t digest(const Image& image) {
   for (const float value : image) {
     std::uint32_t bits;
     std::memcpy(&bits, &value, sizeof bits);
-    for (int byte = 0; byte < 4; ++byte, bits >>= 8) hash = (hash ^ (bits & 0xffu)) * 16777619u;
+    for (int byte = 0; byte < 4; ++byte, bits >>= 8) {
+      hash = (hash ^ (bits & 0xffu)) * 16777619u;
+    }
   }
   return hash;
 }
@@ -52,12 +54,17 @@ std::uint32_t digest(const Image& image) {
 TEST(SrFloatMinimization, EqualsThePlainLoopsAtEveryWidthAndInstructionSet) {
   for (int width = 1; width <= 40; ++width) {
     const int height = width % 7 == 0 ? 23 : 1 + width % 7;
-    if (width * height == 1) continue;  // one pixel has no standard deviation
+    if (width * height == 1) {
+      // one pixel has no standard deviation
+      continue;
+    }
     SyntheticBurst burst = noisyBurst(width, height);
     burst.shifts[3] = {0.0f, -0.83f};
     burst.shifts[4] = {0.71f, 0.0f};
     const char weights[] = {1, 1, 0, 1, 1, 2, 1, -1, 1};
-    for (std::size_t i = 0; i < burst.masks[2].size(); ++i) burst.masks[2][i] = weights[i % 9];
+    for (std::size_t i = 0; i < burst.masks[2].size(); ++i) {
+      burst.masks[2][i] = weights[i % 9];
+    }
 
     PlainMinimization plain(width, height, 5);
     if (width % 2 == 0) {  // other parameters than the defaults
@@ -107,10 +114,14 @@ TEST(SrFloatMinimization, TheBudgetBoundsTheIterations) {
     minimization.setRelRes(residue);
     return minimized(minimization, burst);
   };
-  for (const int budget : {1, 8}) EXPECT_EQ(withBudget(budget, 0).iterations, budget);
+  for (const int budget : {1, 8}) {
+    EXPECT_EQ(withBudget(budget, 0).iterations, budget);
+  }
   const Result backProjection = withBudget(8, 1e6f);  // the first estimate passes
   EXPECT_EQ(backProjection.iterations, 0);
-  for (const int budget : {0, -3}) EXPECT_TRUE(sameBits(withBudget(budget, 0).image, backProjection.image));
+  for (const int budget : {0, -3}) {
+    EXPECT_TRUE(sameBits(withBudget(budget, 0).image, backProjection.image));
+  }
 }
 
 TEST(SrFloatMinimization, NothingOfUselessFramesIsLeft) {
@@ -121,7 +132,9 @@ TEST(SrFloatMinimization, NothingOfUselessFramesIsLeft) {
   constant.frames[reference].assign(constant.frames[reference].size(), 300.0f);
   invalid.frames[0].assign(invalid.frames[0].size(), notANumber);
   invalid.shifts[2].x = infinity;
-  for (Mask& mask : masked.masks) mask.assign(mask.size(), 0);
+  for (Mask& mask : masked.masks) {
+    mask.assign(mask.size(), 0);
+  }
   for (const SyntheticBurst* useless : {&constant, &invalid, &masked}) {
     minimized(minimization, *useless);
     EXPECT_TRUE(sameBits(minimized(minimization, burst).image, expected));

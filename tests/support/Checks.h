@@ -60,7 +60,9 @@ void expectSettersRejectWithTheirTexts(Engine& engine) {
     EXPECT_EQ(get(), byDefault) << text;
     for (const auto value : accepted) {
       EXPECT_EQ(textThrownBy([&] { set(value); }), "") << value;
-      for (const auto bad : rejected) EXPECT_EQ(textThrownBy([&] { set(bad); }), text) << bad;
+      for (const auto bad : rejected) {
+        EXPECT_EQ(textThrownBy([&] { set(bad); }), text) << bad;
+      }
       EXPECT_TRUE(get() == value || (value != value && get() != get())) << text << value;
     }
   };
@@ -78,8 +80,8 @@ void expectSettersRejectWithTheirTexts(Engine& engine) {
   check([&](float r) { engine.setRelativeResidue(r); }, [&] { return engine.getRelativeResidue(); }, 0.007f,
         {std::nextafter(1e-6f, 1.0f), notANumber, 3.0f}, {1e-6f, 0.0f, -infinity},  // 1e-6f lies below 1e-6
         "Invalid total-variation term weight specified.");
-  check([&](int n) { engine.setMaxCGIters(n); }, [&] { return engine.getMaxCGIters(); }, 8, {1, 1000},
-        {0, -3}, "Invalid maximum number of iterations specified.");
+  check([&](int n) { engine.setMaxCGIters(n); }, [&] { return engine.getMaxCGIters(); }, 8, {1, 1000}, {0, -3},
+        "Invalid maximum number of iterations specified.");
 }
 
 }  // namespace movra::test

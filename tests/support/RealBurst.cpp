@@ -16,8 +16,12 @@ SyntheticBurst readRealBurst(const std::string& name, const std::vector<int>& nu
   const std::filesystem::path folder = std::filesystem::path(realBurstFolder()) / name;
   for (const int i : numbers) {
     std::filesystem::path file = folder / ("frame_0" + std::to_string(i) + ".tiff");
-    if (!std::filesystem::exists(file)) file.replace_extension(".png");
-    if (!std::filesystem::exists(file)) return {};
+    if (!std::filesystem::exists(file)) {
+      file.replace_extension(".png");
+    }
+    if (!std::filesystem::exists(file)) {
+      return {};
+    }
     cv::Mat_<float> image;
     cv::imread(file.string(), cv::IMREAD_UNCHANGED).convertTo(image, CV_32F);
     burst.width = image.cols;

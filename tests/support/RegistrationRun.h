@@ -15,11 +15,15 @@ struct RegistrationRun {
 
   void prepare(Image frame) {
     registration.prepareFrame(frame.data());
-    if (frames.size() == masks.size()) frames.erase(frames.begin());
+    if (frames.size() == masks.size()) {
+      frames.erase(frames.begin());
+    }
     frames.push_back(std::move(frame));
   }
   void prepareAll(const std::vector<Image>& newFrames) {
-    for (const Image& frame : newFrames) prepare(frame);
+    for (const Image& frame : newFrames) {
+      prepare(frame);
+    }
   }
 
   /// Registers the frames that were prepared.

@@ -42,21 +42,22 @@ struct SparseArrays {
   /// Small integers, whose sums are exact in any order.
   void roundToIntegers() {
     for (Image* values : {&image, &hr, &psfX, &psfY})
-      for (float& value : *values) value = std::round(9 * value);
+      for (float& value : *values) {
+        value = std::round(9 * value);
+      }
   }
 
   /// The imaging model of integers: rectangles that lie `rowStep` and `columnStep` apart.
   Image imagedByDefinition(int rowStep, int columnStep) const {
-    const auto at = [](int row, int column, int width) {
-      return static_cast<std::size_t>(row * width + column);
-    };
+    const auto at = [](int row, int column, int width) { return static_cast<std::size_t>(row * width + column); };
     Image out(image.size());
     for (int y = 0; y < lowHeight; ++y)
       for (int x = 0; x < lowWidth; ++x)
         for (int ky = 0; ky < psfHeight; ++ky)
-          for (int kx = 0; kx < psfWidth; ++kx)
-            out[at(y, x, lowWidth)] += psfY[at(0, ky, 0)] * psfX[at(0, kx, 0)] *
-                                       hr[at(rowStep * y + ky, columnStep * x + kx, paddedWidth)];
+          for (int kx = 0; kx < psfWidth; ++kx) {
+            out[at(y, x, lowWidth)] +=
+                psfY[at(0, ky, 0)] * psfX[at(0, kx, 0)] * hr[at(rowStep * y + ky, columnStep * x + kx, paddedWidth)];
+          }
     return out;
   }
 
@@ -65,7 +66,9 @@ struct SparseArrays {
   std::pair<double, double> adjointProducts(Operators&& operators) {
     const auto product = [](const Image& a, const Image& b) {
       double sum = 0;
-      for (std::size_t i = 0; i < a.size(); ++i) sum += double{a[i]} * double{b[i]};
+      for (std::size_t i = 0; i < a.size(); ++i) {
+        sum += double{a[i]} * double{b[i]};
+      }
       return sum;
     };
     return {product(imaged(operators), image), product(hr, transposed(operators))};

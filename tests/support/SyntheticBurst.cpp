@@ -26,8 +26,8 @@ double wave(double t) {
 
 // Twelve bits of a scrambled (column, row, what), as 0 ... 1.
 double scrambled(std::int64_t column, std::int64_t row, std::uint32_t what) {
-  std::uint32_t h = static_cast<std::uint32_t>(column) * 0x9E3779B1u ^
-                    static_cast<std::uint32_t>(row) * 0x85EBCA77u ^ what * 0xC2B2AE3Du;
+  std::uint32_t h = static_cast<std::uint32_t>(column) * 0x9E3779B1u ^ static_cast<std::uint32_t>(row) * 0x85EBCA77u ^
+                    what * 0xC2B2AE3Du;
   h = (h ^ (h >> 15)) * 0x2C1B3C6Du;
   h = (h ^ (h >> 12)) * 0x297A2D39u;
   return (h >> 20) / 4096.0;
@@ -45,7 +45,9 @@ double blobs(double x, double y) {
       const double dy = y - cell * (static_cast<double>(r) + scrambled(c, r, 2));
       const double radius = 5 + 12 * scrambled(c, r, 3);
       const double inside = 1 - (dx * dx + dy * dy) / (radius * radius);
-      if (inside > 0) sum += (10 * scrambled(c, r, 4) - 4) * inside * inside;
+      if (inside > 0) {
+        sum += (10 * scrambled(c, r, 4) - 4) * inside * inside;
+      }
     }
   return sum;
 }
@@ -53,7 +55,9 @@ double blobs(double x, double y) {
 // Sum of four uniform numbers, of mean 0 and standard deviation 1.
 double almostNormal(std::mt19937& random) {
   double sum = -2;
-  for (int i = 0; i < 4; ++i) sum += static_cast<double>(random()) / 4294967296.0;
+  for (int i = 0; i < 4; ++i) {
+    sum += static_cast<double>(random()) / 4294967296.0;
+  }
   return sum * 1.7320508075688772;
 }
 
@@ -88,8 +92,7 @@ double sceneTemperature(double x, double y) {
 SyntheticBurst makeBurst(const BurstRecipe& recipe) {
   const auto [width, height] = std::pair(recipe.width, recipe.height);
   const auto size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-  SyntheticBurst burst{width, height, recipe.shifts,
-                       {},    {},     cropped(paddedScene(width, height, {}), width, height)};
+  SyntheticBurst burst{width, height, recipe.shifts, {}, {}, cropped(paddedScene(width, height, {}), width, height)};
 
   vision::SuperResolutionConvolution sensor(factor * width, factor * height, taps, taps, factor);
   Image psf(sensorPsf, sensorPsf + taps);
@@ -98,7 +101,9 @@ SyntheticBurst makeBurst(const BurstRecipe& recipe) {
     Image scene = paddedScene(width, height, shift);
     Image frame(size);
     sensor.validCorrToSparse(scene.data(), psf.data(), psf.data(), frame.data());
-    for (float& pixel : frame) pixel += static_cast<float>(recipe.noise * almostNormal(random));
+    for (float& pixel : frame) {
+      pixel += static_cast<float>(recipe.noise * almostNormal(random));
+    }
     burst.frames.push_back(std::move(frame));
     burst.masks.emplace_back(size, char{1});
   }
@@ -128,7 +133,9 @@ double gainOverBicubic(const Image& image, const SyntheticBurst& burst, std::siz
 Image randomImage(int size, float low, float high, std::uint32_t seed) {
   std::mt19937 random(seed);
   Image image(static_cast<std::size_t>(size));
-  for (float& value : image) value = low + (high - low) * (static_cast<float>(random() >> 8) / 16777216.0f);
+  for (float& value : image) {
+    value = low + (high - low) * (static_cast<float>(random() >> 8) / 16777216.0f);
+  }
   return image;
 }
 

@@ -33,7 +33,9 @@ struct BurstRecipe {
 template <class T>
 std::vector<T*> pointersTo(std::vector<std::vector<T>>& images) {
   std::vector<T*> result;
-  for (std::vector<T>& image : images) result.push_back(image.data());
+  for (std::vector<T>& image : images) {
+    result.push_back(image.data());
+  }
   return result;
 }
 

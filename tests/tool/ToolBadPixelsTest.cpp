@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/tool/ToolFailure.h"
 #include "tests/support/Checks.h"
 #include "tests/support/TestFolder.h"
+#include "tests/tool/ToolFailure.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
 
 using namespace movra::tool;
@@ -54,22 +54,22 @@ TEST_F(ToolBadPixels, AFileThatIsNoListIsRefusedByLine) {
     EXPECT_NE(failure.find(message), std::string::npos) << failure;
     EXPECT_NE(failure.find("list.csv"), std::string::npos) << failure;
   }
-  for (const std::string& file : {at("missing.csv"), folder.string()})
+  for (const std::string& file : {at("missing.csv"), folder.string()}) {
     EXPECT_THROW(readBadPixels(file), Failure) << file;
+  }
 }
 
 TEST_F(ToolBadPixels, MarkedPixelsHoldTheInvalidFlagAndListsOfOtherSensorsAreRefused) {
-  const auto frameOf = [](int width, int height) {
-    return Frame{cv::Mat_<float>(height, width, 20.F), "frame.tiff"};
-  };
+  const auto frameOf = [](int width, int height) { return Frame{cv::Mat_<float>(height, width, 20.f), "frame.tiff"}; };
   List list(2, 10, static_cast<unsigned short>(0));
   list(1, 0) = 5;
   list(1, 1) = 3;
   Frame frame = frameOf(6, 4);
   markBadPixels({list, {6, 4}, "list.csv"}, frame);
-  EXPECT_EQ(cv::countNonZero(frame.pixels != 20.F), 2);
-  for (const cv::Point pixel : {cv::Point(0, 0), cv::Point(5, 3)})
+  EXPECT_EQ(cv::countNonZero(frame.pixels != 20.f), 2);
+  for (const cv::Point pixel : {cv::Point(0, 0), cv::Point(5, 3)}) {
     EXPECT_TRUE(movra::test::sameBits({frame.pixels(pixel)}, {movra::test::asFloat(132)}));
+  }
   const auto refusal = [&](cv::Size listSize, int width, int height) {
     return failureOf([&] {
       Frame other = frameOf(width, height);

@@ -37,11 +37,10 @@ class ToolCommand : public TestFolder {
  protected:
   /// Runs the tool in the test's folder.
   Outcome run(const std::string& arguments) const {
-    const std::string command = "cd '" + folder.string() + "' && '" MOVRA_SR_PROGRAM "' " + arguments +
-                                " >'" + at("stdout") + "' 2>'" + at("stderr") + "'";
+    const std::string command = "cd '" + folder.string() + "' && '" MOVRA_SR_PROGRAM "' " + arguments + " >'" +
+                                at("stdout") + "' 2>'" + at("stderr") + "'";
     const int status = std::system(command.c_str());
-    Outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readAll(at("stdout")),
-                   readAll(at("stderr"))};
+    Outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, readAll(at("stdout")), readAll(at("stderr"))};
     std::filesystem::remove(at("stdout"));
     std::filesystem::remove(at("stderr"));
     return result;
@@ -60,7 +59,9 @@ class ToolCommand : public TestFolder {
   void writeScene(const std::string& name, const std::vector<std::pair<cv::Point, int>>& defects) const {
     cv::Mat_<ushort> image(48, 64);
     cv::RNG(9).fill(image, cv::RNG::UNIFORM, 40000, 40060);
-    for (const auto& [pixel, value] : defects) image(pixel) = static_cast<ushort>(value);
+    for (const auto& [pixel, value] : defects) {
+      image(pixel) = static_cast<ushort>(value);
+    }
     ASSERT_TRUE(cv::imwrite(at(name), image));
   }
 
@@ -73,8 +74,7 @@ class ToolCommand : public TestFolder {
   static double number(const std::string& output, const std::string& text) {
     const auto place = output.find(text);
     EXPECT_NE(place, std::string::npos) << output;
-    return place == std::string::npos ? std::nan("")
-                                      : std::strtod(output.c_str() + place + text.size(), nullptr);
+    return place == std::string::npos ? std::nan("") : std::strtod(output.c_str() + place + text.size(), nullptr);
   }
 };
 
@@ -103,7 +103,9 @@ TEST_F(ToolCommand, ASimulatedBurstBecomesSharperThanBicubic) {
 TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
   simulate();
   std::vector<Frame> window;
-  for (const std::string& file : expandFolders({at("burst")})) window.push_back(readImage(file));
+  for (const std::string& file : expandFolders({at("burst")})) {
+    window.push_back(readImage(file));
+  }
   const auto sameBits = [](const cv::Mat_<float>& a, const cv::Mat_<float>& b) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
   };
@@ -121,7 +123,7 @@ TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
   testing::internal::GetCapturedStdout();
   // m08 means 0.34: what only the C interface knows by name, the engine takes as a number.
   byName.camera = "m08 FOV 10";
-  byNumber.psfSigma = 0.34F;
+  byNumber.psfSigma = 0.34f;
   EXPECT_TRUE(sameBits(reconstruct(window, byName, false).image, reconstruct(window, byNumber, false).image));
 }
 
@@ -144,7 +146,7 @@ TEST_F(ToolCommand, RawFramesBecomeTemperaturesByTwoExposures) {
     cv::Mat_<ushort> raw(temperatures.size());
     for (int y = 0; y < raw.rows; ++y)
       for (int x = 0; x < raw.cols; ++x) {
-        const float slope = 0.005F * static_cast<float>(10 + (7 * x + 3 * y) % 5);
+        const float slope = 0.005f * static_cast<float>(10 + (7 * x + 3 * y) % 5);
         const float offset = static_cast<float>((x + 2 * y) % 7) - 300;
         raw(y, x) = cv::saturate_cast<ushort>((temperatures(y, x) - offset) / slope);
       }
@@ -152,18 +154,19 @@ TEST_F(ToolCommand, RawFramesBecomeTemperaturesByTwoExposures) {
     return raw;
   };
   std::filesystem::create_directory(at("raw"));
-  for (const std::string name : frameNames)
+  for (const std::string name : frameNames) {
     ASSERT_TRUE(cv::imwrite(at("raw/" + name), counts(readImage(at("burst/" + name)).pixels)));
-  const cv::Mat_<float> warm(72, 96, 45.F);
-  ASSERT_TRUE(cv::imwrite(at("cold.tiff"), counts(cv::Mat_<float>(72, 96, -5.F))));
+  }
+  const cv::Mat_<float> warm(72, 96, 45.f);
+  ASSERT_TRUE(cv::imwrite(at("cold.tiff"), counts(cv::Mat_<float>(72, 96, -5.f))));
   ASSERT_TRUE(cv::imwrite(at("warm.tiff"), counts(warm)));
   overwrite("warm_temperatures.tiff", warm);
 
   ASSERT_EQ(run("reconstruct burst -o expected.tiff --engine reference").code, 0);
   const double expected = psnr("expected.tiff");
   for (const std::string warmest : {"warm.tiff=45", "warm.tiff=warm_temperatures.tiff"}) {
-    const Outcome made = run(
-        "reconstruct raw -o sr.tiff --force --engine reference --nuc-low cold.tiff=-5 --nuc-high " + warmest);
+    const Outcome made =
+        run("reconstruct raw -o sr.tiff --force --engine reference --nuc-low cold.tiff=-5 --nuc-high " + warmest);
     EXPECT_EQ(made.code, 0) << made.err;
     EXPECT_NEAR(psnr("sr.tiff"), expected, 1.5);
   }
@@ -185,15 +188,18 @@ TEST_F(ToolCommand, RawFramesBecomeTemperaturesByTwoExposures) {
 TEST_F(ToolCommand, FilesFoldersAndPagesGiveTheSameImage) {
   simulate();
   std::vector<cv::Mat> pages;
-  for (const std::string name : frameNames) pages.push_back(readImage(at("burst/" + name)).pixels);
+  for (const std::string name : frameNames) {
+    pages.push_back(readImage(at("burst/" + name)).pixels);
+  }
   ASSERT_TRUE(cv::imwritemulti(at("pages.tiff"), pages));
   EXPECT_EQ(run("reconstruct burst -o folder.tiff").code, 0);
   EXPECT_EQ(run("reconstruct burst/frame_0?.tiff -o files.tiff").code, 0);
   EXPECT_EQ(run("reconstruct pages.tiff -o pages_sr.tiff").code, 0);
   EXPECT_EQ(run("reconstruct burst burst/frame_00.tiff --first 1 -o first.tiff").code, 0);
   const cv::Mat_<float> expected = readImage(at("folder.tiff")).pixels;
-  for (const std::string name : {"files.tiff", "pages_sr.tiff", "first.tiff"})
+  for (const std::string name : {"files.tiff", "pages_sr.tiff", "first.tiff"}) {
     EXPECT_EQ(cv::norm(readImage(at(name)).pixels, expected, cv::NORM_INF), 0) << name;
+  }
 }
 
 TEST_F(ToolCommand, BadInputIsNamedInOneLineAndNothingIsWritten) {
@@ -210,17 +216,18 @@ TEST_F(ToolCommand, BadInputIsNamedInOneLineAndNothingIsWritten) {
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << what << ": " << result.err;
     EXPECT_NE(result.err.find(culprit), std::string::npos) << what << ": " << result.err;
     std::vector<std::string> left;
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
       left.push_back(entry.path().filename());
+    }
     EXPECT_EQ(left, std::vector<std::string>{"burst"}) << what;
   };
   const auto refusedFrame = [&](const std::string& what, const cv::Mat_<float>& image) {
     overwrite("burst/frame_02.tiff", image);
     refused(what, "burst", "frame_02.tiff", 3);
   };
-  refusedFrame("another size", cv::Mat_<float>(72, 95, 1.F));
+  refusedFrame("another size", cv::Mat_<float>(72, 95, 1.f));
   refusedFrame("NaN", cv::Mat_<float>(72, 96, std::numeric_limits<float>::quiet_NaN()));
-  refusedFrame("constant", cv::Mat_<float>(72, 96, 20.F));
+  refusedFrame("constant", cv::Mat_<float>(72, 96, 20.f));
   refusedFrame("counts", cv::Mat_<float>(100 * (good + 273.15)));
   refusedFrame("too many bad pixels", riddled);
   refused("NaN, without repair", "burst --engine vector", "frame_02.tiff", 3);
@@ -258,12 +265,16 @@ TEST_F(ToolCommand, AKnownSensorMapKeepsDefectsOutOfTheImage) {
   simulate();
   ASSERT_EQ(run("reconstruct burst -o clean.tiff").code, 0);
   std::string list = "x,y\n";
-  for (int i = 0; i < 12; ++i)
+  for (int i = 0; i < 12; ++i) {
     list += std::to_string(8 + 7 * i) + "," + std::to_string(10 + 17 * i % 50) + "\n";
+  }
   writeAll(at("list.csv"), list);
   for (const std::string name : frameNames) {
     cv::Mat_<float> frame = readImage(at("burst/" + name)).pixels;
-    for (int i = 0; i < 12; ++i) frame(10 + 17 * i % 50, 8 + 7 * i) = 60;  // a value that could be real
+    for (int i = 0; i < 12; ++i) {
+      // a value that could be real
+      frame(10 + 17 * i % 50, 8 + 7 * i) = 60;
+    }
     overwrite("burst/" + name, frame);
   }
   ASSERT_EQ(run("reconstruct burst -o spoilt.tiff").code, 0);
@@ -283,7 +294,9 @@ TEST_F(ToolCommand, BadPixelsAreFoundListedAndDrawn) {
   const BadPixelFile file = readBadPixels(at("list.csv"));
   EXPECT_TRUE(file.frameSize == cv::Size(64, 48) && cv::imread(at("p.png")).size() == file.frameSize);
   std::set<std::pair<int, int>> bad;
-  for (int row = 0; row < file.list.rows; ++row) bad.emplace(file.list(row, 0), file.list(row, 1));
+  for (int row = 0; row < file.list.rows; ++row) {
+    bad.emplace(file.list(row, 0), file.list(row, 1));
+  }
   EXPECT_EQ(bad, (std::set<std::pair<int, int>>{{10, 20}, {11, 20}, {63, 47}, {30, 5}}));
   for (int row = 0; row < file.list.rows; ++row)
     for (int k = 2; k < 10; k += 2) {
@@ -317,15 +330,17 @@ TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
     EXPECT_EQ(result.code, 2) << arguments << ": " << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << arguments << ": " << result.err;
   };
-  for (const std::string arguments : {"", "reconstruct x.tiff", "reconstruct x.tiff -o out.jpg",
-                                      "sharpen x.tiff", "simulate -o z --size 9x9"})
+  for (const std::string arguments :
+       {"", "reconstruct x.tiff", "reconstruct x.tiff -o out.jpg", "sharpen x.tiff", "simulate -o z --size 9x9"}) {
     expectUsageError(arguments);
+  }
   for (const std::string options :
        {"--reference 5", "--psf-sigma nan", "--registration-error 1e-300", "--tv-weight 0.5", "--gain 0",
         "--engine turbo", "--registration magic", "--engine vector --registration phase",
         "--engine reference --registration corners", "--engine vector --camera 'm01 FOV 1'",
-        "--engine vector --bad-pixels z.csv", "--camera 'm01 FOV 1' --iterations 3"})
+        "--engine vector --bad-pixels z.csv", "--camera 'm01 FOV 1' --iterations 3"}) {
     expectUsageError("reconstruct x.tiff -o y.tiff " + options);
+  }
 
   const Outcome help = run("--help");
   EXPECT_EQ(help.code, 0);

@@ -12,8 +12,8 @@
 #include <opencv2/imgcodecs.hpp>
 #include <vector>
 
-#include "tests/tool/ToolFailure.h"
 #include "tests/support/TestFolder.h"
+#include "tests/tool/ToolFailure.h"
 #include "tools/movra-sr/io/Frames.h"
 #include "tools/movra-sr/io/NaturalOrder.h"
 #include "tools/movra-sr/io/OutputFile.h"
@@ -31,8 +31,7 @@ std::vector<Frame> framesOf(const std::string& file, const Scale& scale = {}) {
 }
 
 TEST(ToolNaturalOrder, NumbersCompareByValue) {
-  const std::vector<std::string> expected = {"f",  "f1x3", "f1x20", "f02",
-                                             "f2", "f9b",  "f10",   "f99999999999999999999"};
+  const std::vector<std::string> expected = {"f", "f1x3", "f1x20", "f02", "f2", "f9b", "f10", "f99999999999999999999"};
   std::vector<std::string> names(expected.rbegin(), expected.rend());
   std::sort(names.begin(), names.end(), naturalLess);
   EXPECT_EQ(names, expected);
@@ -55,12 +54,11 @@ TEST_F(ToolIo, EachSampleKindIsReadAsItIsStored) {
     image.convertTo(expected, CV_32F);
     EXPECT_EQ(cv::norm(readImage(at(name)).pixels, expected, cv::NORM_INF), 0) << name;
   }
-  EXPECT_FLOAT_EQ(framesOf(at("d.tiff"), {0.01, -273.15})[0].pixels(1, 1), 126.85F);
+  EXPECT_FLOAT_EQ(framesOf(at("d.tiff"), {0.01, -273.15})[0].pixels(1, 1), 126.85f);
 }
 
 TEST_F(ToolIo, FloatsKeepTheirBitsAndFlagsSurviveScaling) {
-  const std::vector<std::uint32_t> bits = {129,        130,        132,        133,
-                                           0x7fc12345, 0x7f800000, 0xff800000, 0x3f800000};
+  const std::vector<std::uint32_t> bits = {129, 130, 132, 133, 0x7fc12345, 0x7f800000, 0xff800000, 0x3f800000};
   cv::Mat_<float> image(2, 4);
   std::memcpy(image.data, bits.data(), bits.size() * sizeof(float));
   OutputFile file(at("floats.tiff"), false);
@@ -71,17 +69,19 @@ TEST_F(ToolIo, FloatsKeepTheirBitsAndFlagsSurviveScaling) {
   EXPECT_EQ(std::memcmp(read.data, image.data, bits.size() * sizeof(float)), 0);
   const cv::Mat_<float> scaled = framesOf(at("floats.tiff"), {2, 5})[0].pixels;
   EXPECT_EQ(std::memcmp(scaled.data, image.data, 4 * sizeof(float)), 0);
-  EXPECT_EQ(scaled(1, 3), 7.F);
+  EXPECT_EQ(scaled(1, 3), 7.f);
 }
 
 TEST_F(ToolIo, PagesComeOneByOneAndATruncatedFileIsNoSuccess) {
   std::vector<cv::Mat> pages;
-  for (int i = 0; i < 5; ++i) pages.emplace_back(20, 30, CV_16UC1, cv::Scalar(100 * i + 1));
+  for (int i = 0; i < 5; ++i) {
+    pages.emplace_back(20, 30, CV_16UC1, cv::Scalar(100 * i + 1));
+  }
   ASSERT_TRUE(cv::imwritemulti(at("burst.tiff"), pages));
   const auto frames = framesOf(at("burst.tiff"));
   ASSERT_EQ(frames.size(), 5U);
   EXPECT_EQ(frames[0].name, at("burst.tiff") + ", page 1");
-  EXPECT_EQ(frames[4].pixels(3, 3), 401.F);
+  EXPECT_EQ(frames[4].pixels(3, 3), 401.f);
   EXPECT_NE(failureOf([&] { readImage(at("burst.tiff")); }).find("more than one page"), std::string::npos);
 
   const std::string whole = readAll(at("burst.tiff"));
@@ -101,13 +101,15 @@ TEST_F(ToolIo, WhatIsNoFrameIsRefusedByName) {
   writeAll(at("text.tiff"), "no image");
   ASSERT_EQ(mkfifo(at("pipe.tiff").c_str(), 0600), 0);
   for (const std::string name :
-       {"colour.tiff", "double.tiff", "cut.png", "empty.tiff", "text.tiff", "pipe.tiff", "missing.png", "."})
+       {"colour.tiff", "double.tiff", "cut.png", "empty.tiff", "text.tiff", "pipe.tiff", "missing.png", "."}) {
     EXPECT_NE(failureOf([&] { framesOf(at(name)); }).find(name), std::string::npos) << name;
+  }
 }
 
 TEST_F(ToolIo, AFolderGivesItsNumberedPicturesInNaturalOrder) {
-  for (const std::string name : {"f10.png", "f9.TIFF", "truth.tiff", "shifts1.csv", ".f1.png", "f11.tif"})
+  for (const std::string name : {"f10.png", "f9.TIFF", "truth.tiff", "shifts1.csv", ".f1.png", "f11.tif"}) {
     writeAll(at(name), "x");
+  }
   const std::vector<std::string> expected = {at("f9.TIFF"), at("f10.png"), at("f11.tif"), "z.png"};
   EXPECT_EQ(expandFolders({folder.string(), "z.png"}), expected);
   std::filesystem::create_directory(at("none"));
@@ -132,7 +134,9 @@ TEST_F(ToolIo, AnOutputAppearsWholeOrNotAtAll) {
       [&] { OutputFile(at("device"), true); },
       [&] { OutputFile(at("b.txt"), true).keepApartFrom({at("a.txt")}); },
   };
-  for (const auto& work : refused) EXPECT_NE(failureOf(work, ExitCode::outputNotWritten), "");
+  for (const auto& work : refused) {
+    EXPECT_NE(failureOf(work, ExitCode::outputNotWritten), "");
+  }
 }
 
 using ToolIoDeathTest = ToolIo;
@@ -155,7 +159,9 @@ TEST_F(ToolIoDeathTest, ASignalLeavesNoUnfinishedFile) {
 TEST(ToolQuality, KnownValues) {
   cv::Mat_<float> truth(32, 32);
   for (int y = 0; y < 32; ++y)
-    for (int x = 0; x < 32; ++x) truth(y, x) = static_cast<float>(20 + 10 * ((x / 4 + y / 4) % 2));
+    for (int x = 0; x < 32; ++x) {
+      truth(y, x) = static_cast<float>(20 + 10 * ((x / 4 + y / 4) % 2));
+    }
   EXPECT_TRUE(std::isinf(peakSignalToNoise(truth, truth)));
   EXPECT_NEAR(structuralSimilarity(truth, truth), 1, 1e-12);
   const cv::Mat_<float> lifted(truth + 1);

@@ -42,7 +42,9 @@ void openStandardStreams() {
   do {
     descriptor = open("/dev/null", O_RDWR);
   } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
-  if (descriptor >= 0) close(descriptor);
+  if (descriptor >= 0) {
+    close(descriptor);
+  }
 }
 
 int run(int argc, char** argv) {
@@ -59,17 +61,21 @@ int run(int argc, char** argv) {
   try {
     application.parse(argc, argv);
   } catch (const CLI::ParseError& outcome) {
-    if (argc > 1 && outcome.get_exit_code() != 0 && application.get_subcommands().empty())
+    if (argc > 1 && outcome.get_exit_code() != 0 && application.get_subcommands().empty()) {
       return report(ExitCode::usage, argv[1] + std::string(": no such command (see movra-sr --help)"));
-    if (outcome.get_exit_code() != 0)
+    }
+    if (outcome.get_exit_code() != 0) {
       return report(ExitCode::usage, std::string(outcome.what()) + " (see movra-sr --help)");
+    }
     application.exit(outcome);  // --help, --version
     chosen = [] { return ExitCode::done; };
   }
 
   const ExitCode code = chosen();
   std::cout.flush();
-  if (!std::cout) return report(ExitCode::outputNotWritten, "standard output cannot be written");
+  if (!std::cout) {
+    return report(ExitCode::outputNotWritten, "standard output cannot be written");
+  }
   return static_cast<int>(code);
 }
 
@@ -86,8 +92,7 @@ int main(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     return reportShortMemory();
   } catch (const cv::Exception& fault) {
-    return fault.code == cv::Error::StsNoMem ? reportShortMemory()
-                                             : report(ExitCode::internalFault, fault.what());
+    return fault.code == cv::Error::StsNoMem ? reportShortMemory() : report(ExitCode::internalFault, fault.what());
   } catch (const std::exception& fault) {
     return report(ExitCode::internalFault, fault.what());
   } catch (const char* fault) {  // the setters of the engines

@@ -80,9 +80,8 @@ class MOVRA_SUPERRESOLUTION_API BadPixel {
   ///         the histogram is negative so that a sum would be too, or if an argument cannot be used: an empty
   ///         image or one larger than 65535 x 65535, no histogram of one row, maxCount 0, window < 2, or not
   ///         10 columns.
-  static bool performNeighbourSearch(const cv::Mat_<short>& img, cv::Mat_<int>& hist,
-                                     cv::Mat_<unsigned short>& list, short lo, short hi,
-                                     unsigned short maxCount, unsigned short window);
+  static bool performNeighbourSearch(const cv::Mat_<short>& img, cv::Mat_<int>& hist, cv::Mat_<unsigned short>& list,
+                                     short lo, short hi, unsigned short maxCount, unsigned short window);
 
   // Choosing replacements
 
@@ -103,21 +102,19 @@ class MOVRA_SUPERRESOLUTION_API BadPixel {
   ///
   /// @param badPositions  y · width + x of every bad pixel; filled from the list if it is empty.
   /// @return false, with the row as it was, if there is no such row or no direction has a good pixel.
-  static bool calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index,
-                                          cv::Size_<int> size, const Query& query,
-                                          std::set<unsigned int>& badPositions);
+  static bool calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
+                                          const Query& query, std::set<unsigned int>& badPositions);
   /// The same with the bad positions of the list.
-  static bool calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index,
-                                          cv::Size_<int> size, const Query& query);
+  static bool calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
+                                          const Query& query);
   /// The same with the query for a radius; radius 3 uses the fixed neighbourhood instead.
-  static bool calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index,
-                                          cv::Size_<int> size, int radius);
+  static bool calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
+                                          int radius);
 
   /// Chooses replacements for every row with the query for `radius`, also where that is 3.
   ///
   /// @return whether every row has got replacements.
-  static bool calculateReplacePixels(cv::Mat_<unsigned short>& list, cv::Size_<int> size,
-                                     unsigned int radius);
+  static bool calculateReplacePixels(cv::Mat_<unsigned short>& list, cv::Size_<int> size, unsigned int radius);
 
   /// Appends the rows of `newList` to `list` and chooses anew the replacements that became bad by this, as
   /// well as new rows' replacements that were not chosen yet, lie outside the image or are the pixel itself.

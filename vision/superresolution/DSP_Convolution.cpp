@@ -19,8 +19,12 @@ namespace {
 template <typename T>
 T paddedSize(T hrSize, T psfSize) {
   const std::int64_t size = std::int64_t{hrSize} + psfSize - 1;
-  if (hrSize < 0 || psfSize < 0) MOVRA_THROW("The sizes of image and kernel must not be negative.");
-  if (size > std::numeric_limits<T>::max()) MOVRA_THROW("The padded image is too large for the sample type.");
+  if (hrSize < 0 || psfSize < 0) {
+    MOVRA_THROW("The sizes of image and kernel must not be negative.");
+  }
+  if (size > std::numeric_limits<T>::max()) {
+    MOVRA_THROW("The padded image is too large for the sample type.");
+  }
   return static_cast<T>(size);
 }
 
@@ -60,7 +64,9 @@ void correlate3x3(const T* src, T* dst, Index count, Index pitch, const T* kerne
   for (Index i = 0; i < count; ++i) {
     unsigned sum = 0;
     for (int a = 0; a < 3; ++a) {
-      for (int b = 0; b < 3; ++b) sum += static_cast<unsigned>(src[i + b + a * pitch]) * k[3 * a + b];
+      for (int b = 0; b < 3; ++b) {
+        sum += static_cast<unsigned>(src[i + b + a * pitch]) * k[3 * a + b];
+      }
     }
     dst[i] = static_cast<T>(static_cast<T>(sum) >> shift);
   }
@@ -94,7 +100,9 @@ void DSP_Convolution<T>::setFilterScale(T scale) {
 
 template <typename T>
 int DSP_Convolution<T>::validCorrToSparse(T* hr, T* psfX, T* psfY, T* out) {
-  if (filterScale == 0) MOVRA_THROW("The filter scale is 0 or was not set.");
+  if (filterScale == 0) {
+    MOVRA_THROW("The filter scale is 0 or was not set.");
+  }
   // Dividing by -1 is dividing by 1 with the taps' sign changed, also where products wrap around.
   const int sign = filterScale == -1 ? -1 : 1;
   const Divider quotient(filterScale * sign);
@@ -105,15 +113,15 @@ int DSP_Convolution<T>::validCorrToSparse(T* hr, T* psfX, T* psfY, T* out) {
   std::fill_n(columns, elementCount(paddedHeight, grid.width), T{0});
   for (Index y = 0; y < paddedHeight; ++y) {
     for (Index kx = 0; kx < psfWidth; ++kx) {
-      addScaled(hr + y * paddedWidth + kx, grid.columnStride, wrappingProduct(sign, psfX[kx]), quotient,
-                grid.width, columns + y * grid.width);
+      addScaled(hr + y * paddedWidth + kx, grid.columnStride, wrappingProduct(sign, psfX[kx]), quotient, grid.width,
+                columns + y * grid.width);
     }
   }
   std::fill_n(out, elementCount(grid.height, grid.width), T{0});
   for (Index r = 0; r < grid.height; ++r) {
     for (Index ky = 0; ky < psfHeight; ++ky) {
-      addScaled(columns + ky * grid.width + r * grid.rowStep, 1, wrappingProduct(sign, psfY[ky]), quotient,
-                grid.width, out + r * grid.width);
+      addScaled(columns + ky * grid.width + r * grid.rowStep, 1, wrappingProduct(sign, psfY[ky]), quotient, grid.width,
+                out + r * grid.width);
     }
   }
   return 0;
@@ -125,7 +133,9 @@ int DSP_Convolution<T>::fullConvFromSparse(T* image, T* psfX, T* psfY, char* mas
   const Index lw = grid.width;
   const Index lh = grid.height;
   const Index pitch = lw + 4;
-  if (std::max(lw, lh) > std::numeric_limits<int>::max() - 4) MOVRA_THROW("The image is too large.");
+  if (std::max(lw, lh) > std::numeric_limits<int>::max() - 4) {
+    MOVRA_THROW("The image is too large.");
+  }
 
   // The masked frame within a border of two zeros.
   const std::unique_ptr<T[]> padded(new T[static_cast<std::size_t>(elementCount(lh + 4, pitch))]());
@@ -147,8 +157,7 @@ int DSP_Convolution<T>::fullConvFromSparse(T* image, T* psfX, T* psfY, char* mas
       T kernel[9];
       for (Index a = 0; a < 3; ++a) {
         for (Index b = 0; b < 3; ++b) {
-          kernel[3 * a + b] =
-              static_cast<T>(wrappingProduct(psfY[py + 4 - 2 * a], psfX[px + 4 - 2 * b]) / 32768);
+          kernel[3 * a + b] = static_cast<T>(wrappingProduct(psfY[py + 4 - 2 * a], psfX[px + 4 - 2 * b]) / 32768);
         }
       }
       correlate3x3(padded.get(), phase[px], count, pitch, kernel, 15);
@@ -168,8 +177,7 @@ int DSP_Convolution<T>::fullConvFromSparse(T* image, T* psfX, T* psfY, char* mas
 }
 
 template <typename T>
-void DSP_Convolution<T>::ImgConv3x3I16sC16s(const T* src, T* dst, short count, short pitch, const T* kernel,
-                                            T shift) {
+void DSP_Convolution<T>::ImgConv3x3I16sC16s(const T* src, T* dst, short count, short pitch, const T* kernel, T shift) {
   correlate3x3(src, dst, count, pitch, kernel, std::clamp<int>(shift, 0, 31));
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "vision/superresolution/shared/BurstEngine.h"
 #include "vision/superresolution/SrFloatMinimization.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
+#include "vision/superresolution/shared/BurstEngine.h"
 
 namespace movra::vision {
 

@@ -14,8 +14,7 @@ class FactorTwoOperators<char> {
   FactorTwoOperators(int lowWidth, int lowHeight)
       : width(lowWidth), height(lowHeight), rolling(lowWidth, lowHeight, 1) {}
 
-  void fullConvFromSparse(const float* image, const float* psfX, const float* psfY, const char* mask,
-                          float* out) {
+  void fullConvFromSparse(const float* image, const float* psfX, const float* psfY, const char* mask, float* out) {
     for (int b = 0; b < rolling.outputPairs(); ++b) {
       if (b < height) {
         const Index begin = Index{b} * width;

@@ -7,8 +7,8 @@
 
 #include "movra/Exception.h"
 #include "vision/superresolution/detail/base/ErrorFunction.h"
-#include "vision/superresolution/detail/fft/FftBatchKernels.h"
 #include "vision/superresolution/detail/base/TransposeKernels.h"
+#include "vision/superresolution/detail/fft/FftBatchKernels.h"
 #include "vision/superresolution/reference/fftpack.h"
 
 namespace movra::vision {
@@ -45,8 +45,7 @@ void fillGaussKernel(int radius, float sigma, float* kernel) {
   float sum = 0.0f;
   for (int i = 0; i <= radius; ++i) {
     const float centre = static_cast<float>(i);
-    kernel[i] =
-        0.5f * (detail::approximateErf((centre + 0.5f) * q) - detail::approximateErf((centre - 0.5f) * q));
+    kernel[i] = 0.5f * (detail::approximateErf((centre + 0.5f) * q) - detail::approximateErf((centre - 0.5f) * q));
     sum += 2.0f * kernel[i];
   }
   const float scale = 1.0f / (sum - kernel[0]);
@@ -56,8 +55,7 @@ void fillGaussKernel(int radius, float sigma, float* kernel) {
 }
 
 /// out[x] = sum over first <= t <= last of kernel[|t|] * in[x + t * step], for `count` x.
-void convolve(const float* in, ptrdiff_t step, int first, int last, const float* kernel, int count,
-              float* out) {
+void convolve(const float* in, ptrdiff_t step, int first, int last, const float* kernel, int count, float* out) {
   std::fill_n(out, count, 0.0f);
   for (int t = first; t <= last; ++t) {
     const float weight = kernel[std::abs(t)];
@@ -134,8 +132,7 @@ void SrFloatFft2d::forward(float* image, float (*spectrum)[2]) {
     const float* const packed = fftpack::rfftfBatch(width, batch, scratch, rowTable.get(), rowFactors.get());
     // From the second value on, the packed order is that of a row of bins.
     float* const binRows = bins + y * pitch;
-    detail::transposeKernels().transpose(packed + batchWidth, batchWidth, width - 1, rows, binRows + 2,
-                                         pitch);
+    detail::transposeKernels().transpose(packed + batchWidth, batchWidth, width - 1, rows, binRows + 2, pitch);
     for (int row = 0; row < rows; ++row) {
       binRows[row * pitch] = packed[row];
       binRows[row * pitch + 1] = 0.0f;
@@ -147,8 +144,7 @@ void SrFloatFft2d::forward(float* image, float (*spectrum)[2]) {
 
   forEachColumnBatch(width, [&](int k, int columns) {
     kernels.gatherColumns(bins + 2 * k, pitch, height, columns, batch);
-    const float* const result =
-        fftpack::cfftfBatch(height, batch, scratch, columnTable.get(), columnFactors.get());
+    const float* const result = fftpack::cfftfBatch(height, batch, scratch, columnTable.get(), columnFactors.get());
     kernels.scatterColumns(result, height, columns, bins + 2 * k, pitch);
   });
   forEachRealColumn(width, [&](int k) {
@@ -170,8 +166,7 @@ void SrFloatFft2d::backward(float (*spectrum)[2], float* image) {
   // The image first takes the rows in packed order.
   forEachColumnBatch(width, [&](int k, int columns) {
     kernels.gatherColumns(bins + 2 * k, pitch, height, columns, batch);
-    const float* const result =
-        fftpack::cfftbBatch(height, batch, scratch, columnTable.get(), columnFactors.get());
+    const float* const result = fftpack::cfftbBatch(height, batch, scratch, columnTable.get(), columnFactors.get());
     kernels.scatterColumns(result, height, columns, image + 2 * k - 1, width);
   });
   forEachRealColumn(width, [&](int k) {

@@ -1,7 +1,7 @@
 #include "vision/superresolution/SrFloatNeon.h"
 
-#include "vision/superresolution/shared/BurstEngine.inl"
 #include "vision/superresolution/detail/engine/NoReport.h"
+#include "vision/superresolution/shared/BurstEngine.inl"
 
 namespace movra::vision {
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "vision/superresolution/shared/BurstEngine.h"
-#include "vision/superresolution/shared/NoBadPixelHandling.h"
 #include "vision/superresolution/SrFloatNeonMinimization.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
+#include "vision/superresolution/shared/BurstEngine.h"
+#include "vision/superresolution/shared/NoBadPixelHandling.h"
 
 namespace movra::vision {
 
@@ -25,8 +25,7 @@ class MOVRA_SUPERRESOLUTION_API SrFloatNeon
   using SrFloatNeon::BurstEngine::BurstEngine;
 };
 
-extern template class BurstEngine<SrFloatNeonRegistration, SrFloatNeonMinimization, NoBadPixelHandling,
-                                  NoReport>;
+extern template class BurstEngine<SrFloatNeonRegistration, SrFloatNeonMinimization, NoBadPixelHandling, NoReport>;
 extern template class SrFloatNeon<SrFloatNeonRegistration>;
 
 }  // namespace movra::vision

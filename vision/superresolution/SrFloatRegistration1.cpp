@@ -4,8 +4,8 @@
 
 #include "movra/Exception.h"
 #include "vision/superresolution/SrFloatFft2d.h"
-#include "vision/superresolution/detail/registration/PhaseRegistration.h"
 #include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/detail/registration/PhaseRegistration.h"
 #include "vision/superresolution/detail/registration/WholePixelMove.h"
 
 namespace movra::vision {

@@ -36,18 +36,33 @@ ValidRange validRange(float lowest, float highest) {
 DefectCode classify(float value, ValidRange valid) {
   constexpr std::uint32_t infinity = 0x7f800000;
   const std::uint32_t bits = bitsOf(value);
-  if (bits == flag::overRange) return overRange;
-  if (bits == flag::underRange) return underRange;
-  if (isFlag(bits)) return invalid;
-  if ((bits & 0x7fffffff) > infinity) return invalid;  // NaN
-  if (keyOf(value) > valid.highest) return aboveValid;
-  if (keyOf(value) < valid.lowest) return belowValid;
+  if (bits == flag::overRange) {
+    return overRange;
+  }
+  if (bits == flag::underRange) {
+    return underRange;
+  }
+  if (isFlag(bits)) {
+    return invalid;
+  }
+  if ((bits & 0x7fffffff) > infinity) {
+    // NaN
+    return invalid;
+  }
+  if (keyOf(value) > valid.highest) {
+    return aboveValid;
+  }
+  if (keyOf(value) < valid.lowest) {
+    return belowValid;
+  }
   return good;
 }
 
 ValueScan scanValues(const cv::Mat_<float>& img, ValidRange valid) {
   ValueScan scan{valid.highest, valid.lowest, 0};
-  for (int y = 0; y < img.rows; ++y) frameKernels().scanValues(img[y], img.cols, valid, &scan);
+  for (int y = 0; y < img.rows; ++y) {
+    frameKernels().scanValues(img[y], img.cols, valid, &scan);
+  }
   return scan;
 }
 
@@ -56,7 +71,9 @@ cv::Point_<int> firstPlaceOf(std::int32_t key, const cv::Mat_<float>& img) {
   const auto unsignedZero = [](std::int32_t k) { return k == detail::keyOfNegativeZero ? 0 : k; };
   for (int y = 0; y < img.rows; ++y) {
     for (int x = 0; x < img.cols; ++x) {
-      if (unsignedZero(keyOf(img(y, x))) == unsignedZero(key)) return {x, y};
+      if (unsignedZero(keyOf(img(y, x))) == unsignedZero(key)) {
+        return {x, y};
+      }
     }
   }
   return {};
@@ -66,9 +83,13 @@ cv::Point_<int> firstPlaceOf(std::int32_t key, const cv::Mat_<float>& img) {
 // still holds its start.
 float extremeValue(std::int32_t key, std::int32_t start, const cv::Mat_<float>& img, cv::Point_<int>* place) {
   const bool isZero = key == 0 || key == detail::keyOfNegativeZero;
-  if (key == start || (!place && !isZero)) return valueOf(key);
+  if (key == start || (!place && !isZero)) {
+    return valueOf(key);
+  }
   const cv::Point_<int> first = firstPlaceOf(key, img);
-  if (place) *place = first;
+  if (place) {
+    *place = first;
+  }
   return img(first);
 }
 
@@ -90,7 +111,9 @@ void flagBlock(cv::Mat_<float>& hr, float hx, float hy, std::uint32_t flagValue)
   const int lastRow = std::min(row + maskRadius, hr.rows - 1);
   const int lastColumn = std::min(column + maskRadius, hr.cols - 1);
   for (int y = std::max(row - maskRadius, 0); y <= lastRow; ++y) {
-    for (int x = std::max(column - maskRadius, 0); x <= lastColumn; ++x) setBits(hr(y, x), flagValue);
+    for (int x = std::max(column - maskRadius, 0); x <= lastColumn; ++x) {
+      setBits(hr(y, x), flagValue);
+    }
   }
 }
 
@@ -108,8 +131,8 @@ SuperResolutionBadPixelHandling::SuperResolutionBadPixelHandling(unsigned int co
 
 void SuperResolutionBadPixelHandling::setDataIsNUC(bool isNUC) {
   dataIsNUC = isNUC;
-  minValidValue = isNUC ? -32768.0F : -274.0F;
-  maxValidValue = isNUC ? 32767.0F : 5000.0F;
+  minValidValue = isNUC ? -32768.0f : -274.0f;
+  maxValidValue = isNUC ? 32767.0f : 5000.0f;
 }
 
 void SuperResolutionBadPixelHandling::getMinMaxVal(const cv::Mat_<float>& img, float& minVal, float& maxVal,
@@ -129,13 +152,19 @@ bool SuperResolutionBadPixelHandling::getReplacementValue_(const cv::Mat_<float>
     // Unsigned, so that a place left of or above the image is one far outside.
     const unsigned int column = static_cast<unsigned int>(x) + static_cast<unsigned int>(offset.x);
     const unsigned int row = static_cast<unsigned int>(y) + static_cast<unsigned int>(offset.y);
-    if (column >= static_cast<unsigned int>(img.cols) || row >= static_cast<unsigned int>(img.rows)) continue;
+    if (column >= static_cast<unsigned int>(img.cols) || row >= static_cast<unsigned int>(img.rows)) {
+      continue;
+    }
     const float neighbour = img(static_cast<int>(row), static_cast<int>(column));
-    if (classify(neighbour, valid) != good) continue;
+    if (classify(neighbour, valid) != good) {
+      continue;
+    }
     sum += neighbour;
     ++count;
   }
-  if (count > 0) value = sum / static_cast<float>(count);
+  if (count > 0) {
+    value = sum / static_cast<float>(count);
+  }
   const bool onBorder = x == 0 || y == 0 || x == img.cols - 1 || y == img.rows - 1;
   return count == 4 || (count == 3 && onBorder);
 }
@@ -153,7 +182,9 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
     const float maxVal = extremeValue(scan.largest, valid.lowest, frame, nullptr);
     repair = replaceDefects(frame, defectMap, minVal, maxVal);
   }
-  if (frameCount > 0) defectMaps.push_back(std::move(defectMap));
+  if (frameCount > 0) {
+    defectMaps.push_back(std::move(defectMap));
+  }
   if (repair.unreplaceable > maxUnreplaceable) {
     MOVRA_THROW("Too many defect pixels. No processing possible.");
   }
@@ -161,7 +192,9 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
 }
 
 cv::Mat_<unsigned char> SuperResolutionBadPixelHandling::takeSpareMap() {
-  if (defectMaps.empty() || defectMaps.size() < frameCount) return {};
+  if (defectMaps.empty() || defectMaps.size() < frameCount) {
+    return {};
+  }
   cv::Mat_<unsigned char> oldest = std::move(defectMaps.front());
   defectMaps.erase(defectMaps.begin());
   return oldest;
@@ -174,18 +207,26 @@ SuperResolutionBadPixelHandling::Repair SuperResolutionBadPixelHandling::replace
   for (int y = 0; y < frame.rows; ++y) {
     ValueScan row{};
     frameKernels().scanValues(frame[y], frame.cols, valid, &row);
-    if (row.defects == 0) continue;
+    if (row.defects == 0) {
+      continue;
+    }
     for (int x = 0; x < frame.cols; ++x) {
       const DefectCode code = classify(frame(y, x), valid);
-      if (code == good) continue;
+      if (code == good) {
+        continue;
+      }
       defectMap(y, x) = code;
       float value = 0;
       if (!getReplacementValue_(frame, x, y, value)) {
         value = code == overRange || code == aboveValid    ? maxVal
                 : code == underRange || code == belowValid ? minVal
-                                                           : 0.0F;
-        if (code != overRange && code != underRange) repair.result = -2;
-        if (code == invalid) ++repair.unreplaceable;
+                                                           : 0.0f;
+        if (code != overRange && code != underRange) {
+          repair.result = -2;
+        }
+        if (code == invalid) {
+          ++repair.unreplaceable;
+        }
       }
       frame(y, x) = value;
     }
@@ -193,8 +234,7 @@ SuperResolutionBadPixelHandling::Repair SuperResolutionBadPixelHandling::replace
   return repair;
 }
 
-void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& hr,
-                                                   const std::vector<cv::Point_<float>>& shifts) {
+void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& hr, const std::vector<cv::Point_<float>>& shifts) {
   if (shifts.size() != defectMaps.size()) {
     MOVRA_THROW("maskBadPixel(): number of shifts ist not equal to number of defectMaps");
   }
@@ -202,14 +242,22 @@ void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& hr,
   const float endColumn = static_cast<float>(hr.cols) + maskRadius;
   for (std::size_t k = 0; k < defectMaps.size(); ++k) {
     const cv::Mat_<unsigned char>& defectMap = defectMaps[k];
-    if (cv::countNonZero(defectMap) == 0) continue;
+    if (cv::countNonZero(defectMap) == 0) {
+      continue;
+    }
     for (int y = 0; y < defectMap.rows; ++y) {
       const float hy = scale * (static_cast<float>(y) - shifts[k].y);
-      if (!(hy >= 0 && hy < static_cast<float>(hr.rows)) || cv::countNonZero(defectMap.row(y)) == 0) continue;
+      if (!(hy >= 0 && hy < static_cast<float>(hr.rows)) || cv::countNonZero(defectMap.row(y)) == 0) {
+        continue;
+      }
       for (int x = 0; x < defectMap.cols; ++x) {
-        if (defectMap(y, x) == good) continue;
+        if (defectMap(y, x) == good) {
+          continue;
+        }
         const float hx = scale * (static_cast<float>(x) - shifts[k].x);
-        if (hx >= 0 && hx < endColumn) flagBlock(hr, hx, hy, flagOf(defectMap(y, x)));
+        if (hx >= 0 && hx < endColumn) {
+          flagBlock(hr, hx, hy, flagOf(defectMap(y, x)));
+        }
       }
     }
   }
@@ -218,11 +266,17 @@ void SuperResolutionBadPixelHandling::maskBadPixel(cv::Mat_<float>& hr,
 void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& hr,
                                                          const std::vector<cv::Point_<float>>& shifts,
                                                          const std::vector<cv::Mat_<float>>& frames) {
-  if (defectMaps.empty()) MOVRA_THROW("bad pixel masks not initalized");
+  if (defectMaps.empty()) {
+    MOVRA_THROW("bad pixel masks not initalized");
+  }
   for (int y = 0; y < hr.rows; ++y) {
-    if (frameKernels().countMasked(hr[y], hr.cols) == 0) continue;
+    if (frameKernels().countMasked(hr[y], hr.cols) == 0) {
+      continue;
+    }
     for (int x = 0; x < hr.cols; ++x) {
-      if (isMask(bitsOf(hr(y, x)))) replaceFromFrames(hr(y, x), x, y, shifts, frames);
+      if (isMask(bitsOf(hr(y, x)))) {
+        replaceFromFrames(hr(y, x), x, y, shifts, frames);
+      }
     }
   }
 }
@@ -234,18 +288,24 @@ void SuperResolutionBadPixelHandling::replaceFromFrames(float& value, int x, int
   float sum = 0;
   int count = 0;
   for (std::size_t k = 0; k < complete; ++k) {
-    const float lx = shifts[k].x + 0.5F * static_cast<float>(x);
-    const float ly = shifts[k].y + 0.5F * static_cast<float>(y);
+    const float lx = shifts[k].x + 0.5f * static_cast<float>(x);
+    const float ly = shifts[k].y + 0.5f * static_cast<float>(y);
     const int rows = std::min({defectMaps[0].rows, defectMaps[k].rows, frames[k].rows});
     const int columns = std::min({defectMaps[0].cols, defectMaps[k].cols, frames[k].cols});
-    if (!truncatesInto(lx, columns) || !truncatesInto(ly, rows)) continue;
+    if (!truncatesInto(lx, columns) || !truncatesInto(ly, rows)) {
+      continue;
+    }
     const int column = static_cast<int>(lx);
     const int row = static_cast<int>(ly);
-    if (defectMaps[k](row, column) != good) continue;
+    if (defectMaps[k](row, column) != good) {
+      continue;
+    }
     sum += frames[k](row, column);
     ++count;
   }
-  if (count > 0) value = sum / static_cast<float>(count);
+  if (count > 0) {
+    value = sum / static_cast<float>(count);
+  }
 }
 
 void SuperResolutionBadPixelHandling::colorBadPixel(const cv::Mat_<float>& img,
@@ -255,8 +315,12 @@ void SuperResolutionBadPixelHandling::colorBadPixel(const cv::Mat_<float>& img,
   for (int y = 0; y < rows; ++y) {
     for (int x = 0; x < columns; ++x) {
       const std::uint32_t bits = bitsOf(img(y, x));
-      if (bits == flag::overRange) colour(y, x) = {0, 0, 255};
-      if (bits == flag::underRange) colour(y, x) = {255, 0, 0};
+      if (bits == flag::overRange) {
+        colour(y, x) = {0, 0, 255};
+      }
+      if (bits == flag::underRange) {
+        colour(y, x) = {255, 0, 0};
+      }
     }
   }
 }

@@ -98,8 +98,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   cv::Mat_<unsigned char> takeSpareMap();
 
   // Repairs the frame and writes the codes of its defective pixels into the map, which holds zeros.
-  Repair replaceDefects(cv::Mat_<float>& frame, cv::Mat_<unsigned char>& defectMap, float minVal,
-                        float maxVal) const;
+  Repair replaceDefects(cv::Mat_<float>& frame, cv::Mat_<unsigned char>& defectMap, float minVal, float maxVal) const;
 
   // Sets a high-resolution pixel to the mean of the good low-resolution pixels on it, if there are any.
   void replaceFromFrames(float& value, int x, int y, const std::vector<cv::Point_<float>>& shifts,

@@ -24,7 +24,7 @@ namespace {
 using Engine = movra::vision::SrFloat<movra::vision::SrFloatRegistration2>;
 
 constexpr int windowSize = 5;
-constexpr float upscaling = 2.0F;
+constexpr float upscaling = 2.0f;
 constexpr int logWriteMode = 2;
 
 /// One slot of the registry; free while it has no engine.
@@ -76,15 +76,17 @@ std::size_t takeFreeSlot() {
   const auto isFree = [](const SuperResolution_CtxData& slot) { return slot.engine == nullptr; };
   const auto found = std::find_if(SuperResolution_Contexts.begin(), SuperResolution_Contexts.end(), isFree);
   const auto index = static_cast<std::size_t>(found - SuperResolution_Contexts.begin());
-  if (found == SuperResolution_Contexts.end()) SuperResolution_Contexts.emplace_back();
+  if (found == SuperResolution_Contexts.end()) {
+    SuperResolution_Contexts.emplace_back();
+  }
   return index;
 }
 
 void configure(Engine& engine) {
   engine.setReferenceIndex(3);
-  engine.setWeightTV(400.0F);
-  engine.setRegError(0.0001F);
-  engine.setRelativeResidue(0.007F);
+  engine.setWeightTV(400.0f);
+  engine.setRegError(0.0001f);
+  engine.setRelativeResidue(0.007f);
 }
 
 float reconstruct(SuperResolution_CtxData& slot) {
@@ -103,19 +105,27 @@ bool hasStructure(const cv::Mat_<float>& frame, const Engine& engine) {
 int addFrame(SuperResolution_CtxData& slot, const float* image) {
   // The header of a matrix cannot be had without taking constness away; nobody writes through it.
   const cv::Mat_<float> frame(slot.height, slot.width, const_cast<float*>(image));
-  if (slot.imageLog.isOpen()) slot.imageLog.write(frame, "");
+  if (slot.imageLog.isOpen()) {
+    slot.imageLog.write(frame, "");
+  }
 
   int status = SUPERRESOLUTION_SUCCESS;
-  if (!hasStructure(frame, *slot.engine))
+  if (!hasStructure(frame, *slot.engine)) {
     status = fail("  image has not enough structure", SUPERRESOLUTION_NOT_ENOUGH_STRUCTURE);
+  }
 
   const bool fallbackUsed = slot.engine->addFrame(image) == SUPERRESOLUTION_FALLBACK_USED;
-  if (slot.numImages < std::numeric_limits<int>::max()) ++slot.numImages;
+  if (slot.numImages < std::numeric_limits<int>::max()) {
+    ++slot.numImages;
+  }
   // Other outcomes (no registration, too large a displacement) are not passed on; the image tells.
-  const float outcome = slot.numImages < windowSize ? 0.0F : reconstruct(slot);
-  if (outcome == Engine::tooManyMaskedPixels) return SUPERRESOLUTION_TOO_MANY_MASKED_PIXELS;
-  if (outcome == static_cast<float>(SUPERRESOLUTION_FALLBACK_USED) || fallbackUsed)
+  const float outcome = slot.numImages < windowSize ? 0.0f : reconstruct(slot);
+  if (outcome == Engine::tooManyMaskedPixels) {
+    return SUPERRESOLUTION_TOO_MANY_MASKED_PIXELS;
+  }
+  if (outcome == static_cast<float>(SUPERRESOLUTION_FALLBACK_USED) || fallbackUsed) {
     return SUPERRESOLUTION_FALLBACK_USED;
+  }
   return status;
 }
 
@@ -128,16 +138,18 @@ struct CameraModel {
 
 // In the order in which keys are searched.
 constexpr CameraModel cameraModels[] = {
-    {"m01", "cam1", 0.81F, 0.81F}, {"m02", "cam2", 0.01F, 0.01F}, {"m03", "cam3", 0.01F, 0.01F},
-    {"m04", "cam4", 0.01F, 0.01F}, {"m05", "cam5", 0.01F, 0.01F}, {"m06", "cam6", 0.625F, 0.625F},
-    {"m07", "cam7", 0.65F, 0.35F}, {"m08", "cam8", 0.34F, 0.34F},
+    {"m01", "cam1", 0.81f, 0.81f}, {"m02", "cam2", 0.01f, 0.01f}, {"m03", "cam3", 0.01f, 0.01f},
+    {"m04", "cam4", 0.01f, 0.01f}, {"m05", "cam5", 0.01f, 0.01f}, {"m06", "cam6", 0.625f, 0.625f},
+    {"m07", "cam7", 0.65f, 0.35f}, {"m08", "cam8", 0.34f, 0.34f},
 };
 constexpr int widestNormalLens = 22;
-constexpr float sigmaOfUnknownCamera = 0.683F;
+constexpr float sigmaOfUnknownCamera = 0.683f;
 
 float psfSigma(const std::string& camera, int lens) {
   for (const CameraModel& model : cameraModels)
-    if (camera == model.name) return lens > widestNormalLens ? model.sigmaOfWideLens : model.sigma;
+    if (camera == model.name) {
+      return lens > widestNormalLens ? model.sigmaOfWideLens : model.sigma;
+    }
   return sigmaOfUnknownCamera;
 }
 
@@ -145,7 +157,9 @@ float psfSigma(const std::string& camera, int lens) {
 
 int SuperResolution_init(int width, int height) {
   // Earlier releases took the path of a log file from here; it is still read, for nothing.
-  if (const char* logFile = std::getenv("SRLIB_LOG_FILE")) const std::string ignored(logFile);
+  if (const char* logFile = std::getenv("SRLIB_LOG_FILE")) {
+    const std::string ignored(logFile);
+  }
 
   const std::size_t index = takeFreeSlot();
   try {
@@ -153,7 +167,7 @@ int SuperResolution_init(int width, int height) {
     auto engine = std::make_unique<Engine>(width, height, windowSize, upscaling);
     configure(*engine);
     cv::Mat_<float> result(movra::vision::detail::scaledSize(height, upscaling),
-                           movra::vision::detail::scaledSize(width, upscaling), 0.0F);
+                           movra::vision::detail::scaledSize(width, upscaling), 0.0f);
 
     SuperResolution_CtxData& slot = SuperResolution_Contexts[index];
     slot.engine = std::move(engine);
@@ -168,13 +182,17 @@ int SuperResolution_init(int width, int height) {
 }
 
 int SuperResolution_release(int context) {
-  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  if (!SuperResolution_isContextValid(context)) {
+    return failInvalidContext();
+  }
   SuperResolution_CtxData& slot = slotOf(context);
   slot.engine.reset();
   slot.result.release();
   slot.width = 0;
   slot.height = 0;
-  if (slot.imageLog.isOpen()) slot.imageLog.close();
+  if (slot.imageLog.isOpen()) {
+    slot.imageLog.close();
+  }
   return SUPERRESOLUTION_SUCCESS;
 }
 
@@ -184,15 +202,23 @@ bool SuperResolution_isContextValid(int context) {
 }
 
 int SuperResolution_addImage(int context, const float* image) {
-  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  if (!SuperResolution_isContextValid(context)) {
+    return failInvalidContext();
+  }
   SuperResolution_CtxData& slot = slotOf(context);
-  if (slot.width == 0 || slot.height == 0) return fail("Size of expected Ir images unknown");
-  if (image == nullptr) return fail("ir image data pointer is NULL");
+  if (slot.width == 0 || slot.height == 0) {
+    return fail("Size of expected Ir images unknown");
+  }
+  if (image == nullptr) {
+    return fail("ir image data pointer is NULL");
+  }
   return guarded([&] { return addFrame(slot, image); });
 }
 
 int SuperResolution_queryOutputImageSize(int context, int* width, int* height) {
-  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  if (!SuperResolution_isContextValid(context)) {
+    return failInvalidContext();
+  }
   SuperResolution_CtxData& slot = slotOf(context);
   int code = SUPERRESOLUTION_SUCCESS;
   if (slot.numImages < windowSize) {
@@ -202,25 +228,38 @@ int SuperResolution_queryOutputImageSize(int context, int* width, int* height) {
       return SUPERRESOLUTION_NOT_ENOUGH_IMAGES;
     });
   }
-  if (width != nullptr) *width = slot.result.cols;
-  if (height != nullptr) *height = slot.result.rows;
+  if (width != nullptr) {
+    *width = slot.result.cols;
+  }
+  if (height != nullptr) {
+    *height = slot.result.rows;
+  }
   return code;
 }
 
 int SuperResolution_getSuperresolutionImage(int context, float* image) {
-  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  if (!SuperResolution_isContextValid(context)) {
+    return failInvalidContext();
+  }
   const SuperResolution_CtxData& slot = slotOf(context);
   int code = SUPERRESOLUTION_SUCCESS;
-  if (image == nullptr) code = fail("Ir mosaic data pointer is NULL.");
-  if (slot.numImages < windowSize)
+  if (image == nullptr) {
+    code = fail("Ir mosaic data pointer is NULL.");
+  }
+  if (slot.numImages < windowSize) {
     code = fail("Not enough input images (<5)", SUPERRESOLUTION_NOT_ENOUGH_IMAGES);
-  if (image == nullptr || slot.result.empty()) return fail("Memcpy called on nullptr!!!!");
+  }
+  if (image == nullptr || slot.result.empty()) {
+    return fail("Memcpy called on nullptr!!!!");
+  }
   std::memcpy(image, slot.result.ptr<float>(), slot.result.total() * sizeof(float));
   return code;
 }
 
 int SuperResolution_setReferenceFrame(int context, int index) {
-  if (!SuperResolution_isContextValid(context)) return failInvalidContext();
+  if (!SuperResolution_isContextValid(context)) {
+    return failInvalidContext();
+  }
   slotOf(context).engine->setReferenceIndex(index);
   return SUPERRESOLUTION_SUCCESS;
 }
@@ -229,12 +268,16 @@ bool SuperResolution_getCameraAndLensType(const std::string& description, std::s
   const auto contains = [&](const char* text) { return description.find(text) != std::string::npos; };
   const auto model = std::find_if(std::begin(cameraModels), std::end(cameraModels),
                                   [&](const CameraModel& candidate) { return contains(candidate.key); });
-  if (model == std::end(cameraModels)) return false;
+  if (model == std::end(cameraModels)) {
+    return false;
+  }
   camera = model->name;
 
   const std::string label = "FOV";
   const std::size_t position = description.find(label);
-  if (position == std::string::npos) return false;
+  if (position == std::string::npos) {
+    return false;
+  }
   lens = -1;
   std::istringstream rest(description.substr(position + label.size()));
   rest.imbue(std::locale::classic());  // the host's locale has no say in what a number is
@@ -243,18 +286,23 @@ bool SuperResolution_getCameraAndLensType(const std::string& description, std::s
 }
 
 int SuperResolution_setCameraAndLensType(int context, const char* description) {
-  if (description == nullptr) throw std::logic_error("camera and lens description is NULL");
+  if (description == nullptr) {
+    throw std::logic_error("camera and lens description is NULL");
+  }
   std::string camera;
   int lens = 0;
   const bool recognised = SuperResolution_getCameraAndLensType(description, camera, lens);
   const float sigma = recognised ? psfSigma(camera, lens) : sigmaOfUnknownCamera;
-  if (SuperResolution_isContextValid(context)) slotOf(context).engine->setPsfSigma(sigma);
+  if (SuperResolution_isContextValid(context)) {
+    slotOf(context).engine->setPsfSigma(sigma);
+  }
   return SUPERRESOLUTION_SUCCESS;
 }
 
 int SuperResolution_getErrorMessage(char* buffer, int length) {
-  if (buffer != nullptr && length > 0)
+  if (buffer != nullptr && length > 0) {
     std::strncpy(buffer, SuperResolution_LastError.c_str(), static_cast<std::size_t>(length));
+  }
   return SUPERRESOLUTION_SUCCESS;
 }
 

@@ -186,8 +186,8 @@ MOVRA_SUPERRESOLUTION_API int SuperResolution_setLogFile(const char* path);
 ///               else, -1 if there is nothing, the nearest int if the number is too large. Unchanged without a key or
 ///               without "FOV".
 /// @return whether camera and "FOV" were found and lens is not -1
-MOVRA_SUPERRESOLUTION_API bool SuperResolution_getCameraAndLensType(const std::string& description,
-                                                                    std::string& camera, int& lens);
+MOVRA_SUPERRESOLUTION_API bool SuperResolution_getCameraAndLensType(const std::string& description, std::string& camera,
+                                                                    int& lens);
 
 namespace movra::vision {
 using ::SuperResolution_addImage;

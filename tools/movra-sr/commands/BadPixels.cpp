@@ -50,16 +50,18 @@ struct RawImage {
 
 RawImage rawImage(const Frame& image) {
   const auto fail = [&](const std::string& reason) {
-    throw Failure(ExitCode::badInput,
-                  image.name + ": " + reason + "; give raw 16-bit frames, before any correction");
+    throw Failure(ExitCode::badInput, image.name + ": " + reason + "; give raw 16-bit frames, before any correction");
   };
-  if (std::any_of(image.pixels.begin(), image.pixels.end(), [](float v) { return !(v == std::floor(v)); }))
+  if (std::any_of(image.pixels.begin(), image.pixels.end(), [](float v) { return !(v == std::floor(v)); })) {
     fail("its values are not whole numbers");
+  }
   double low = 0;
   double high = 0;
   cv::minMaxLoc(image.pixels, &low, &high);
   RawImage raw{{}, low < 0 ? 0 : 32768};
-  if (low < raw.smallest() || high > raw.largest()) fail("its values span more than 16 bits");
+  if (low < raw.smallest() || high > raw.largest()) {
+    fail("its values span more than 16 bits");
+  }
   image.pixels.convertTo(raw.values, CV_16S, 1, -raw.shift);
   return raw;
 }
@@ -67,10 +69,10 @@ RawImage rawImage(const Frame& image) {
 /// A bound in counts as a value of the raw image.
 short bound(const std::optional<int>& count, int otherwise, const RawImage& raw, const char* option) {
   const int value = count.value_or(otherwise);
-  if (value < raw.smallest() || value > raw.largest())
-    throw Failure(ExitCode::usage, std::string(option) + " " + std::to_string(value) +
-                                       " lies outside the frames' " + std::to_string(raw.smallest()) +
-                                       " .. " + std::to_string(raw.largest()));
+  if (value < raw.smallest() || value > raw.largest()) {
+    throw Failure(ExitCode::usage, std::string(option) + " " + std::to_string(value) + " lies outside the frames' " +
+                                       std::to_string(raw.smallest()) + " .. " + std::to_string(raw.largest()));
+  }
   return static_cast<short>(value - raw.shift);
 }
 
@@ -79,27 +81,30 @@ List findBadPixels(const Frame& image, const BadPixelsOptions& options) {
   const short low = bound(options.low, raw.smallest(), raw, "--low");
   const short high = bound(options.high, raw.largest(), raw, "--high");
   cv::Mat_<int> histogram;
-  if (!BadPixel::buildValueHistogram(raw.values, histogram, low, high))
+  if (!BadPixel::buildValueHistogram(raw.values, histogram, low, high)) {
     throw Failure(ExitCode::usage, "--low must be smaller than --high");
-  const int capacity =
-      std::max(100, static_cast<int>(largestShare * static_cast<double>(raw.values.total())));
+  }
+  const int capacity = std::max(100, static_cast<int>(largestShare * static_cast<double>(raw.values.total())));
   List found(capacity, listColumns);
-  if (!BadPixel::performNeighbourSearch(raw.values, histogram, found, low, high, options.maxCount,
-                                        options.window))
-    throw Failure(ExitCode::degraded,
-                  image.name + ": " + std::to_string(capacity) +
-                      " pixels or more stand out, too many for defects; check --low and --high, "
-                      "or give a smaller --max-count or a larger --window");
+  if (!BadPixel::performNeighbourSearch(raw.values, histogram, found, low, high, options.maxCount, options.window)) {
+    throw Failure(ExitCode::degraded, image.name + ": " + std::to_string(capacity) +
+                                          " pixels or more stand out, too many for defects; check --low and --high, "
+                                          "or give a smaller --max-count or a larger --window");
+  }
   return found;
 }
 
 /// Adds what is not yet in the list.
 void addTo(List& list, const List& found, cv::Size size, unsigned int radius) {
   std::set<std::pair<int, int>> listed;
-  for (int row = 0; row < list.rows; ++row) listed.emplace(list(row, 0), list(row, 1));
+  for (int row = 0; row < list.rows; ++row) {
+    listed.emplace(list(row, 0), list(row, 1));
+  }
   List fresh(0, listColumns);
   for (int row = 0; row < found.rows; ++row)
-    if (listed.count({found(row, 0), found(row, 1)}) == 0) fresh.push_back(found.row(row));
+    if (listed.count({found(row, 0), found(row, 1)}) == 0) {
+      fresh.push_back(found.row(row));
+    }
   BadPixel::appendBadPixel(fresh, list, size, radius);
 }
 
@@ -107,8 +112,12 @@ void addTo(List& list, const List& found, cv::Size size, unsigned int radius) {
 int markUnreplaced(List& list, cv::Size size) {
   int unreplaced = 0;
   for (int row = 0; row < list.rows; ++row) {
-    if (list(row, 2) != size.width || list(row, 3) != size.height) continue;
-    for (int column = 2; column < listColumns; ++column) list(row, column) = list(row, 2 + column % 2);
+    if (list(row, 2) != size.width || list(row, 3) != size.height) {
+      continue;
+    }
+    for (int column = 2; column < listColumns; ++column) {
+      list(row, column) = list(row, 2 + column % 2);
+    }
     ++unreplaced;
   }
   return unreplaced;
@@ -124,13 +133,16 @@ ExitCode listBadPixels(const BadPixelsOptions& options) {
   const std::vector<std::string> inputs = expandFolders(options.inputs);
   const auto newFile = [&](const std::string& name) {
     auto file = name.empty() ? nullptr : std::make_unique<OutputFile>(name, options.replace);
-    if (file) file->keepApartFrom(inputs);
+    if (file) {
+      file->keepApartFrom(inputs);
+    }
     return file;
   };
   const auto csv = newFile(options.output);
   const auto pictureFile = newFile(options.picture);
-  if (csv && pictureFile && csv->temporaryPath() == pictureFile->temporaryPath())
+  if (csv && pictureFile && csv->temporaryPath() == pictureFile->temporaryPath()) {
     throw Failure(ExitCode::usage, "list and picture cannot both be " + options.output + "; give two names");
+  }
 
   Frame first;
   List list(0, listColumns);
@@ -138,11 +150,13 @@ ExitCode listBadPixels(const BadPixelsOptions& options) {
   for (const std::string& file : inputs) {
     readFrames(file, {}, [&](Frame&& image) {
       ++images;
-      if (first.pixels.empty()) first = image;
-      if (image.pixels.size() != first.pixels.size())
-        throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(image.pixels.size()) + " but " +
-                                              first.name + " is " + sizeText(first.pixels.size()) +
-                                              "; give frames of one camera");
+      if (first.pixels.empty()) {
+        first = image;
+      }
+      if (image.pixels.size() != first.pixels.size()) {
+        throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(image.pixels.size()) + " but " + first.name +
+                                              " is " + sizeText(first.pixels.size()) + "; give frames of one camera");
+      }
       addTo(list, findBadPixels(image, options), first.pixels.size(), options.radius);
     });
   }
@@ -150,18 +164,34 @@ ExitCode listBadPixels(const BadPixelsOptions& options) {
   const int unreplaced = markUnreplaced(list, size);
 
   const std::string text = badPixelsAsCsv(list, size);
-  if (pictureFile) writePng(*pictureFile, drawPicture(first, list));
-  if (csv) csv->write(text);
-  if (csv) csv->commit();
-  if (pictureFile) pictureFile->commit();
+  if (pictureFile) {
+    writePng(*pictureFile, drawPicture(first, list));
+  }
+  if (csv) {
+    csv->write(text);
+  }
+  if (csv) {
+    csv->commit();
+  }
+  if (pictureFile) {
+    pictureFile->commit();
+  }
 
   std::ostream& words = csv ? std::cout : std::cerr;
-  if (!csv) std::cout << text;
+  if (!csv) {
+    std::cout << text;
+  }
   words << "bad pixels: " << list.rows << " in " << images << (images == 1 ? " frame of " : " frames of ")
         << sizeText(size) << '\n';
-  if (csv) words << "list: " << options.output << '\n';
-  if (pictureFile) words << "picture: " << options.picture << '\n';
-  if (unreplaced == 0) return ExitCode::done;
+  if (csv) {
+    words << "list: " << options.output << '\n';
+  }
+  if (pictureFile) {
+    words << "picture: " << options.picture << '\n';
+  }
+  if (unreplaced == 0) {
+    return ExitCode::done;
+  }
   std::cerr << "movra-sr: " << unreplaced << " of them have no good pixel around; give a larger --radius\n";
   return ExitCode::degraded;
 }
@@ -172,18 +202,13 @@ void addBadPixels(CLI::App& application, Action& chosen) {
   auto options = std::make_shared<BadPixelsOptions>();
   CLI::App* command = application.add_subcommand(
       "bad-pixels", "List the defective pixels of a sensor, with replacements, from raw 16-bit frames");
-  command
-      ->add_option("IMAGE", options->inputs,
-                   "Raw frames of one sensor, best of an even scene; folders likewise")
+  command->add_option("IMAGE", options->inputs, "Raw frames of one sensor, best of an even scene; folders likewise")
       ->required();
-  command->add_option("--low", options->low,
-                      "Values up to this are defects [the smallest that 16 bits hold]");
-  command->add_option("--high", options->high,
-                      "Values from this on are defects [the largest that 16 bits hold]");
+  command->add_option("--low", options->low, "Values up to this are defects [the smallest that 16 bits hold]");
+  command->add_option("--high", options->high, "Values from this on are defects [the largest that 16 bits hold]");
   command
-      ->add_option(
-          "--max-count", options->maxCount,
-          "A value is rare, and its pixels defects, when fewer pixels than this have values around it")
+      ->add_option("--max-count", options->maxCount,
+                   "A value is rare, and its pixels defects, when fewer pixels than this have values around it")
       ->check(CLI::Range(1, 65535))
       ->capture_default_str();
   command->add_option("--window", options->window, "How many values below, above and around it are looked at")

@@ -21,15 +21,14 @@ constexpr int smallestSide = 11;  // the window of the structural similarity
 
 cv::Mat_<float> withoutBorder(const Frame& image, int border) {
   const cv::Mat_<float>& pixels = image.pixels;
-  if (std::min(pixels.cols, pixels.rows) < 2 * border + smallestSide)
-    throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(pixels.size()) +
-                                          ", too small for a border of " + std::to_string(border) +
-                                          " pixels; give a smaller --border");
-  cv::Mat_<float> inner =
-      pixels(cv::Rect(border, border, pixels.cols - 2 * border, pixels.rows - 2 * border));
-  if (!cv::checkRange(inner))
-    throw Failure(ExitCode::badInput,
-                  image.name + ": has pixels that are not finite numbers; repair or crop them");
+  if (std::min(pixels.cols, pixels.rows) < 2 * border + smallestSide) {
+    throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(pixels.size()) + ", too small for a border of " +
+                                          std::to_string(border) + " pixels; give a smaller --border");
+  }
+  cv::Mat_<float> inner = pixels(cv::Rect(border, border, pixels.cols - 2 * border, pixels.rows - 2 * border));
+  if (!cv::checkRange(inner)) {
+    throw Failure(ExitCode::badInput, image.name + ": has pixels that are not finite numbers; repair or crop them");
+  }
   return inner.clone();
 }
 
@@ -37,31 +36,32 @@ ExitCode compare(const CompareOptions& options) {
   Frame image = readImage(options.image);
   const Frame truth = readImage(options.truth);
   const bool enlarge = image.pixels.size() * 2 == truth.pixels.size();
-  if (enlarge) image.pixels = enlargeBicubically(image.pixels);
-  if (image.pixels.size() != truth.pixels.size())
-    throw Failure(ExitCode::badInput, image.name + " is " + sizeText(image.pixels.size()) + " but " +
-                                          truth.name + " is " + sizeText(truth.pixels.size()) +
+  if (enlarge) {
+    image.pixels = enlargeBicubically(image.pixels);
+  }
+  if (image.pixels.size() != truth.pixels.size()) {
+    throw Failure(ExitCode::badInput, image.name + " is " + sizeText(image.pixels.size()) + " but " + truth.name +
+                                          " is " + sizeText(truth.pixels.size()) +
                                           "; compare images of one size, or a frame with "
                                           "an image of twice its size");
+  }
 
   const cv::Mat_<float> a = withoutBorder(image, options.border);
   const cv::Mat_<float> b = withoutBorder(truth, options.border);
   double low = 0;
   double high = 0;
   cv::minMaxLoc(b, &low, &high);
-  if (low == high)
-    throw Failure(ExitCode::badInput,
-                  truth.name + ": all pixels are equal, which leaves nothing to compare with");
+  if (low == high) {
+    throw Failure(ExitCode::badInput, truth.name + ": all pixels are equal, which leaves nothing to compare with");
+  }
 
   char line[160];
-  std::cout << image.name << (enlarge ? ", enlarged twice (bicubic, a = -0.75)," : "") << " against "
-            << truth.name << '\n';
-  std::snprintf(line, sizeof line, "PSNR: %.2f dB\nSSIM: %.4f\n", peakSignalToNoise(a, b),
-                structuralSimilarity(a, b));
+  std::cout << image.name << (enlarge ? ", enlarged twice (bicubic, a = -0.75)," : "") << " against " << truth.name
+            << '\n';
+  std::snprintf(line, sizeof line, "PSNR: %.2f dB\nSSIM: %.4f\n", peakSignalToNoise(a, b), structuralSimilarity(a, b));
   std::cout << line;
-  std::snprintf(line, sizeof line,
-                "data range: %g (that of the second image), border of %d pixels left out\n", high - low,
-                options.border);
+  std::snprintf(line, sizeof line, "data range: %g (that of the second image), border of %d pixels left out\n",
+                high - low, options.border);
   std::cout << line;
   return ExitCode::done;
 }
@@ -71,8 +71,7 @@ ExitCode compare(const CompareOptions& options) {
 void addCompare(CLI::App& application, Action& chosen) {
   auto options = std::make_shared<CompareOptions>();
   CLI::App* command = application.add_subcommand(
-      "compare",
-      "Print PSNR and SSIM of an image against a truth; an image of half the size is enlarged bicubically");
+      "compare", "Print PSNR and SSIM of an image against a truth; an image of half the size is enlarged bicubically");
   command->add_option("IMAGE", options->image, "Image to judge")->required();
   command->add_option("TRUTH", options->truth, "Image to judge it by")->required();
   command

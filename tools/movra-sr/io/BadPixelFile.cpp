@@ -23,7 +23,9 @@ constexpr std::size_t listFields = 10;
 
 std::string joined(const Fields& fields) {
   std::string line;
-  for (const std::string& field : fields) line += (line.empty() ? "" : ",") + field;
+  for (const std::string& field : fields) {
+    line += (line.empty() ? "" : ",") + field;
+  }
   return line;
 }
 
@@ -46,24 +48,32 @@ Fields fieldsOf(std::string_view line) {
 class Reader {
  public:
   explicit Reader(const std::string& name) : file(name), stream(name) {
-    if (!stream) fail("cannot be read; check the name and the permissions");
+    if (!stream) {
+      fail("cannot be read; check the name and the permissions");
+    }
   }
 
   /// The fields of the next line that is not blank; false at the end of the file.
   bool next(Fields& fields) {
     for (std::string line; std::getline(stream, line);) {
       ++number;
-      if (number == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);  // a spreadsheet's mark
+      if (number == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) {
+        // a spreadsheet's mark
+        line.erase(0, 3);
+      }
       fields = fieldsOf(line);
-      if (fields != Fields{""}) return true;
+      if (fields != Fields{""}) {
+        return true;
+      }
     }
-    if (stream.bad()) fail("cannot be read; check that it is a file");
+    if (stream.bad()) {
+      fail("cannot be read; check that it is a file");
+    }
     return false;
   }
 
   [[noreturn]] void fail(const std::string& reason) const {
-    throw Failure(ExitCode::badInput,
-                  file + (number == 0 ? "" : ", line " + std::to_string(number)) + ": " + reason);
+    throw Failure(ExitCode::badInput, file + (number == 0 ? "" : ", line " + std::to_string(number)) + ": " + reason);
   }
 
  private:
@@ -77,8 +87,9 @@ std::vector<unsigned short> numbersOf(const Fields& fields, const Reader& reader
   for (const std::string& field : fields) {
     unsigned short number = 0;
     const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), number);
-    if (error != std::errc() || end != field.data() + field.size())
+    if (error != std::errc() || end != field.data() + field.size()) {
       reader.fail("\"" + field + "\" is not a whole number from 0 to 65535");
+    }
     numbers.push_back(number);
   }
   return numbers;
@@ -90,24 +101,25 @@ BadPixelFile readBadPixels(const std::string& file) {
   Reader reader(file);
   Fields names;
   const bool hasHeader = reader.next(names);
-  const bool known =
-      names.size() == positionFields || names.size() == listFields || names.size() == header.size();
-  if (!hasHeader || !known || !std::equal(names.begin(), names.end(), header.begin()))
+  const bool known = names.size() == positionFields || names.size() == listFields || names.size() == header.size();
+  if (!hasHeader || !known || !std::equal(names.begin(), names.end(), header.begin())) {
     reader.fail("is no bad-pixel list; its first line is " + joined(header));
+  }
 
   BadPixelFile result{cv::Mat_<unsigned short>(0, static_cast<int>(listFields)), {}, file};
   for (Fields fields; reader.next(fields);) {
-    if (fields.size() != names.size())
-      reader.fail("has " + std::to_string(fields.size()) + " fields instead of " +
-                  std::to_string(names.size()));
+    if (fields.size() != names.size()) {
+      reader.fail("has " + std::to_string(fields.size()) + " fields instead of " + std::to_string(names.size()));
+    }
     std::vector<unsigned short> numbers = numbersOf(fields, reader);
     numbers.resize(header.size());
     const cv::Size frameSize(numbers[listFields], numbers[listFields + 1]);
-    if (result.list.rows > 0 && frameSize != result.frameSize)
-      reader.fail("is for frames of " + sizeText(frameSize) + ", the lines before for " +
-                  sizeText(result.frameSize));
-    if (names.size() == header.size() && !cv::Point(numbers[0], numbers[1]).inside({{}, frameSize}))
+    if (result.list.rows > 0 && frameSize != result.frameSize) {
+      reader.fail("is for frames of " + sizeText(frameSize) + ", the lines before for " + sizeText(result.frameSize));
+    }
+    if (names.size() == header.size() && !cv::Point(numbers[0], numbers[1]).inside({{}, frameSize})) {
       reader.fail("the pixel lies outside frames of " + sizeText(frameSize));
+    }
     result.frameSize = frameSize;
     numbers.resize(listFields);
     result.list.push_back(cv::Mat_<unsigned short>(numbers, true).reshape(1, 1));
@@ -119,7 +131,9 @@ std::string badPixelsAsCsv(const cv::Mat_<unsigned short>& list, cv::Size frameS
   std::string csv = joined(header) + '\n';
   for (int row = 0; row < list.rows; ++row) {
     Fields fields;
-    for (int column = 0; column < list.cols; ++column) fields.push_back(std::to_string(list(row, column)));
+    for (int column = 0; column < list.cols; ++column) {
+      fields.push_back(std::to_string(list(row, column)));
+    }
     fields.push_back(std::to_string(frameSize.width));
     fields.push_back(std::to_string(frameSize.height));
     csv += joined(fields) + '\n';
@@ -129,16 +143,18 @@ std::string badPixelsAsCsv(const cv::Mat_<unsigned short>& list, cv::Size frameS
 
 void markBadPixels(const BadPixelFile& badPixels, Frame& frame) {
   const cv::Size size = frame.pixels.size();
-  if (!badPixels.frameSize.empty() && badPixels.frameSize != size)
+  if (!badPixels.frameSize.empty() && badPixels.frameSize != size) {
     throw Failure(ExitCode::badInput, badPixels.name + ": is for frames of " + sizeText(badPixels.frameSize) +
                                           ", but " + frame.name + " is " + sizeText(size) +
                                           "; use the list of this camera");
+  }
   for (int row = 0; row < badPixels.list.rows; ++row) {
     const cv::Point pixel(badPixels.list(row, 0), badPixels.list(row, 1));
-    if (!pixel.inside({{}, size}))
-      throw Failure(ExitCode::badInput, badPixels.name + ": has a pixel at x " + std::to_string(pixel.x) +
-                                            ", y " + std::to_string(pixel.y) + ", outside " + frame.name +
-                                            " of " + sizeText(size) + "; use the list of this camera");
+    if (!pixel.inside({{}, size})) {
+      throw Failure(ExitCode::badInput, badPixels.name + ": has a pixel at x " + std::to_string(pixel.x) + ", y " +
+                                            std::to_string(pixel.y) + ", outside " + frame.name + " of " +
+                                            sizeText(size) + "; use the list of this camera");
+    }
     std::memcpy(&frame.pixels(pixel), &vision::flag::invalid, sizeof(float));
   }
 }

@@ -26,9 +26,13 @@ DivertedDescriptor::DivertedDescriptor(int descriptor, int target)
     return;
   }
   const int sink = open("/dev/null", O_WRONLY | O_CLOEXEC);
-  if (sink < 0) return;
+  if (sink < 0) {
+    return;
+  }
   dup2(sink, diverted);
-  if (sink != diverted) close(sink);
+  if (sink != diverted) {
+    close(sink);
+  }
 }
 
 DivertedDescriptor::~DivertedDescriptor() {

@@ -19,17 +19,21 @@ cv::Mat readPng(const std::filesystem::path& path) {
   } catch (const cv::Exception&) {
     image.release();
   }
-  if (image.empty())
+  if (image.empty()) {
     throw Failure(ExitCode::badInput, path.string() + ": not a whole PNG file; copy or export it again");
-  if (image.channels() != 1)
+  }
+  if (image.channels() != 1) {
     throw Failure(ExitCode::badInput,
                   path.string() + ": is a colour image; export the frames as single-channel grey values");
+  }
   return image;
 }
 
 void writePng(const OutputFile& file, const cv::Mat& picture) {
   std::vector<unsigned char> bytes;
-  if (!cv::imencode(".png", picture, bytes)) file.fail("the picture cannot be encoded");
+  if (!cv::imencode(".png", picture, bytes)) {
+    file.fail("the picture cannot be encoded");
+  }
   file.write(bytes.data(), bytes.size());
 }
 

@@ -64,31 +64,47 @@ struct PageLayout {
     TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &format);
     TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &photometric);
     TIFFGetFieldDefaulted(tiff, TIFFTAG_SUBFILETYPE, &subfile);
-    if (format == SAMPLEFORMAT_VOID) format = SAMPLEFORMAT_UINT;
+    if (format == SAMPLEFORMAT_VOID) {
+      format = SAMPLEFORMAT_UINT;
+    }
   }
 
   /// OpenCV's type of the page, or -1.
   int type() const {
-    if (bits == 8 && format == SAMPLEFORMAT_UINT) return CV_8UC1;
-    if (bits == 16 && format == SAMPLEFORMAT_UINT) return CV_16UC1;
-    if (bits == 16 && format == SAMPLEFORMAT_INT) return CV_16SC1;
-    if (bits == 32 && format == SAMPLEFORMAT_IEEEFP) return CV_32FC1;
+    if (bits == 8 && format == SAMPLEFORMAT_UINT) {
+      return CV_8UC1;
+    }
+    if (bits == 16 && format == SAMPLEFORMAT_UINT) {
+      return CV_16UC1;
+    }
+    if (bits == 16 && format == SAMPLEFORMAT_INT) {
+      return CV_16SC1;
+    }
+    if (bits == 32 && format == SAMPLEFORMAT_IEEEFP) {
+      return CV_32FC1;
+    }
     return -1;
   }
 
   /// Why the page cannot be used, or nothing.
   std::string objection(TIFF* tiff) const {
-    if (width == 0 || height == 0 || height > maxPixels / width)
+    if (width == 0 || height == 0 || height > maxPixels / width) {
       return "has an impossible size; the file is damaged, export it again";
-    if (samples != 1 || photometric == PHOTOMETRIC_PALETTE)
+    }
+    if (samples != 1 || photometric == PHOTOMETRIC_PALETTE) {
       return "is a colour image; export the frames as single-channel grey values";
-    if (photometric != PHOTOMETRIC_MINISBLACK)
+    }
+    if (photometric != PHOTOMETRIC_MINISBLACK) {
       return "does not count up from black; export the frames with black as zero";
-    if (type() < 0)
+    }
+    if (type() < 0) {
       return "has " + std::to_string(bits) +
              "-bit values of a kind that is not read; export the frames as 8 or 16-bit integers or 32-bit "
              "floats";
-    if (TIFFIsTiled(tiff)) return "is stored in tiles; export the frames in strips";
+    }
+    if (TIFFIsTiled(tiff)) {
+      return "is stored in tiles; export the frames in strips";
+    }
     return {};
   }
 };
@@ -101,38 +117,52 @@ void readTiff(const std::filesystem::path& path, const std::function<void(const 
   bool received = false;
   const auto damaged = [&] {
     throw Failure(ExitCode::badInput, path.string() + (page > 0 ? ", page " + std::to_string(page) : "") +
-                                          ": not a whole TIFF file (" + complaint +
-                                          "); copy or export it again");
+                                          ": not a whole TIFF file (" + complaint + "); copy or export it again");
   };
 
   const TiffHandle tiff = openTiff(path, "r", complaint);
-  if (!tiff || !complaint.empty()) damaged();
+  if (!tiff || !complaint.empty()) {
+    damaged();
+  }
   do {
     ++page;
-    if (!complaint.empty()) damaged();
+    if (!complaint.empty()) {
+      damaged();
+    }
     const PageLayout layout(tiff.get());
-    if ((layout.subfile & FILETYPE_REDUCEDIMAGE) != 0) continue;
-    if (const std::string objection = layout.objection(tiff.get()); !objection.empty())
+    if ((layout.subfile & FILETYPE_REDUCEDIMAGE) != 0) {
+      continue;
+    }
+    if (const std::string objection = layout.objection(tiff.get()); !objection.empty()) {
       throw Failure(ExitCode::badInput, path.string() + ", page " + std::to_string(page) + ": " + objection);
+    }
     // A row is read into the room of one row, so the two sizes must agree.
     cv::Mat image(static_cast<int>(layout.height), static_cast<int>(layout.width), layout.type());
-    if (TIFFScanlineSize64(tiff.get()) != layout.width * image.elemSize()) damaged();
+    if (TIFFScanlineSize64(tiff.get()) != layout.width * image.elemSize()) {
+      damaged();
+    }
     for (std::uint32_t row = 0; row < layout.height; ++row) {
-      if (TIFFReadScanline(tiff.get(), image.ptr(static_cast<int>(row)), row) < 0 || !complaint.empty())
+      if (TIFFReadScanline(tiff.get(), image.ptr(static_cast<int>(row)), row) < 0 || !complaint.empty()) {
         damaged();
+      }
     }
     receive(image, page);
     received = true;
   } while (TIFFReadDirectory(tiff.get()) != 0);
-  if (!complaint.empty()) damaged();
-  if (!received)
+  if (!complaint.empty()) {
+    damaged();
+  }
+  if (!received) {
     throw Failure(ExitCode::badInput, path.string() + ": holds previews only; export the image in full size");
+  }
 }
 
 void writeTiff(const OutputFile& file, const cv::Mat_<float>& image, const std::string& description) {
   std::string complaint;
   TiffHandle tiff = openTiff(file.temporaryPath(), "w", complaint);
-  if (!tiff) file.failWriting();
+  if (!tiff) {
+    file.failWriting();
+  }
   TIFF* const handle = tiff.get();
   TIFFSetField(handle, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(image.cols));
   TIFFSetField(handle, TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(image.rows));
@@ -153,7 +183,9 @@ void writeTiff(const OutputFile& file, const cv::Mat_<float>& image, const std::
   }
   TIFFFlush(handle);
   tiff.reset();
-  if (!complaint.empty()) file.failWriting();
+  if (!complaint.empty()) {
+    file.failWriting();
+  }
 }
 
 }  // namespace movra::tool

@@ -17,24 +17,22 @@ struct Exposure {
 };
 
 cv::Mat_<short> countsOf(const Frame& frame) {
-  const auto isCount = [](float value) {
-    return value >= -32768 && value <= 32767 && value == std::trunc(value);
-  };
-  if (!std::all_of(frame.pixels.begin(), frame.pixels.end(), isCount))
-    throw Failure(ExitCode::badInput,
-                  frame.name +
-                      ": has values that are no counts within -32768 .. 32767; --nuc-low and "
-                      "--nuc-high take raw frames");
+  const auto isCount = [](float value) { return value >= -32768 && value <= 32767 && value == std::trunc(value); };
+  if (!std::all_of(frame.pixels.begin(), frame.pixels.end(), isCount)) {
+    throw Failure(ExitCode::badInput, frame.name +
+                                          ": has values that are no counts within -32768 .. 32767; --nuc-low and "
+                                          "--nuc-high take raw frames");
+  }
   cv::Mat_<short> counts;
   frame.pixels.convertTo(counts, CV_16S);
   return counts;
 }
 
 void requireSize(const Frame& image, cv::Size size) {
-  if (image.pixels.size() != size)
-    throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(image.pixels.size()) +
-                                          " but the frames are " + sizeText(size) +
-                                          "; an exposure must have the frames' size");
+  if (image.pixels.size() != size) {
+    throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(image.pixels.size()) + " but the frames are " +
+                                          sizeText(size) + "; an exposure must have the frames' size");
+  }
 }
 
 Exposure readExposure(const ExposureArgument& argument, cv::Size size) {
@@ -55,22 +53,25 @@ Exposure readExposure(const ExposureArgument& argument, cv::Size size) {
 
 ExposureArgument parseExposure(const std::string& text) {
   const std::size_t sign = text.rfind('=');
-  if (sign == std::string::npos || sign == 0 || sign + 1 == text.size())
+  if (sign == std::string::npos || sign == 0 || sign + 1 == text.size()) {
     throw Failure(ExitCode::usage, text + ": an exposure is FILE=TEMPERATURE or FILE=IMAGE");
+  }
   ExposureArgument argument;
   argument.countsFile = text.substr(0, sign);
   const char* const begin = text.data() + sign + 1;
   const char* const end = text.data() + text.size();
   const auto [stop, error] = std::from_chars(begin, end, argument.temperature);
   const bool isNumber = error == std::errc() && stop == end && std::isfinite(argument.temperature);
-  if (!isNumber) argument.temperatureFile = std::string(begin, end);
+  if (!isNumber) {
+    argument.temperatureFile = std::string(begin, end);
+  }
   return argument;
 }
 
 void toTemperatures(std::vector<Frame>& frames, const ExposureArgument& low, const ExposureArgument& high) {
-  if (low.temperatureFile.empty() && high.temperatureFile.empty() && low.temperature == high.temperature)
-    throw Failure(ExitCode::usage,
-                  "--nuc-low and --nuc-high show the same temperature; take two that differ");
+  if (low.temperatureFile.empty() && high.temperatureFile.empty() && low.temperature == high.temperature) {
+    throw Failure(ExitCode::usage, "--nuc-low and --nuc-high show the same temperature; take two that differ");
+  }
   const cv::Size size = frames.front().pixels.size();
   const Exposure cold = readExposure(low, size);
   const Exposure warm = readExposure(high, size);

@@ -24,15 +24,16 @@ using VectorEngine = vision::SrFloatNeon<vision::SrFloatNeonRegistration>;
 constexpr float factor = 2;
 
 [[noreturn]] void refuseFrame(const Frame& frame, const std::string& reason) {
-  throw Failure(ExitCode::badInput,
-                frame.name + ": " + reason + " Repair its bad pixels or leave the frame out.");
+  throw Failure(ExitCode::badInput, frame.name + ": " + reason + " Repair its bad pixels or leave the frame out.");
 }
 
 /// A context of the C interface, released at the end.
 class Context {
  public:
   explicit Context(cv::Size frameSize) : handle(SuperResolution_init(frameSize.width, frameSize.height)) {
-    if (handle < 0) throw Failure(ExitCode::internalFault, lastError());
+    if (handle < 0) {
+      throw Failure(ExitCode::internalFault, lastError());
+    }
   }
   ~Context() { SuperResolution_release(handle); }
   Context(const Context&) = delete;
@@ -50,12 +51,18 @@ class Context {
 template <class Engine>
 void configure(Engine& engine, const Parameters& parameters) {
   engine.setReferenceIndex(parameters.referenceIndex);
-  engine.setWeightTV(parameters.weightTV.value_or(400.F));
+  engine.setWeightTV(parameters.weightTV.value_or(400.f));
   engine.setRegError(parameters.registrationError.value_or(1e-4F));
-  engine.setRelativeResidue(parameters.relativeResidue.value_or(0.007F));
-  if (parameters.psfSigma) engine.setPsfSigma(*parameters.psfSigma);
-  if (parameters.iterations) engine.setMaxCGIters(*parameters.iterations);
-  if constexpr (!std::is_same_v<Engine, VectorEngine>) engine.setDataIsNUC(parameters.counts);
+  engine.setRelativeResidue(parameters.relativeResidue.value_or(0.007f));
+  if (parameters.psfSigma) {
+    engine.setPsfSigma(*parameters.psfSigma);
+  }
+  if (parameters.iterations) {
+    engine.setMaxCGIters(*parameters.iterations);
+  }
+  if constexpr (!std::is_same_v<Engine, VectorEngine>) {
+    engine.setDataIsNUC(parameters.counts);
+  }
 }
 
 double valueSpan(const cv::Mat_<float>& image) {
@@ -68,14 +75,18 @@ double valueSpan(const cv::Mat_<float>& image) {
 template <class Engine>
 void addFrames(Engine& engine, const std::vector<Frame>& window, Reconstruction& result) {
   for (const Frame& frame : window) {
-    if (valueSpan(frame.pixels) < static_cast<double>(engine.getMinStructureThreshold()))
+    if (valueSpan(frame.pixels) < static_cast<double>(engine.getMinStructureThreshold())) {
       result.faint.push_back(frame.name);
-    if (std::is_same_v<Engine, VectorEngine> && !cv::checkRange(frame.pixels))
+    }
+    if (std::is_same_v<Engine, VectorEngine> && !cv::checkRange(frame.pixels)) {
       throw Failure(ExitCode::badInput, frame.name +
                                             ": has pixels that are not finite numbers, and --engine vector "
                                             "repairs none; use --engine production");
+    }
     try {
-      if (engine.addFrame(frame.pixels) < 0) result.patched.push_back(frame.name);
+      if (engine.addFrame(frame.pixels) < 0) {
+        result.patched.push_back(frame.name);
+      }
     } catch (const Exception& refusal) {
       refuseFrame(frame, refusal.what());
     }
@@ -84,9 +95,15 @@ void addFrames(Engine& engine, const std::vector<Frame>& window, Reconstruction&
 
 template <class Engine>
 Verdict verdictOf(float status) {
-  if (status > 0) return Verdict::good;
-  if (status == Engine::tooManyMaskedPixels) return Verdict::tooFewUsablePixels;
-  if (status == Engine::displacementTooLarge) return Verdict::displacementTooLarge;
+  if (status > 0) {
+    return Verdict::good;
+  }
+  if (status == Engine::tooManyMaskedPixels) {
+    return Verdict::tooFewUsablePixels;
+  }
+  if (status == Engine::displacementTooLarge) {
+    return Verdict::displacementTooLarge;
+  }
   return Verdict::registrationFailed;
 }
 
@@ -110,10 +127,14 @@ Reconstruction run(const std::vector<Frame>& window, const Parameters& parameter
     result.image.release();
     return result;
   }
-  if (result.verdict == Verdict::good) result.srFactor = status;
+  if (result.verdict == Verdict::good) {
+    result.srFactor = status;
+  }
   engine.getCompleteShifts(result.shifts);
   // The vector engine hands out a part of its masks only.
-  if constexpr (!std::is_same_v<Engine, VectorEngine>) engine.getMasks(result.masks);
+  if constexpr (!std::is_same_v<Engine, VectorEngine>) {
+    engine.getMasks(result.masks);
+  }
   return result;
 }
 
@@ -123,33 +144,43 @@ cv::Mat_<float> reconstructThroughCInterface(const std::vector<Frame>& window, c
   const cv::Size size = window.front().pixels.size();
   const Context context(size);
   SuperResolution_setReferenceFrame(context.handle, parameters.referenceIndex);
-  if (parameters.camera) SuperResolution_setCameraAndLensType(context.handle, parameters.camera->c_str());
+  if (parameters.camera) {
+    SuperResolution_setCameraAndLensType(context.handle, parameters.camera->c_str());
+  }
   for (const Frame& frame : window) {
-    if (SuperResolution_addImage(context.handle, frame.pixels[0]) == SUPERRESOLUTION_ERROR)
+    if (SuperResolution_addImage(context.handle, frame.pixels[0]) == SUPERRESOLUTION_ERROR) {
       throw Failure(ExitCode::badInput, frame.name + ": " + Context::lastError());
+    }
   }
   cv::Mat_<float> image(2 * size.height, 2 * size.width);
-  if (SuperResolution_getSuperresolutionImage(context.handle, image[0]) != SUPERRESOLUTION_SUCCESS)
+  if (SuperResolution_getSuperresolutionImage(context.handle, image[0]) != SUPERRESOLUTION_SUCCESS) {
     throw Failure(ExitCode::internalFault, Context::lastError());
+  }
   return image;
 }
 
 Reconstruction reconstructThroughEngine(const std::vector<Frame>& window, const Parameters& parameters) {
-  if (parameters.engine == Engine::vector) return run<VectorEngine>(window, parameters);
-  if (parameters.engine == Engine::reference) return run<ReferenceEngine>(window, parameters);
+  if (parameters.engine == Engine::vector) {
+    return run<VectorEngine>(window, parameters);
+  }
+  if (parameters.engine == Engine::reference) {
+    return run<ReferenceEngine>(window, parameters);
+  }
   return parameters.registration == RegistrationMethod::phase ? run<PhaseEngine>(window, parameters)
                                                               : run<ProductionEngine>(window, parameters);
 }
 
 Reconstruction reconstruct(const std::vector<Frame>& window, const Parameters& parameters, bool showReport) {
-  const DivertedDescriptor divertedReport(STDOUT_FILENO,
-                                          showReport ? STDERR_FILENO : DivertedDescriptor::nowhere);
-  if (!parameters.fitCInterface()) return reconstructThroughEngine(window, parameters);
+  const DivertedDescriptor divertedReport(STDOUT_FILENO, showReport ? STDERR_FILENO : DivertedDescriptor::nowhere);
+  if (!parameters.fitCInterface()) {
+    return reconstructThroughEngine(window, parameters);
+  }
   Parameters brief = parameters;
   brief.iterations = 1;
   Reconstruction result = reconstructThroughEngine(window, brief);
-  if (result.verdict != Verdict::registrationFailed)
+  if (result.verdict != Verdict::registrationFailed) {
     result.image = reconstructThroughCInterface(window, parameters);
+  }
   return result;
 }
 

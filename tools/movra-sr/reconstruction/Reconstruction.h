@@ -35,8 +35,8 @@ struct Parameters {
 
   /// Whether the C interface has a way to set all that is set.
   bool fitCInterface() const {
-    return engine == Engine::production && registration != RegistrationMethod::phase && !psfSigma &&
-           !weightTV && !iterations && !relativeResidue && !registrationError && !counts;
+    return engine == Engine::production && registration != RegistrationMethod::phase && !psfSigma && !weightTV &&
+           !iterations && !relativeResidue && !registrationError && !counts;
   }
 
   /// Slot of the reference frame in a full window, oldest first.

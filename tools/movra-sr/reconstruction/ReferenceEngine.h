@@ -27,7 +27,9 @@ class ReferenceEngine : public vision::SuperResolution {
   float computeSR(cv::Mat_<float>& out) {
     out.create(imageSize);
     const float status = SuperResolution::computeSR(out.ptr<float>());
-    if (status == registrationFailed) MOVRA_THROW("Too large displacement");
+    if (status == registrationFailed) {
+      MOVRA_THROW("Too large displacement");
+    }
     return status;
   }
 
@@ -35,7 +37,9 @@ class ReferenceEngine : public vision::SuperResolution {
     std::vector<vision::PointF> shifts;
     SuperResolution::getCompleteShifts(shifts);
     out.clear();
-    for (const vision::PointF& shift : shifts) out.emplace_back(shift.x, shift.y);
+    for (const vision::PointF& shift : shifts) {
+      out.emplace_back(shift.x, shift.y);
+    }
   }
 
  private:

@@ -17,7 +17,6 @@ struct Window {
 /// Reads the files (folders expanded) and keeps five frames: those from the `first` one on, counted from 1,
 /// or the last five. All frames are read and checked, five are held. Throws Failure for too few frames, sizes
 /// that differ, and frames without usable values; `counts` tells raw sensor values from temperatures.
-Window readWindow(const std::vector<std::string>& inputs, const Scale& scale, std::optional<int> first,
-                  bool counts);
+Window readWindow(const std::vector<std::string>& inputs, const Scale& scale, std::optional<int> first, bool counts);
 
 }  // namespace movra::tool

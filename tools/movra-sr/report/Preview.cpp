@@ -30,9 +30,10 @@ struct Range {
 Range robustRange(const cv::Mat_<float>& image) {
   std::vector<float> values;
   values.reserve(image.total());
-  std::copy_if(image.begin(), image.end(), std::back_inserter(values),
-               [](float v) { return std::isfinite(v); });
-  if (values.empty()) return {0, 1};
+  std::copy_if(image.begin(), image.end(), std::back_inserter(values), [](float v) { return std::isfinite(v); });
+  if (values.empty()) {
+    return {0, 1};
+  }
   const auto percentile = [&](double share) {
     const auto nth = values.begin() + std::lround(share * static_cast<double>(values.size() - 1));
     std::nth_element(values.begin(), nth, values.end());
@@ -45,8 +46,9 @@ Range robustRange(const cv::Mat_<float>& image) {
 /// The unit in the letters that can be drawn, which are those of ASCII.
 std::string drawable(std::string unit) {
   const std::string degree = "\u00B0";
-  for (std::size_t place; (place = unit.find(degree)) != std::string::npos;)
+  for (std::size_t place; (place = unit.find(degree)) != std::string::npos;) {
     unit.replace(place, degree.size(), "deg ");
+  }
   return unit;
 }
 
@@ -56,7 +58,7 @@ cv::Mat_<unsigned char> levels(const cv::Mat_<float>& image, const Range& range)
   const float scale = 255 / (range.high - range.low);
   std::transform(image.begin(), image.end(), level.begin(), [&](float v) {
     const float position = std::isfinite(v) ? (v - range.low) * scale : 0;
-    return static_cast<unsigned char>(std::lround(std::clamp(position, 0.F, 255.F)));
+    return static_cast<unsigned char>(std::lround(std::clamp(position, 0.f, 255.f)));
   });
   return level;
 }
@@ -76,9 +78,9 @@ void write(cv::Mat& canvas, const std::string& text, cv::Point baseline) {
 
 void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const Range& range, const std::string& unit) {
   cv::Mat_<float> ramp(place.height, place.width);
-  for (int y = 0; y < ramp.rows; ++y)
-    ramp.row(y) =
-        range.high - (range.high - range.low) * static_cast<float>(y) / static_cast<float>(ramp.rows - 1);
+  for (int y = 0; y < ramp.rows; ++y) {
+    ramp.row(y) = range.high - (range.high - range.low) * static_cast<float>(y) / static_cast<float>(ramp.rows - 1);
+  }
   falseColour(ramp, range).copyTo(canvas(place));
   const int decimals = range.high - range.low < 1 ? 3 : range.high - range.low < 10 ? 2 : 1;
   for (int tick = 0; tick < ticks; ++tick) {
@@ -99,8 +101,7 @@ cv::Mat_<cv::Vec3b> drawPreview(const cv::Mat_<float>& bicubic, const cv::Mat_<f
   const int width = reconstruction.cols;
   const int height = reconstruction.rows;
   const int column = std::max(width, captionWidth);
-  cv::Mat canvas(height + captionHeight + gap, 2 * column + 4 * gap + barWidth + labelWidth, CV_8UC3,
-                 background);
+  cv::Mat canvas(height + captionHeight + gap, 2 * column + 4 * gap + barWidth + labelWidth, CV_8UC3, background);
   const cv::Rect left(gap, captionHeight, width, height);
   const cv::Rect right(left.x + column + gap, captionHeight, width, height);
   falseColour(bicubic, range).copyTo(canvas(left));

@@ -25,7 +25,9 @@ cv::Mat inDouble(const cv::Mat_<float>& image) {
 
 double peakSignalToNoise(const cv::Mat_<float>& image, const cv::Mat_<float>& truth) {
   const double squares = cv::norm(image, truth, cv::NORM_L2SQR);
-  if (squares == 0) return std::numeric_limits<double>::infinity();
+  if (squares == 0) {
+    return std::numeric_limits<double>::infinity();
+  }
   const double meanSquare = squares / static_cast<double>(truth.total());
   const double peak = rangeOf(truth);
   return 10 * std::log10(peak * peak / meanSquare);

@@ -19,8 +19,9 @@ cv::Mat_<double> psfMasses(double sigma, double centre) {
   const int radius = psfRadius(sigma);
   cv::Mat_<double> masses(1, 2 * radius + 1);
   const auto massBelow = [&](double x) { return std::erf((x - centre) / (sigma * std::sqrt(2.0))); };
-  for (int cell = -radius; cell <= radius; ++cell)
+  for (int cell = -radius; cell <= radius; ++cell) {
     masses(0, cell + radius) = massBelow(cell + 1) - massBelow(cell);
+  }
   masses /= cv::sum(masses)[0];
   return masses;
 }
@@ -32,8 +33,7 @@ struct AxisView {
   cv::Mat_<double> psf;
 
   AxisView(int margin, double shift, double sigma) {
-    const double centre =
-        margin + 1 - 2 * shift;  // low-resolution pixel 0 covers high-resolution pixels 0 and 1
+    const double centre = margin + 1 - 2 * shift;  // low-resolution pixel 0 covers high-resolution pixels 0 and 1
     first = static_cast<int>(std::floor(centre));
     psf = psfMasses(sigma, centre - first);
   }
@@ -47,8 +47,9 @@ cv::Mat_<float> lookAt(const cv::Mat_<float>& scene, const CameraModel& camera, 
   cv::sepFilter2D(scene, blurred, CV_32F, x.psf, y.psf, {-1, -1}, 0, cv::BORDER_REPLICATE);
   cv::Mat_<float> frame(camera.frameSize);
   for (int row = 0; row < frame.rows; ++row)
-    for (int column = 0; column < frame.cols; ++column)
+    for (int column = 0; column < frame.cols; ++column) {
       frame(row, column) = blurred(y.first + 2 * row, x.first + 2 * column);
+    }
   return frame;
 }
 
@@ -62,8 +63,7 @@ SimulatedBurst simulateBurst(const cv::Mat_<float>& scene, const CameraModel& ca
   SimulatedBurst burst;
   burst.reference = std::max(0, camera.frameCount - 4);
   const int margin = sceneMargin(camera);
-  burst.truth =
-      scene(cv::Rect(margin, margin, 2 * camera.frameSize.width, 2 * camera.frameSize.height)).clone();
+  burst.truth = scene(cv::Rect(margin, margin, 2 * camera.frameSize.width, 2 * camera.frameSize.height)).clone();
 
   // All shifts before the noise, so that a seed gives the same ones for every frame size.
   cv::RNG random(camera.seed);

@@ -20,16 +20,15 @@ class Painter {
       : random(seed), canvas(size.height * oversampling, size.width * oversampling) {}
 
   /// A place near the given one, moved by up to two hundredths.
-  cv::Point2d near(double x, double y) {
-    return {x + random.uniform(-0.02, 0.02), y + random.uniform(-0.02, 0.02)};
-  }
+  cv::Point2d near(double x, double y) { return {x + random.uniform(-0.02, 0.02), y + random.uniform(-0.02, 0.02)}; }
   double jitter(double value, double by) { return value + random.uniform(-by, by); }
 
   void fillRows(double top, double bottom, double topValue, double bottomValue) {
     const int first = row(top);
     const int last = row(bottom);
-    for (int y = first; y < last; ++y)
+    for (int y = first; y < last; ++y) {
       canvas.row(y) = static_cast<float>(topValue + (bottomValue - topValue) * (y - first) / (last - first));
+    }
   }
 
   void rectangle(cv::Point2d from, cv::Point2d to, double value) {
@@ -43,30 +42,33 @@ class Painter {
 
   void polygon(const std::vector<cv::Point2d>& corners, double value) {
     std::vector<cv::Point> points;
-    for (const cv::Point2d& corner : corners) points.push_back(at(corner));
+    for (const cv::Point2d& corner : corners) {
+      points.push_back(at(corner));
+    }
     cv::fillPoly(canvas, std::vector<std::vector<cv::Point>>{points}, value);
   }
 
   void line(cv::Point2d from, cv::Point2d to, double pixels, double value) {
-    cv::line(canvas, at(from), at(to), value,
-             std::max(1, static_cast<int>(std::lround(pixels * oversampling))));
+    cv::line(canvas, at(from), at(to), value, std::max(1, static_cast<int>(std::lround(pixels * oversampling))));
   }
 
   /// Upright bars of growing width, gaps as wide as the bars.
   void bars(cv::Point2d from, double height, double narrowest, double widest, double value) {
     double x = from.x * canvas.cols;
     for (double pixels = narrowest; pixels <= widest; pixels += 0.25)
-      for (int bar = 0; bar < 4; ++bar, x += 2 * pixels * oversampling)
+      for (int bar = 0; bar < 4; ++bar, x += 2 * pixels * oversampling) {
         cv::rectangle(canvas, cv::Point(static_cast<int>(x), row(from.y)),
                       cv::Point(static_cast<int>(x + pixels * oversampling) - 1, row(from.y + height)), value,
                       cv::FILLED);
+      }
   }
 
   /// A star of wedges whose width shrinks to nothing at the centre.
   void star(cv::Point2d centre, double radius, int wedges, double value) {
-    for (int i = 0; i < wedges; ++i)
-      cv::ellipse(canvas, at(centre), {row(radius), row(radius)}, 0, 360.0 * i / wedges,
-                  360.0 * (i + 0.5) / wedges, value, cv::FILLED);
+    for (int i = 0; i < wedges; ++i) {
+      cv::ellipse(canvas, at(centre), {row(radius), row(radius)}, 0, 360.0 * i / wedges, 360.0 * (i + 0.5) / wedges,
+                  value, cv::FILLED);
+    }
   }
 
   /// Lettering, capitals about `pixels` high.
@@ -80,7 +82,9 @@ class Painter {
     const double aspect = static_cast<double>(canvas.rows) / canvas.cols;
     const cv::Point2d to(from.x + aspect * length * std::cos(angle), from.y - length * std::sin(angle));
     line(from, to, pixels, value);
-    if (pixels < 0.6) return;
+    if (pixels < 0.6) {
+      return;
+    }
     for (const double turn : {-0.5, 0.45}) {
       const double newAngle = jitter(angle + turn, 0.15);
       const double newLength = jitter(0.76, 0.06) * length;
@@ -106,9 +110,7 @@ class Painter {
 
  private:
   int row(double share) const { return static_cast<int>(std::lround(share * canvas.rows)); }
-  cv::Point at(cv::Point2d place) const {
-    return {static_cast<int>(std::lround(place.x * canvas.cols)), row(place.y)};
-  }
+  cv::Point at(cv::Point2d place) const { return {static_cast<int>(std::lround(place.x * canvas.cols)), row(place.y)}; }
 
   cv::RNG random;
   cv::Mat_<float> canvas;
@@ -136,11 +138,13 @@ void drawPerson(Painter& painter, cv::Point2d feet, double height) {
   const auto up = [&](double share, double aside = 0) {
     return cv::Point2d(feet.x + 0.75 * aside * height, feet.y - share * height);
   };
-  for (const double side : {-0.07, 0.07})
+  for (const double side : {-0.07, 0.07}) {
     painter.ellipse(up(0.24, side), 0.055 * height, 0.25 * height, clothes - 2);
+  }
   painter.ellipse(up(0.63), 0.15 * height, 0.22 * height, clothes);
-  for (const double side : {-0.17, 0.17})
+  for (const double side : {-0.17, 0.17}) {
     painter.ellipse(up(0.6, side), 0.04 * height, 0.2 * height, clothes + 1, side * 60);
+  }
   painter.ellipse(up(0.92), 0.075 * height, 0.095 * height, skin);
 }
 

@@ -1,14 +1,14 @@
 // Chooses each table of kernels by the active instruction set.
 
-#include "vision/superresolution/detail/fft/FftBatchKernels.h"
-#include "vision/superresolution/detail/fft/FftKernels.h"
 #include "vision/superresolution/detail/badpixels/FrameKernels.h"
 #include "vision/superresolution/detail/base/InstructionSet.h"
+#include "vision/superresolution/detail/base/TransposeKernels.h"
+#include "vision/superresolution/detail/fft/FftBatchKernels.h"
+#include "vision/superresolution/detail/fft/FftKernels.h"
 #include "vision/superresolution/detail/operators/PsfKernels.h"
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
-#include "vision/superresolution/detail/solver/SolverKernels.h"
 #include "vision/superresolution/detail/registration/SpectrumKernels.h"
-#include "vision/superresolution/detail/base/TransposeKernels.h"
+#include "vision/superresolution/detail/solver/SolverKernels.h"
 #include "vision/superresolution/detail/solver/TvKernels.h"
 
 namespace movra::vision::detail {

@@ -29,9 +29,8 @@ float meanOfNeighbours(const cv::Mat_<float>& image, int y, int x) {
 
 }  // namespace
 
-void twoPointCalibration(const cv::Mat_<short>& nucLow, const cv::Mat_<float>& radLow,
-                         const cv::Mat_<short>& nucHigh, const cv::Mat_<float>& radHigh,
-                         cv::Mat_<float>& slope, cv::Mat_<float>& offset) {
+void twoPointCalibration(const cv::Mat_<short>& nucLow, const cv::Mat_<float>& radLow, const cv::Mat_<short>& nucHigh,
+                         const cv::Mat_<float>& radHigh, cv::Mat_<float>& slope, cv::Mat_<float>& offset) {
   slope.create(nucLow.size());
   offset.create(nucLow.size());
   for (int y = 0; y < nucLow.rows; ++y) {

@@ -5,13 +5,13 @@
 #include <cmath>
 
 #include "movra/Exception.h"
+#include "vision/superresolution/detail/base/Sizes.h"
 #include "vision/superresolution/detail/engine/BurstJudgement.h"
 #include "vision/superresolution/detail/engine/ImageRepair.h"
-#include "vision/superresolution/reference/NucConversion.h"
 #include "vision/superresolution/detail/engine/ParameterChecks.h"
+#include "vision/superresolution/reference/NucConversion.h"
 #include "vision/superresolution/reference/Points.h"
 #include "vision/superresolution/reference/SixteenBits.h"
-#include "vision/superresolution/detail/base/Sizes.h"
 
 namespace movra::vision {
 
@@ -175,8 +175,8 @@ float SuperResolution::computeSR(T* out) {
 
   requirePointer(out, "The result's data pointer is null");
   const int reference = std::max(frameCount - referenceIndex - 1, 0);
-  if (registration.doRegistration(frameCount, reference, frames.pointers.data(), spectra.pointers.data(),
-                                  shifts.data(), masks.pointers.data(), workingFrames.pointers.data()) < 0) {
+  if (registration.doRegistration(frameCount, reference, frames.pointers.data(), spectra.pointers.data(), shifts.data(),
+                                  masks.pointers.data(), workingFrames.pointers.data()) < 0) {
     return registrationFailed;
   }
   std::vector<cv::Point_<float>> completeShifts;
@@ -186,13 +186,13 @@ float SuperResolution::computeSR(T* out) {
   const detail::Verdict verdict =
       detail::judgeRegistration(frameCount, completeShifts, masks.pointers.data(), height, width);
 
-  const int iterations = minimization.minimize(frameCount, reference, workingFrames.pointers.data(),
-                                               shifts.data(), masks.pointers.data(), outputImage.get());
+  const int iterations = minimization.minimize(frameCount, reference, workingFrames.pointers.data(), shifts.data(),
+                                               masks.pointers.data(), outputImage.get());
   if (iterations < 0) {
     return static_cast<float>(iterations);
   }
-  detail::repairImage(badPixelHandling, cv::Mat_<float>(outputHeight, outputWidth, outputImage.get()),
-                      completeShifts, frames.pointers, cv::Size(width, height));
+  detail::repairImage(badPixelHandling, cv::Mat_<float>(outputHeight, outputWidth, outputImage.get()), completeShifts,
+                      frames.pointers, cv::Size(width, height));
   saveFrame(out);
 
   switch (verdict) {
@@ -273,8 +273,7 @@ void SuperResolution::computeQuality_() {
     addBilinearly(matrix, 2 * shift.x + 1, 2 * shift.y + 1);
   }
   if (frameCount > 0) {
-    std::for_each(matrix.begin(), matrix.end(),
-                  [this](float& value) { value /= static_cast<float>(frameCount); });
+    std::for_each(matrix.begin(), matrix.end(), [this](float& value) { value /= static_cast<float>(frameCount); });
   }
 }
 
@@ -290,12 +289,10 @@ void SuperResolution::simpleCombine() {
       const int x = std::min(column / step, width - 1);
       float sum = 0;
       for (int k = 0; k < frameCount; ++k) {
-        sum +=
-            workingFrames.pointers[static_cast<std::size_t>(k)][static_cast<std::ptrdiff_t>(y) * width + x];
+        sum += workingFrames.pointers[static_cast<std::size_t>(k)][static_cast<std::ptrdiff_t>(y) * width + x];
       }
       outputImage[static_cast<std::size_t>(row) * static_cast<std::size_t>(outputWidth) +
-                  static_cast<std::size_t>(column)] =
-          frameCount > 0 ? sum / static_cast<float>(frameCount) : 0.0f;
+                  static_cast<std::size_t>(column)] = frameCount > 0 ? sum / static_cast<float>(frameCount) : 0.0f;
     }
   }
 }
@@ -314,9 +311,7 @@ template MOVRA_SUPERRESOLUTION_API float SuperResolution::computeSR(float*);
 template MOVRA_SUPERRESOLUTION_API float SuperResolution::computeSR(short*);
 template MOVRA_SUPERRESOLUTION_API void SuperResolution::saveFrame(float*) const;
 template MOVRA_SUPERRESOLUTION_API void SuperResolution::saveFrame(short*) const;
-template MOVRA_SUPERRESOLUTION_API bool SuperResolution::checkImageStructureQuality(
-    const cv::Mat_<float>&) const;
-template MOVRA_SUPERRESOLUTION_API bool SuperResolution::checkImageStructureQuality(
-    const cv::Mat_<short>&) const;
+template MOVRA_SUPERRESOLUTION_API bool SuperResolution::checkImageStructureQuality(const cv::Mat_<float>&) const;
+template MOVRA_SUPERRESOLUTION_API bool SuperResolution::checkImageStructureQuality(const cv::Mat_<short>&) const;
 
 }  // namespace movra::vision

@@ -122,8 +122,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   /// Slopes and offsets outside (-1000, 1000) become the mean of their neighbours; a pixel with equal counts has none, and
   /// its radiometric values are NaN, which the window takes for a bad pixel.
   /// @throws movra::Exception if the four images differ in size; nothing is changed then
-  void setNucToRad(const cv::Mat_<short>& nucLow, const cv::Mat_<float>& radLow,
-                   const cv::Mat_<short>& nucHigh, const cv::Mat_<float>& radHigh);
+  void setNucToRad(const cv::Mat_<short>& nucLow, const cv::Mat_<float>& radLow, const cv::Mat_<short>& nucHigh,
+                   const cv::Mat_<float>& radHigh);
 
   /// Converts one raw frame to radiometric values; those outside (-1000, 1000) become the mean of their neighbours.
   /// @throws movra::Exception "NucToRad() not initialized" unless the calibration has the frame's size

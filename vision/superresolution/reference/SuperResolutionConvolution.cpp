@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "vision/superresolution/detail/operators/PlainOperators.h"
 #include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/detail/operators/PlainOperators.h"
 
 namespace movra::vision {
 
@@ -23,19 +23,25 @@ void meanFilterLine(const float* in, Index stride, Index length, int radius, flo
   const float reciprocal = 1.0f / static_cast<float>(window);
 
   float sum = 0.0f;
-  for (Index x = 0; x < reach; ++x) sum += in[x * stride];
+  for (Index x = 0; x < reach; ++x) {
+    sum += in[x * stride];
+  }
   for (Index x = 0; x < length; ++x) {
-    if (x + reach < length) sum += in[(x + reach) * stride];
+    if (x + reach < length) {
+      sum += in[(x + reach) * stride];
+    }
     const Index count = std::min(x + reach, length - 1) - std::max<Index>(x - reach, 0) + 1;
     out[x * stride] = count == window ? sum * reciprocal : sum / static_cast<float>(count);
-    if (x >= reach) sum -= in[(x - reach) * stride];
+    if (x >= reach) {
+      sum -= in[(x - reach) * stride];
+    }
   }
 }
 
 }  // namespace
 
-SuperResolutionConvolution::SuperResolutionConvolution(int hrWidth_, int hrHeight_, int psfWidth_,
-                                                       int psfHeight_, float factor_)
+SuperResolutionConvolution::SuperResolutionConvolution(int hrWidth_, int hrHeight_, int psfWidth_, int psfHeight_,
+                                                       float factor_)
     : hrWidth(hrWidth_),
       hrHeight(hrHeight_),
       psfWidth(psfWidth_),
@@ -46,8 +52,7 @@ SuperResolutionConvolution::SuperResolutionConvolution(int hrWidth_, int hrHeigh
       // The box filter needs hrHeight rows, which are more than the padded ones if the kernel has no taps.
       buffer(new float[static_cast<std::size_t>(elementCount(std::max(paddedHeight, hrHeight), hrWidth))]) {}
 
-int SuperResolutionConvolution::fullConvFromSparse(float* image, float* psfX, float* psfY, char* mask,
-                                                   float* out) {
+int SuperResolutionConvolution::fullConvFromSparse(float* image, float* psfX, float* psfY, char* mask, float* out) {
   operators(psfX, psfY).fullConvFromSparse(image, mask, buffer.get(), out);
   return 0;
 }

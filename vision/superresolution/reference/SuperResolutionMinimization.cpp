@@ -28,8 +28,7 @@ bool hasContrast(const float* image, std::ptrdiff_t size) {
 
 }  // namespace
 
-SuperResolutionMinimization::SuperResolutionMinimization(int width_, int height_, int frameCount,
-                                                         float factor)
+SuperResolutionMinimization::SuperResolutionMinimization(int width_, int height_, int frameCount, float factor)
     : TvMinimization(width_, height_, frameCount, factor),
       width(width_),
       height(height_),
@@ -37,8 +36,8 @@ SuperResolutionMinimization::SuperResolutionMinimization(int width_, int height_
 
 SuperResolutionMinimization::~SuperResolutionMinimization() = default;
 
-int SuperResolutionMinimization::minimize(int count, int refIndex, float** frames, const PointF* shifts,
-                                          char** masks, float* out) {
+int SuperResolutionMinimization::minimize(int count, int refIndex, float** frames, const PointF* shifts, char** masks,
+                                          float* out) {
   if (refIndex < 0 || refIndex >= count || static_cast<std::size_t>(count) > points.size()) {
     return noFrames;
   }

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "vision/superresolution/SuperResolutionTypes.h"
-#include "vision/superresolution/shared/TvMinimization.h"
 #include "vision/superresolution/reference/SuperResolutionConvolution.h"
+#include "vision/superresolution/shared/TvMinimization.h"
 
 namespace movra::vision {
 
@@ -16,8 +16,7 @@ extern template class TvMinimization<SuperResolutionConvolution>;
 /// It serves any integer factor. The PSF is centred on the high-resolution pixels that make up a low-resolution one, and
 /// moves by whole taps as well as by fractions of a tap, which shifts need from factor 3 on. At factor 2 all of that is
 /// the same as in SrFloatMinimization, and so is every bit of the result.
-class MOVRA_SUPERRESOLUTION_API SuperResolutionMinimization
-    : public TvMinimization<SuperResolutionConvolution> {
+class MOVRA_SUPERRESOLUTION_API SuperResolutionMinimization : public TvMinimization<SuperResolutionConvolution> {
  public:
   /// Results of a minimisation that failed.
   static constexpr int noFrames = -1;

@@ -2,15 +2,14 @@
 
 #include <algorithm>
 
-#include "vision/superresolution/detail/registration/PhaseRegistration.h"
-#include "vision/superresolution/reference/Points.h"
 #include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/detail/registration/PhaseRegistration.h"
 #include "vision/superresolution/detail/registration/WholePixelMove.h"
+#include "vision/superresolution/reference/Points.h"
 
 namespace movra::vision {
 
-SuperResolutionRegistration::SuperResolutionRegistration(int width_, int height_, float /*factor*/,
-                                                         int gaussRadius)
+SuperResolutionRegistration::SuperResolutionRegistration(int width_, int height_, float /*factor*/, int gaussRadius)
     : width(detail::checkedSize(width_)),
       height(detail::checkedSize(height_)),
       fft(width, height),

@@ -58,8 +58,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionRegistration {
   /// @return 0; -9 when there is no frame or the reference is not among them: then nothing is written; -6 when a shift is
   ///         not within half the height on both axes, or not a number: then that frame and those after it keep their
   ///         complete shifts and are copied unmoved
-  int doRegistration(int count, int refIndex, float** frames, float (**spectra)[2], PointF* shifts,
-                     char** masks, float** workingFrames);
+  int doRegistration(int count, int refIndex, float** frames, float (**spectra)[2], PointF* shifts, char** masks,
+                     float** workingFrames);
 
   /// Complete shifts of the last doRegistration, whole pixels included.
   const std::vector<PointF>& getCompleteShifts() const { return completeShifts; }

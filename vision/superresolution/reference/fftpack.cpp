@@ -53,16 +53,24 @@ std::pair<float, float> rootOfUnity(int t, int n) {
   const std::int64_t eighth = n;  // an eighth of the circle; t turns are 8 t
   std::int64_t angle = 8 * std::int64_t{t};
   const bool below = angle > 4 * eighth;
-  if (below) angle = 8 * eighth - angle;
+  if (below) {
+    angle = 8 * eighth - angle;
+  }
   const bool left = angle > 2 * eighth;
-  if (left) angle = 4 * eighth - angle;
+  if (left) {
+    angle = 4 * eighth - angle;
+  }
   const bool steep = angle > eighth;
-  if (steep) angle = 2 * eighth - angle;
+  if (steep) {
+    angle = 2 * eighth - angle;
+  }
 
   const double radians = static_cast<double>(angle) * (pi / 4.0) / static_cast<double>(eighth);
   double re = std::cos(radians);
   double im = std::sin(radians);
-  if (steep) std::swap(re, im);
+  if (steep) {
+    std::swap(re, im);
+  }
   return {static_cast<float>(left ? -re : re), static_cast<float>(below ? -im : im)};
 }
 

@@ -4,11 +4,11 @@
 #include <algorithm>
 
 #include "movra/Exception.h"
-#include "vision/superresolution/shared/BurstEngine.h"
+#include "vision/superresolution/detail/base/Sizes.h"
 #include "vision/superresolution/detail/engine/BurstJudgement.h"
 #include "vision/superresolution/detail/engine/ImageRepair.h"
 #include "vision/superresolution/detail/engine/ParameterChecks.h"
-#include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/shared/BurstEngine.h"
 
 namespace movra::vision {
 
@@ -42,8 +42,8 @@ BurstEngine<R, M, BadPixels, Report>::~BurstEngine() = default;
 
 template <class R, class M, class BadPixels, class Report>
 template <class T>
-typename BurstEngine<R, M, BadPixels, Report>::template Slots<T>
-BurstEngine<R, M, BadPixels, Report>::makeSlots(int count, int size) {
+typename BurstEngine<R, M, BadPixels, Report>::template Slots<T> BurstEngine<R, M, BadPixels, Report>::makeSlots(
+    int count, int size) {
   Slots<T> slots;
   for (int i = 0; i < count; ++i) {
     slots.buffers.push_back(std::make_unique<T[]>(static_cast<std::size_t>(size)));
@@ -188,8 +188,8 @@ float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out) {
   if (iterations < 0) {
     return static_cast<float>(iterations);
   }
-  detail::repairImage(badPixelHandling, cv::Mat_<float>(outputHeight, outputWidth, srImage.get()),
-                      completeShifts, frames.pointers, cv::Size(width, height));
+  detail::repairImage(badPixelHandling, cv::Mat_<float>(outputHeight, outputWidth, srImage.get()), completeShifts,
+                      frames.pointers, cv::Size(width, height));
 
   report.start();
   saveFrame(out);

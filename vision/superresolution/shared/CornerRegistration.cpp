@@ -8,11 +8,11 @@
 #include <opencv2/video/tracking.hpp>
 
 #include "movra/Exception.h"
+#include "vision/superresolution/detail/base/Sizes.h"
 #include "vision/superresolution/detail/registration/CornerDetection.h"
 #include "vision/superresolution/detail/registration/CornerTracking.h"
 #include "vision/superresolution/detail/registration/FineRegistration.h"
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
-#include "vision/superresolution/detail/base/Sizes.h"
 #include "vision/superresolution/detail/registration/WholePixelMove.h"
 
 namespace movra::vision {
@@ -79,8 +79,8 @@ void CornerRegistration<Mask>::prepareFrame(float* frame) {
   cv::Mat_<float>& blurred = frames[static_cast<std::size_t>(frameCount - 1)];
   const auto radius = static_cast<float>(gaussRadius);
   const double sigma = std::sqrt(3.0f * radius * radius / 25.0f);
-  cv::GaussianBlur(cv::Mat_<float>(height, width, frame), blurred, {2 * gaussRadius + 1, 2 * gaussRadius + 1},
-                   sigma, 0, cv::BORDER_REFLECT_101);
+  cv::GaussianBlur(cv::Mat_<float>(height, width, frame), blurred, {2 * gaussRadius + 1, 2 * gaussRadius + 1}, sigma, 0,
+                   cv::BORDER_REFLECT_101);
 
   double minimum = 0;
   double maximum = 0;
@@ -113,20 +113,19 @@ void CornerRegistration<Mask>::clearFrames() {
 }
 
 template <class Mask>
-int CornerRegistration<Mask>::doRegistration(int count, int refIndex, float** sourceFrames,
-                                             cv::Point_<float>* shifts, Mask** masks, float** shiftedFrames) {
+int CornerRegistration<Mask>::doRegistration(int count, int refIndex, float** sourceFrames, cv::Point_<float>* shifts,
+                                             Mask** masks, float** shiftedFrames) {
   const int status = registerFrames(count, refIndex, sourceFrames, shifts, masks);
   if (status != 0) {
     return status;
   }
-  detail::splitShifts(count, width, height, sourceFrames, shifts, shiftedFrames, lastShifts, sourcePath,
-                      sourceLine);
+  detail::splitShifts(count, width, height, sourceFrames, shifts, shiftedFrames, lastShifts, sourcePath, sourceLine);
   return 0;
 }
 
 template <class Mask>
-int CornerRegistration<Mask>::registerFrames(int count, int refIndex, float** /*frames*/,
-                                             cv::Point_<float>* shifts, Mask** masks) {
+int CornerRegistration<Mask>::registerFrames(int count, int refIndex, float** /*frames*/, cv::Point_<float>* shifts,
+                                             Mask** masks) {
   if (count < 1 || count > frameCount || refIndex < 0 || refIndex >= count) {
     return noTrack;  // no frame to read
   }

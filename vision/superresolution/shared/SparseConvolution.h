@@ -71,7 +71,7 @@ class MOVRA_SUPERRESOLUTION_API SparseConvolution {
   int paddedHeight;
   float factor;
   std::unique_ptr<detail::FactorTwoOperators<Mask>> fast;  // factor 2 with six taps; null in other cases
-  cv::Mat columnBuffer;  // between the two separable passes of the other cases
+  cv::Mat columnBuffer;                                    // between the two separable passes of the other cases
 };
 
 }  // namespace movra::vision

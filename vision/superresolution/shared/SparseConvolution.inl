@@ -2,17 +2,16 @@
 // operators at factor 2 with six taps, for their mask first.
 #pragma once
 
-#include "vision/superresolution/shared/SparseConvolution.h"
 #include "vision/superresolution/detail/base/BoxFilter.h"
+#include "vision/superresolution/detail/base/Sizes.h"
 #include "vision/superresolution/detail/operators/PlainOperators.h"
 #include "vision/superresolution/detail/operators/RollingOperators.h"
-#include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/shared/SparseConvolution.h"
 
 namespace movra::vision {
 
 template <class Mask>
-SparseConvolution<Mask>::SparseConvolution(int hrWidth_, int hrHeight_, int psfWidth_, int psfHeight_,
-                                           float factor_)
+SparseConvolution<Mask>::SparseConvolution(int hrWidth_, int hrHeight_, int psfWidth_, int psfHeight_, float factor_)
     : hrWidth(detail::checkedSize(hrWidth_)),
       hrHeight(detail::checkedSize(hrHeight_)),
       psfWidth(detail::checkedSize(psfWidth_)),
@@ -31,8 +30,7 @@ template <class Mask>
 SparseConvolution<Mask>::~SparseConvolution() = default;
 
 template <class Mask>
-void SparseConvolution<Mask>::fullConvFromSparse(float* image, float* psfX, float* psfY, Mask* mask,
-                                                 float* out) {
+void SparseConvolution<Mask>::fullConvFromSparse(float* image, float* psfX, float* psfY, Mask* mask, float* out) {
   if (fast) {
     fast->fullConvFromSparse(image, psfX, psfY, mask, out);
   } else {
@@ -51,8 +49,7 @@ void SparseConvolution<Mask>::validCorrToSparse(float* hr, float* psfX, float* p
 
 template <class Mask>
 void SparseConvolution<Mask>::blurImageMeanFilter(cv::Mat_<float>& in, int radius, cv::Mat_<float>& out) {
-  const cv::Mat_<float> source =
-      in.isContinuous() ? in : in.clone();  // also keeps it if `out` is the same matrix
+  const cv::Mat_<float> source = in.isContinuous() ? in : in.clone();  // also keeps it if `out` is the same matrix
   out.create(source.size());
   cv::Mat_<float> result = out.isContinuous() ? out : cv::Mat_<float>(source.size());
   if (source.empty()) {

@@ -75,8 +75,7 @@ class MOVRA_SUPERRESOLUTION_API TvMinimization {
   /// @throws movra::Exception if there is no frame, there are more than the object was made for, or the reference is not
   ///         one of them; nothing is changed then
   /// A constant reference frame has no standard deviation: the result is not finite then.
-  int minimize(int frameCount, int refIndex, float** frames, cv::Point_<float>* shifts, Mask** masks,
-               float* out);
+  int minimize(int frameCount, int refIndex, float** frames, cv::Point_<float>* shifts, Mask** masks, float* out);
 
   /// Moves the base PSF by each frame's shift, by linear interpolation between neighbouring taps.
   /// @param shifts one per frame, in low-resolution pixels

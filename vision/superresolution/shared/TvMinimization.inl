@@ -6,14 +6,14 @@
 #include <new>
 
 #include "movra/Exception.h"
-#include "vision/superresolution/shared/TvMinimization.h"
-#include "vision/superresolution/detail/solver/DataTerm.h"
 #include "vision/superresolution/detail/base/ErrorFunction.h"
 #include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/detail/solver/DataTerm.h"
 #include "vision/superresolution/detail/solver/SolverKernels.h"
 #include "vision/superresolution/detail/solver/SolverVectors.h"
 #include "vision/superresolution/detail/solver/TvTerm.h"
 #include "vision/superresolution/detail/solver/WholeImageDataTerm.h"
+#include "vision/superresolution/shared/TvMinimization.h"
 
 namespace movra::vision {
 
@@ -79,8 +79,7 @@ inline void movePsfFar(const float* base, int taps, float shift, float* moved) {
   const auto tap = [&](int j) { return j >= 0 && j < taps ? base[j] : 0.0f; };
   for (int j = 0; j < taps; ++j) {
     const int k = j + whole;
-    moved[j] =
-        part < 0 ? tap(k - 1) * -part + tap(k) * (1.0f + part) : tap(k) * (1.0f - part) + tap(k + 1) * part;
+    moved[j] = part < 0 ? tap(k - 1) * -part + tap(k) * (1.0f + part) : tap(k) * (1.0f - part) + tap(k + 1) * part;
   }
 }
 
@@ -103,14 +102,9 @@ TvMinimization<Convolution>::TvMinimization(int width_, int height_, int frameCo
       residualNorm2(0),
       invRhsNorm2(0) {
   using Traits = detail::SolverTraits<Convolution>;
-  const detail::ReconstructionSize size{width,
-                                        height,
-                                        detail::scaledSize(width, factor),
-                                        detail::scaledSize(height, factor),
-                                        paddedWidth,
-                                        paddedHeight,
-                                        psfSize,
-                                        factor};
+  const detail::ReconstructionSize size{
+      width,   height, detail::scaledSize(width, factor), detail::scaledSize(height, factor), paddedWidth, paddedHeight,
+      psfSize, factor};
   dataTerm = Traits::makeDataTerm(size, frameCount);
   tvTerm = std::make_unique<detail::TvTerm>(paddedWidth, paddedHeight);
   vectors = std::make_unique<detail::SolverVectors>(static_cast<std::size_t>(paddedSize), Traits::slack);
@@ -226,8 +220,7 @@ void TvMinimization<Convolution>::backProject(float** frames) {
   for (int i = 0; i < dataTerm->bandCount(); ++i) {
     dataTerm->backProject(i, frames, vectors->rhs());
     const auto band = dataTerm->band(i);
-    detail::solverKernels().addSquares(vectors->rhs(), band.begin * paddedWidth, band.end * paddedWidth,
-                                       lanes);
+    detail::solverKernels().addSquares(vectors->rhs(), band.begin * paddedWidth, band.end * paddedWidth, lanes);
   }
   invRhsNorm2 = static_cast<float>(1.0 / detail::combineLanes(lanes));
   vectors->startAtRhs();
@@ -248,9 +241,7 @@ int TvMinimization<Convolution>::solve(int maxIterations) {
   float lanes[detail::sumLanes] = {};
   applySystem(
       vectors->estimate(), r, [](int) {},
-      [&](int begin, int end) {
-        detail::solverKernels().startResidual(vectors->rhs(), r, begin, end, lanes);
-      });
+      [&](int begin, int end) { detail::solverKernels().startResidual(vectors->rhs(), r, begin, end, lanes); });
   residualNorm2 = detail::combineLanes(lanes);
   vectors->startAlongResidual();
   directionIsFinal = true;
@@ -323,8 +314,7 @@ bool TvMinimization<Convolution>::iterate() {
   // x = x + alpha p, r = r - alpha q
   std::fill_n(lanes, detail::sumLanes, 0.0f);
   float* const nextX = vectors->nextEstimate(tvTerm->frozenAt());
-  kernels.stepAlong(alpha, p, q, vectors->estimate(), nextX, r, vectors->nextResidual(), 0, paddedSize,
-                    lanes);
+  kernels.stepAlong(alpha, p, q, vectors->estimate(), nextX, r, vectors->nextResidual(), 0, paddedSize, lanes);
   vectors->advance(nextX);
   const float newNorm2 = detail::combineLanes(lanes);
   if (relRes * relRes > invRhsNorm2 * newNorm2) {

@@ -62,14 +62,18 @@ void setReplacement(List& list, int row, int k, const Position& p) {
 
 bool isListed(const List& list, const Position& p) {
   for (int row = 0; row < list.rows; ++row) {
-    if (badPosition(list, row) == p) return true;
+    if (badPosition(list, row) == p) {
+      return true;
+    }
   }
   return false;
 }
 
 Places placesOf(const List& list, cv::Size_<int> size) {
   Places places;
-  for (int row = 0; row < list.rows; ++row) places.insert(placeOf(badPosition(list, row), size));
+  for (int row = 0; row < list.rows; ++row) {
+    places.insert(placeOf(badPosition(list, row), size));
+  }
   return places;
 }
 
@@ -86,15 +90,21 @@ bool chooseReplacements(List& list, int row, cv::Size_<int> size, const BadPixel
   for (const auto& direction : query) {
     for (const auto& [distance, offset] : direction) {
       const Position target = moved(bad, offset.x, offset.y);
-      if (!isUsable(target, size) || badPlaces.count(placeOf(target, size)) > 0) continue;
+      if (!isUsable(target, size) || badPlaces.count(placeOf(target, size)) > 0) {
+        continue;
+      }
       nearest.emplace_back(distance, target);
       break;
     }
   }
-  if (nearest.empty()) return false;
+  if (nearest.empty()) {
+    return false;
+  }
 
   std::array<Candidate, replacementCount> chosen;
-  for (std::size_t k = 0; k < chosen.size(); ++k) chosen[k] = nearest[k % nearest.size()];
+  for (std::size_t k = 0; k < chosen.size(); ++k) {
+    chosen[k] = nearest[k % nearest.size()];
+  }
   std::stable_sort(chosen.begin(), chosen.end(),
                    [](const Candidate& a, const Candidate& b) { return a.first < b.first; });
   for (int k = 0; k < replacementCount; ++k) {
@@ -108,7 +118,9 @@ bool findSimpleReplacement(const List& list, int row, cv::Size_<int> size, int f
   for (int i = 0; i < directionCount; ++i) {
     for (const auto& offset : simpleNeighbourhood[(first + i) % directionCount]) {
       const Position target = moved(badPosition(list, row), offset[0], offset[1]);
-      if (!isUsable(target, size) || isListed(list, target)) continue;
+      if (!isUsable(target, size) || isListed(list, target)) {
+        continue;
+      }
       found = target;
       return true;
     }
@@ -119,7 +131,9 @@ bool findSimpleReplacement(const List& list, int row, cv::Size_<int> size, int f
 template <class Predicate>
 bool anyReplacement(const List& list, int row, Predicate predicate) {
   for (int k = 0; k < replacementCount; ++k) {
-    if (predicate(replacement(list, row, k))) return true;
+    if (predicate(replacement(list, row, k))) {
+      return true;
+    }
   }
   return false;
 }
@@ -131,11 +145,16 @@ BadPixel::Query BadPixel::computeReplacePixelQuery(int radius) {
   for (std::int64_t j = 0; j < radius; ++j) {
     for (std::int64_t i = 0; i <= radius; ++i) {
       const float distance = std::sqrt(static_cast<float>(i * i + j * j));
-      if (distance > static_cast<float>(radius - 1)) break;  // and so are all further to the side
+      if (distance > static_cast<float>(radius - 1)) {
+        // and so are all further to the side
+        break;
+      }
       const int side = static_cast<int>(i);
       const int down = static_cast<int>(j + 1);
       query[0].emplace(distance, cv::Point_<int>(side, down));
-      if (side != 0) query[0].emplace(distance, cv::Point_<int>(-side, down));
+      if (side != 0) {
+        query[0].emplace(distance, cv::Point_<int>(-side, down));
+      }
     }
   }
   for (const auto& [distance, offset] : query[0]) {
@@ -148,51 +167,70 @@ BadPixel::Query BadPixel::computeReplacePixelQuery(int radius) {
 
 bool BadPixel::calculateSingleReplacePixelSimpleNhood(cv::Mat_<unsigned short>& list, unsigned short index,
                                                       cv::Size_<int> size) {
-  if (!hasRow(list, index)) return false;
+  if (!hasRow(list, index)) {
+    return false;
+  }
   for (int k = 0; k < replacementCount; ++k) {
     Position found;
-    if (!findSimpleReplacement(list, index, size, k, found)) return false;
+    if (!findSimpleReplacement(list, index, size, k, found)) {
+      return false;
+    }
     setReplacement(list, index, k, found);
   }
   return true;
 }
 
-bool BadPixel::calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index,
-                                           cv::Size_<int> size, const Query& query,
-                                           std::set<unsigned int>& badPositions) {
-  if (!hasRow(list, index) || query.size() != directionCount) return false;
-  if (badPositions.empty()) badPositions = placesOf(list, size);
+bool BadPixel::calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
+                                           const Query& query, std::set<unsigned int>& badPositions) {
+  if (!hasRow(list, index) || query.size() != directionCount) {
+    return false;
+  }
+  if (badPositions.empty()) {
+    badPositions = placesOf(list, size);
+  }
   return chooseReplacements(list, index, size, query, badPositions);
 }
 
-bool BadPixel::calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index,
-                                           cv::Size_<int> size, const Query& query) {
+bool BadPixel::calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
+                                           const Query& query) {
   std::set<unsigned int> badPositions;
   return calculateSingleReplacePixel(list, index, size, query, badPositions);
 }
 
-bool BadPixel::calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index,
-                                           cv::Size_<int> size, int radius) {
-  if (radius == 3) return calculateSingleReplacePixelSimpleNhood(list, index, size);
+bool BadPixel::calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
+                                           int radius) {
+  if (radius == 3) {
+    return calculateSingleReplacePixelSimpleNhood(list, index, size);
+  }
   return calculateSingleReplacePixel(list, index, size, computeReplacePixelQuery(radius));
 }
 
-bool BadPixel::calculateReplacePixels(cv::Mat_<unsigned short>& list, cv::Size_<int> size,
-                                      unsigned int radius) {
-  if (list.rows == 0) return true;
-  if (!detail::isBadPixelList(list)) return false;
+bool BadPixel::calculateReplacePixels(cv::Mat_<unsigned short>& list, cv::Size_<int> size, unsigned int radius) {
+  if (list.rows == 0) {
+    return true;
+  }
+  if (!detail::isBadPixelList(list)) {
+    return false;
+  }
   const Places badPlaces = placesOf(list, size);
   const Query query = computeReplacePixelQuery(static_cast<int>(radius));
   bool all = true;
-  for (int row = 0; row < list.rows; ++row) all &= chooseReplacements(list, row, size, query, badPlaces);
+  for (int row = 0; row < list.rows; ++row) {
+    all &= chooseReplacements(list, row, size, query, badPlaces);
+  }
   return all;
 }
 
-bool BadPixel::appendBadPixel(const cv::Mat& newList, cv::Mat& list, cv::Size_<int> size,
-                              unsigned int radius) {
-  if (list.empty()) list = cv::Mat(0, newList.cols, newList.type());
-  if (newList.rows == 0) return true;
-  if (!detail::isBadPixelList(newList) || !detail::isBadPixelList(list)) return false;
+bool BadPixel::appendBadPixel(const cv::Mat& newList, cv::Mat& list, cv::Size_<int> size, unsigned int radius) {
+  if (list.empty()) {
+    list = cv::Mat(0, newList.cols, newList.type());
+  }
+  if (newList.rows == 0) {
+    return true;
+  }
+  if (!detail::isBadPixelList(newList) || !detail::isBadPixelList(list)) {
+    return false;
+  }
 
   List combined = list.clone();
   combined.push_back(List(newList));
@@ -201,9 +239,10 @@ bool BadPixel::appendBadPixel(const cv::Mat& newList, cv::Mat& list, cv::Size_<i
   const Places newPositions = placesOf(combined.rowRange(oldRows, combined.rows), everyPosition);
   const auto isOutdated = [&](int row) {
     return anyReplacement(combined, row, [&](const Position& p) {
-      if (row < oldRows) return newPositions.count(placeOf(p, everyPosition)) > 0;
-      return oldPositions.count(placeOf(p, everyPosition)) > 0 || p == badPosition(combined, row) ||
-             !isUsable(p, size);
+      if (row < oldRows) {
+        return newPositions.count(placeOf(p, everyPosition)) > 0;
+      }
+      return oldPositions.count(placeOf(p, everyPosition)) > 0 || p == badPosition(combined, row) || !isUsable(p, size);
     });
   };
 
@@ -211,7 +250,9 @@ bool BadPixel::appendBadPixel(const cv::Mat& newList, cv::Mat& list, cv::Size_<i
   Query query;
   Places badPlaces;
   for (int row = 0; row < combined.rows; ++row) {
-    if (!isOutdated(row)) continue;
+    if (!isOutdated(row)) {
+      continue;
+    }
     if (query.empty()) {
       query = computeReplacePixelQuery(static_cast<int>(radius));
       badPlaces = placesOf(combined, size);

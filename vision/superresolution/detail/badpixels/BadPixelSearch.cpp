@@ -15,9 +15,10 @@ using Pixel = cv::Point_<unsigned short>;
 // The sum of the bins first … last as they slide over a histogram; bins outside it count nothing.
 class SlidingSum {
  public:
-  SlidingSum(const Histogram& histogram, int firstBin, int lastBin)
-      : hist(histogram), first(firstBin), last(lastBin) {
-    for (int bin = std::max(first, 0); bin <= std::min(last, hist.cols - 1); ++bin) sum += hist(0, bin);
+  SlidingSum(const Histogram& histogram, int firstBin, int lastBin) : hist(histogram), first(firstBin), last(lastBin) {
+    for (int bin = std::max(first, 0); bin <= std::min(last, hist.cols - 1); ++bin) {
+      sum += hist(0, bin);
+    }
   }
 
   std::int64_t value() const { return sum; }
@@ -25,7 +26,9 @@ class SlidingSum {
   // Moves on by one bin; false if what leaves the sum would make it negative.
   bool advance() {
     const std::int64_t leaving = count(first++);
-    if (leaving > sum) return false;
+    if (leaving > sum) {
+      return false;
+    }
     sum += count(++last) - leaving;
     return true;
   }
@@ -42,21 +45,28 @@ class SlidingSum {
 class PixelsByValue {
  public:
   explicit PixelsByValue(const cv::Mat_<short>& img) : starts(valueCount + 1), pixels(img.total()) {
-    for (const short value : img) ++starts[indexOf(value) + 1];
-    for (std::size_t i = 0; i < valueCount; ++i) starts[i + 1] += starts[i];
+    for (const short value : img) {
+      ++starts[indexOf(value) + 1];
+    }
+    for (std::size_t i = 0; i < valueCount; ++i) {
+      starts[i + 1] += starts[i];
+    }
     std::vector<std::size_t> ends(starts.begin(), starts.end() - 1);
     for (int y = 0; y < img.rows; ++y) {
       for (int x = 0; x < img.cols; ++x) {
-        pixels[ends[indexOf(img(y, x))]++] =
-            Pixel(static_cast<unsigned short>(x), static_cast<unsigned short>(y));
+        pixels[ends[indexOf(img(y, x))]++] = Pixel(static_cast<unsigned short>(x), static_cast<unsigned short>(y));
       }
     }
   }
 
   template <class Visitor>
   void forEachWith(int value, Visitor visit) const {
-    if (value < INT16_MIN || value > INT16_MAX) return;
-    for (std::size_t i = starts[indexOf(value)]; i < starts[indexOf(value) + 1]; ++i) visit(pixels[i]);
+    if (value < INT16_MIN || value > INT16_MAX) {
+      return;
+    }
+    for (std::size_t i = starts[indexOf(value)]; i < starts[indexOf(value) + 1]; ++i) {
+      visit(pixels[i]);
+    }
   }
 
  private:
@@ -74,7 +84,9 @@ struct Found {
 
   bool full() const { return pixels.size() >= capacity; }
   void add(const Pixel& pixel) {
-    if (!full()) pixels.push_back(pixel);
+    if (!full()) {
+      pixels.push_back(pixel);
+    }
   }
 };
 
@@ -84,7 +96,9 @@ bool findExtremes(const cv::Mat_<short>& img, Histogram& hist, short lo, short h
   int& below = hist(0, 0);
   int& above = hist(0, hist.cols - 1);
   const std::int64_t total = std::int64_t{below} + above;
-  if (total > static_cast<std::int64_t>(found.capacity)) return false;
+  if (total > static_cast<std::int64_t>(found.capacity)) {
+    return false;
+  }
   if (below > 0 || above > 0) {
     for (int y = 0; y < img.rows; ++y) {
       for (int x = 0; x < img.cols; ++x) {
@@ -99,24 +113,28 @@ bool findExtremes(const cv::Mat_<short>& img, Histogram& hist, short lo, short h
 }
 
 // Finds the pixels in isolated bins; false if the search ends before the last bin.
-bool findRare(const cv::Mat_<short>& img, const Histogram& hist, short lo, int maxCount, int window,
-              Found& found) {
+bool findRare(const cv::Mat_<short>& img, const Histogram& hist, short lo, int maxCount, int window, Found& found) {
   const PixelsByValue pixelsByValue(img);
   SlidingSum right(hist, 0, window);
   SlidingSum left(hist, -window, 0);
   SlidingSum centre(hist, -(window / 2), window / 2);
   int bin = 0;
   for (; bin < hist.cols && !found.full(); ++bin) {
-    if (bin > 0 && !(right.advance() && left.advance() && centre.advance())) return false;
-    const bool isolated =
-        hist(0, bin) >= 1 && std::max({left.value(), right.value(), centre.value()}) < maxCount;
-    if (isolated) pixelsByValue.forEachWith(bin + lo, [&](const Pixel& pixel) { found.add(pixel); });
+    if (bin > 0 && !(right.advance() && left.advance() && centre.advance())) {
+      return false;
+    }
+    const bool isolated = hist(0, bin) >= 1 && std::max({left.value(), right.value(), centre.value()}) < maxCount;
+    if (isolated) {
+      pixelsByValue.forEachWith(bin + lo, [&](const Pixel& pixel) { found.add(pixel); });
+    }
   }
   return bin == hist.cols;
 }
 
 cv::Mat_<unsigned short> listOf(const Found& found, cv::Size_<int> imageSize) {
-  if (found.pixels.empty()) return {};
+  if (found.pixels.empty()) {
+    return {};
+  }
   cv::Mat_<unsigned short> list(static_cast<int>(found.pixels.size()), detail::listColumns);
   list.setTo(0);
   for (int i = 0; i < list.rows; ++i) {
@@ -132,23 +150,29 @@ cv::Mat_<unsigned short> listOf(const Found& found, cv::Size_<int> imageSize) {
 }  // namespace
 
 bool BadPixel::buildValueHistogram(const cv::Mat_<short>& img, cv::Mat_<int>& hist, short lo, short hi) {
-  if (img.empty() || lo >= hi) return false;
+  if (img.empty() || lo >= hi) {
+    return false;
+  }
   hist.create(1, hi - lo + 1);
   hist.setTo(0);
   int* bins = hist[0];
-  for (const short value : img) ++bins[std::clamp(value, lo, hi) - lo];
+  for (const short value : img) {
+    ++bins[std::clamp(value, lo, hi) - lo];
+  }
   return true;
 }
 
-bool BadPixel::performNeighbourSearch(const cv::Mat_<short>& img, cv::Mat_<int>& hist,
-                                      cv::Mat_<unsigned short>& list, short lo, short hi,
-                                      unsigned short maxCount, unsigned short window) {
-  if (img.empty() || maxCount == 0 || window < 2 || list.cols != detail::listColumns) return false;
-  if (std::max(img.rows, img.cols) > detail::largestPosition || hist.rows != 1 || hist.empty()) return false;
+bool BadPixel::performNeighbourSearch(const cv::Mat_<short>& img, cv::Mat_<int>& hist, cv::Mat_<unsigned short>& list,
+                                      short lo, short hi, unsigned short maxCount, unsigned short window) {
+  if (img.empty() || maxCount == 0 || window < 2 || list.cols != detail::listColumns) {
+    return false;
+  }
+  if (std::max(img.rows, img.cols) > detail::largestPosition || hist.rows != 1 || hist.empty()) {
+    return false;
+  }
   list.setTo(0);
   Found found{static_cast<std::size_t>(list.rows), {}};
-  const bool searched =
-      findExtremes(img, hist, lo, hi, found) && findRare(img, hist, lo, maxCount, window, found);
+  const bool searched = findExtremes(img, hist, lo, hi, found) && findRare(img, hist, lo, maxCount, window, found);
   list = listOf(found, img.size());
   return searched;
 }

@@ -28,7 +28,9 @@ void scanValues(const float* pixels, std::ptrdiff_t count, ValidRange valid, Val
 
 std::ptrdiff_t countMasked(const float* pixels, std::ptrdiff_t count) {
   std::int32_t masked = 0;
-  for (std::ptrdiff_t i = 0; i < count; ++i) masked += isMask(bitsOf(pixels[i]));
+  for (std::ptrdiff_t i = 0; i < count; ++i) {
+    masked += isMask(bitsOf(pixels[i]));
+  }
   return masked;
 }
 

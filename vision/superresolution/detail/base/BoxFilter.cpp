@@ -56,10 +56,9 @@ void BoxFilter::leave(int y, float* out) {
   const int window = 2 * reach + 1;
   const int count = std::min(y + reach, height - 1) - std::max(y - reach, 0) + 1;
   const bool whole = count == window;
-  registrationKernels().boxFilterStep(sums.get(), y + reach < height ? ringRow(y + reach) : nullptr,
-                                      y >= reach ? ringRow(y - reach) : nullptr, whole,
-                                      whole ? 1.0f / static_cast<float>(window) : static_cast<float>(count),
-                                      width, out);
+  registrationKernels().boxFilterStep(
+      sums.get(), y + reach < height ? ringRow(y + reach) : nullptr, y >= reach ? ringRow(y - reach) : nullptr, whole,
+      whole ? 1.0f / static_cast<float>(window) : static_cast<float>(count), width, out);
 }
 
 }  // namespace movra::vision::detail

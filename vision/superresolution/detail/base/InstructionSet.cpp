@@ -32,8 +32,8 @@ std::vector<InstructionSet> availableInstructionSets() {
 #if defined(__x86_64__)
   if (__builtin_cpu_supports("avx2")) {
     sets.push_back(InstructionSet::avx2);
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl")) {
+    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
+        __builtin_cpu_supports("avx512vl")) {
       sets.push_back(InstructionSet::avx512);
     }
   }

@@ -27,8 +27,8 @@ enum class Verdict { good, tooManyMaskedPixels, displacementTooLarge };
 
 /// Judges the complete shifts and the masks, height x width each, of `count` registered frames.
 template <class Mask>
-Verdict judgeRegistration(int count, const std::vector<cv::Point_<float>>& shifts, Mask* const* masks,
-                          int height, int width) {
+Verdict judgeRegistration(int count, const std::vector<cv::Point_<float>>& shifts, Mask* const* masks, int height,
+                          int width) {
   Verdict verdict = Verdict::good;
   for (int i = 0; i < count; ++i) {
     const cv::Point_<float>& shift = shifts[static_cast<std::size_t>(i)];

@@ -7,8 +7,7 @@ namespace movra::vision::detail::MOVRA_KERNEL_SET {
 namespace {
 
 using std::ptrdiff_t;
-void gatherColumns(const float* __restrict in, ptrdiff_t inPitch, int rows, int columns,
-                   float* __restrict batch) {
+void gatherColumns(const float* __restrict in, ptrdiff_t inPitch, int rows, int columns, float* __restrict batch) {
   for (int row = 0; row < rows; ++row, in += inPitch, batch += 2 * fftBatchWidth) {
     float* __restrict re = batch;
     float* __restrict im = batch + fftBatchWidth;
@@ -26,8 +25,7 @@ void gatherColumns(const float* __restrict in, ptrdiff_t inPitch, int rows, int 
   }
 }
 
-void scatterColumns(const float* __restrict batch, int rows, int columns, float* __restrict out,
-                    ptrdiff_t outPitch) {
+void scatterColumns(const float* __restrict batch, int rows, int columns, float* __restrict out, ptrdiff_t outPitch) {
   for (int row = 0; row < rows; ++row, out += outPitch, batch += 2 * fftBatchWidth) {
     const float* __restrict re = batch;
     const float* __restrict im = batch + fftBatchWidth;

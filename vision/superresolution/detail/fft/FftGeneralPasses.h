@@ -39,12 +39,16 @@ inline Complex<V> generalSum(ptrdiff_t n, ptrdiff_t radix, ptrdiff_t run, ptrdif
 
 /// A[q] and B[q] of whole runs of floats: block 0 of `in` holds x[0], block j s[j] and block radix - j d[j];
 /// blocks q and radix - q of `out` get A[q] and B[q].
-void generalSums(ptrdiff_t n, ptrdiff_t radix, ptrdiff_t run, const float* __restrict in,
-                 float* __restrict out, const float* roots) {
+void generalSums(ptrdiff_t n, ptrdiff_t radix, ptrdiff_t run, const float* __restrict in, float* __restrict out,
+                 const float* roots) {
   const ptrdiff_t vectors = run - run % width<Vector>;
-  for (ptrdiff_t f = 0; f < run; ++f) out[f] = in[f];
+  for (ptrdiff_t f = 0; f < run; ++f) {
+    out[f] = in[f];
+  }
   for (ptrdiff_t j = 1; 2 * j < radix; ++j) {
-    for (ptrdiff_t f = 0; f < run; ++f) out[f] += in[j * run + f];
+    for (ptrdiff_t f = 0; f < run; ++f) {
+      out[f] += in[j * run + f];
+    }
   }
   for (ptrdiff_t q = 1; 2 * q < radix; ++q) {
     float* a = out + q * run;
@@ -76,15 +80,17 @@ inline void unfold(float* low, float* high, Complex<float> lowRoot, Complex<floa
 
 /// The result is in `c`.
 template <Direction D, typename V>
-void complexGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float* __restrict c,
-                        float* __restrict scratch, const float* roots) {
+void complexGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float* __restrict c, float* __restrict scratch,
+                        const float* roots) {
   constexpr ptrdiff_t size = 2 * lanes<V>;
   const ptrdiff_t line = ido * size;
   const ptrdiff_t block = l1 * line;
   for (ptrdiff_t k = 0; k < l1; ++k) {
     const float* in = c + k * radix * line;
     float* out = scratch + k * line;
-    for (ptrdiff_t f = 0; f < line; ++f) out[f] = in[f];
+    for (ptrdiff_t f = 0; f < line; ++f) {
+      out[f] = in[f];
+    }
     for (ptrdiff_t j = 1; 2 * j < radix; ++j) {
       for (ptrdiff_t f = 0; f < line; ++f) {
         const float low = in[j * line + f];
@@ -101,8 +107,7 @@ void complexGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float* __r
       float* high = c + (radix - q) * block + k * line;
       unfold<D, V>(low, high, {1.0f, 0.0f}, {1.0f, 0.0f});
       for (ptrdiff_t i = 1; i < ido; ++i) {
-        unfold<D, V>(low + i * size, high + i * size, rootAt(roots, q * i * l1),
-                     rootAt(roots, (radix - q) * i * l1));
+        unfold<D, V>(low + i * size, high + i * size, rootAt(roots, q * i * l1), rootAt(roots, (radix - q) * i * l1));
       }
     }
   }
@@ -141,7 +146,9 @@ void realForwardGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float*
   for (ptrdiff_t k = 0; k < l1; ++k) {
     const float* in = scratch + k * row;
     float* out = r + k * radix * row;
-    for (ptrdiff_t f = 0; f < row; ++f) out[f] = in[f];
+    for (ptrdiff_t f = 0; f < row; ++f) {
+      out[f] = in[f];
+    }
     for (ptrdiff_t q = 1; 2 * q < radix; ++q) {
       const float* a = in + q * block;
       const float* b = in + (radix - q) * block;
@@ -173,7 +180,9 @@ void realBackwardGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float
   for (ptrdiff_t k = 0; k < l1; ++k) {
     const float* in = r + k * radix * row;
     float* out = scratch + k * row;
-    for (ptrdiff_t f = 0; f < row; ++f) out[f] = in[f];
+    for (ptrdiff_t f = 0; f < row; ++f) {
+      out[f] = in[f];
+    }
     for (ptrdiff_t q = 1; 2 * q < radix; ++q) {
       const float* straight = in + 2 * q * row;
       const float* mirrored = straight - row;

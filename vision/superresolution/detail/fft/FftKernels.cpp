@@ -17,14 +17,12 @@ struct Passes {
   void (*small[4])(ptrdiff_t ido, ptrdiff_t l1, const float* in, float* out, const float* roots);
 
   /// For any other radix: the result is where the values were.
-  void (*general)(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float* inOut, float* scratch,
-                  const float* roots);
+  void (*general)(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float* inOut, float* scratch, const float* roots);
 };
 
 template <Direction D, typename V>
-constexpr Passes complexPasses{
-    {complexPass<2, D, V>, complexPass<3, D, V>, complexPass<4, D, V>, complexPass<5, D, V>},
-    complexGeneralPass<D, V>};
+constexpr Passes complexPasses{{complexPass<2, D, V>, complexPass<3, D, V>, complexPass<4, D, V>, complexPass<5, D, V>},
+                               complexGeneralPass<D, V>};
 
 template <typename V>
 constexpr Passes realForwardPasses{
@@ -42,8 +40,7 @@ struct Buffers {
   float* scratch;
 };
 
-void run(const Passes& passes, ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, const float* roots,
-         Buffers& buffers) {
+void run(const Passes& passes, ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, const float* roots, Buffers& buffers) {
   if (radix > 5) {
     passes.general(radix, ido, l1, buffers.values, buffers.scratch, roots);
     return;

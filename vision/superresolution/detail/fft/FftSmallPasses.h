@@ -21,12 +21,13 @@ namespace {
 /// root[j] = exp(2 pi i j t / n) for j > 0.
 template <int R>
 inline void loadRoots(const float* roots, ptrdiff_t t, Complex<float> (&root)[R]) {
-  for (int j = 1; j < R; ++j) root[j] = rootAt(roots, j * t);
+  for (int j = 1; j < R; ++j) {
+    root[j] = rootAt(roots, j * t);
+  }
 }
 
 template <int R, Direction D, typename V>
-void complexPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, float* __restrict out,
-                 const float* roots) {
+void complexPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, float* __restrict out, const float* roots) {
   constexpr ptrdiff_t size = 2 * lanes<V>;
   const ptrdiff_t inStep = ido * size;
   const ptrdiff_t outStep = ido * l1 * size;
@@ -35,9 +36,13 @@ void complexPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, float*
     float* b = out + k * inStep;
     for (int lane = 0; lane < lanes<V>; lane += width<V>) {
       Complex<V> x[R];
-      for (int j = 0; j < R; ++j) x[j] = load<V>(a + j * inStep + lane);
+      for (int j = 0; j < R; ++j) {
+        x[j] = load<V>(a + j * inStep + lane);
+      }
       complexDft<D>(x);
-      for (int q = 0; q < R; ++q) store(b + q * outStep + lane, x[q]);
+      for (int q = 0; q < R; ++q) {
+        store(b + q * outStep + lane, x[q]);
+      }
     }
     for (ptrdiff_t i = 1; i < ido; ++i) {
       a += size;
@@ -46,10 +51,14 @@ void complexPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, float*
       loadRoots(roots, i * l1, root);
       for (int lane = 0; lane < lanes<V>; lane += width<V>) {
         Complex<V> x[R];
-        for (int j = 0; j < R; ++j) x[j] = load<V>(a + j * inStep + lane);
+        for (int j = 0; j < R; ++j) {
+          x[j] = load<V>(a + j * inStep + lane);
+        }
         complexDft<D>(x);
         store(b + lane, x[0]);
-        for (int q = 1; q < R; ++q) store(b + q * outStep + lane, turn<D>(root[q], x[q]));
+        for (int q = 1; q < R; ++q) {
+          store(b + q * outStep + lane, turn<D>(root[q], x[q]));
+        }
       }
     }
   }
@@ -66,9 +75,13 @@ void realForwardPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, fl
     float* b = out + k * R * row;
     for (int lane = 0; lane < lanes<V>; lane += width<V>) {
       V x[R];
-      for (int j = 0; j < R; ++j) x[j] = get<V>(a + j * inStep + lane);
+      for (int j = 0; j < R; ++j) {
+        x[j] = get<V>(a + j * inStep + lane);
+      }
       realDft(x);
-      for (int q = 0; q < R; ++q) put(b + q * row + (q % 2) * last + lane, x[q]);
+      for (int q = 0; q < R; ++q) {
+        put(b + q * row + (q % 2) * last + lane, x[q]);
+      }
     }
     for (ptrdiff_t p = 1; 2 * p < ido; ++p) {
       Complex<float> root[R];
@@ -79,11 +92,16 @@ void realForwardPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, fl
       for (int lane = 0; lane < lanes<V>; lane += width<V>) {
         Complex<V> x[R];
         x[0] = load<V>(from + lane);
-        for (int j = 1; j < R; ++j)
+        for (int j = 1; j < R; ++j) {
           x[j] = turn<Direction::forward>(root[j], load<V>(from + j * inStep + lane));
+        }
         complexDft<Direction::forward>(x);
-        for (int q = 0; 2 * q < R; ++q) store(to + 2 * q * row + lane, x[q]);
-        for (int q = 1; 2 * q <= R; ++q) store(mirrored + (2 * q - 1) * row + lane, conjugate(x[R - q]));
+        for (int q = 0; 2 * q < R; ++q) {
+          store(to + 2 * q * row + lane, x[q]);
+        }
+        for (int q = 1; 2 * q <= R; ++q) {
+          store(mirrored + (2 * q - 1) * row + lane, conjugate(x[R - q]));
+        }
       }
     }
     if (R % 2 == 0 && ido % 2 == 0) {
@@ -100,7 +118,9 @@ void realForwardPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, fl
           x[j] = {root[j].re * value, -root[j].im * value};
         }
         complexDft<Direction::forward>(x);
-        for (int q = 0; 2 * q < R; ++q) store(b + 2 * q * row + last + lane, x[q]);
+        for (int q = 0; 2 * q < R; ++q) {
+          store(b + 2 * q * row + last + lane, x[q]);
+        }
       }
     }
   }
@@ -117,9 +137,13 @@ void realBackwardPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, f
     float* b = out + k * row;
     for (int lane = 0; lane < lanes<V>; lane += width<V>) {
       V z[R];
-      for (int q = 0; q < R; ++q) z[q] = get<V>(a + q * row + (q % 2) * last + lane);
+      for (int q = 0; q < R; ++q) {
+        z[q] = get<V>(a + q * row + (q % 2) * last + lane);
+      }
       realInverseDft(z);
-      for (int j = 0; j < R; ++j) put(b + j * outStep + lane, z[j]);
+      for (int j = 0; j < R; ++j) {
+        put(b + j * outStep + lane, z[j]);
+      }
     }
     for (ptrdiff_t p = 1; 2 * p < ido; ++p) {
       Complex<float> root[R];
@@ -129,11 +153,17 @@ void realBackwardPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, f
       float* to = b + (2 * p - 1) * lanes<V>;
       for (int lane = 0; lane < lanes<V>; lane += width<V>) {
         Complex<V> x[R];
-        for (int q = 0; 2 * q < R; ++q) x[q] = load<V>(from + 2 * q * row + lane);
-        for (int q = 1; 2 * q <= R; ++q) x[R - q] = conjugate(load<V>(mirrored + (2 * q - 1) * row + lane));
+        for (int q = 0; 2 * q < R; ++q) {
+          x[q] = load<V>(from + 2 * q * row + lane);
+        }
+        for (int q = 1; 2 * q <= R; ++q) {
+          x[R - q] = conjugate(load<V>(mirrored + (2 * q - 1) * row + lane));
+        }
         complexDft<Direction::backward>(x);
         store(to + lane, x[0]);
-        for (int j = 1; j < R; ++j) store(to + j * outStep + lane, turn<Direction::backward>(root[j], x[j]));
+        for (int j = 1; j < R; ++j) {
+          store(to + j * outStep + lane, turn<Direction::backward>(root[j], x[j]));
+        }
       }
     }
     if (R % 2 == 0 && ido % 2 == 0) {
@@ -148,7 +178,9 @@ void realBackwardPass(ptrdiff_t ido, ptrdiff_t l1, const float* __restrict in, f
         }
         complexDft<Direction::backward>(x);
         put(to + lane, x[0].re);
-        for (int j = 1; j < R; ++j) put(to + j * outStep + lane, turn<Direction::backward>(root[j], x[j]).re);
+        for (int j = 1; j < R; ++j) {
+          put(to + j * outStep + lane, turn<Direction::backward>(root[j], x[j]).re);
+        }
       }
     }
   }

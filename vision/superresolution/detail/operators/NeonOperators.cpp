@@ -30,8 +30,8 @@ inline float32x4_t correlate(const float* row, const float32x4_t h[6]) {
 
 // Takes padded rows 2s (`upper`) and 2s + 1 (`lower`) through the imaging model. They contribute to low-resolution rows
 // s - 2, of which `older` holds the sum so far and which is complete then, s - 1 (`newer`) and s.
-void imageRowPair(const float* upper, const float* lower, int width, const float* psfX, const float* psfY,
-                  float* older, float* newer, float* complete) {
+void imageRowPair(const float* upper, const float* lower, int width, const float* psfX, const float* psfY, float* older,
+                  float* newer, float* complete) {
   float32x4_t h[6];
   float32x4_t v[6];
   for (int k = 0; k < 6; ++k) {
@@ -61,8 +61,8 @@ void weightRow(const float* mask, const float* row, int width, float* weighted) 
 
 // Vertical half of the transpose: row 2r + i of the intermediate from sample rows r, r - 1, r - 2 and taps i, i + 2,
 // i + 4.
-void spreadRow(const float* row, const float* rowBefore, const float* rowBeforeThat, int width,
-               const float* taps, float* intermediate) {
+void spreadRow(const float* row, const float* rowBefore, const float* rowBeforeThat, int width, const float* taps,
+               float* intermediate) {
   const float32x4_t v0 = vdupq_n_f32(taps[0]);
   const float32x4_t v2 = vdupq_n_f32(taps[2]);
   const float32x4_t v4 = vdupq_n_f32(taps[4]);
@@ -107,8 +107,7 @@ NeonOperators::NeonOperators(int width, int height)
       stride(static_cast<std::size_t>(alignedWidth(width)) + 2 * guard),
       rows(makeAlignedFloats(rowCount * stride)) {
   float* next = rows.get() + guard;
-  for (float** row :
-       {&older, &newer, &complete, &samples[0], &samples[1], &samples[2], &zeros, &intermediate}) {
+  for (float** row : {&older, &newer, &complete, &samples[0], &samples[1], &samples[2], &zeros, &intermediate}) {
     *row = next;
     next += stride;
   }
@@ -118,8 +117,8 @@ const float* NeonOperators::sampleRowOrZeros(int r) const {
   return 0 <= r && r < lowHeight ? samples[r % 3] : zeros;
 }
 
-void NeonOperators::fullConvFromSparse(const float* image, const float* psfX, const float* psfY,
-                                       const float* mask, float* out) {
+void NeonOperators::fullConvFromSparse(const float* image, const float* psfX, const float* psfY, const float* mask,
+                                       float* out) {
   const std::ptrdiff_t paddedWidth = 2 * std::ptrdiff_t{lowWidth} + taps - 1;
   for (int r = 0; r < lowHeight + 2; ++r) {
     if (r < lowHeight) {

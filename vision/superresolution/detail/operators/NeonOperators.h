@@ -21,8 +21,7 @@ class NeonOperators {
   /// Masked transpose of the imaging model.
   /// @param image, mask low-resolution
   /// @param out         padded, overwritten
-  void fullConvFromSparse(const float* image, const float* psfX, const float* psfY, const float* mask,
-                          float* out);
+  void fullConvFromSparse(const float* image, const float* psfX, const float* psfY, const float* mask, float* out);
 
   /// Imaging model.
   /// @param hr  padded

@@ -16,8 +16,7 @@ float weightOf(float mask) {
 }  // namespace
 
 template <class Mask>
-void PlainOperators::fullConvFromSparse(const float* image, const Mask* mask, float* columns,
-                                        float* out) const {
+void PlainOperators::fullConvFromSparse(const float* image, const Mask* mask, float* columns, float* out) const {
   std::fill_n(columns, elementCount(paddedHeight, grid.width), 0.0f);
   for (Index ky = 0; ky < psfHeight; ++ky) {
     for (Index r = 0; r < grid.height; ++r) {

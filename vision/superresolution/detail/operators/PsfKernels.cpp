@@ -15,8 +15,7 @@ void splitColumns(const float* __restrict row, int width, float* __restrict even
 // The plain loops start each sum at +0, which shows only where all terms are zeros: the sum is then +0, never -0. Here
 // that +0 is added once, at the end: in between, the sign of a zero changes nothing.
 
-void mergeColumns(const float* __restrict even, const float* __restrict odd, int width,
-                  float* __restrict row) {
+void mergeColumns(const float* __restrict even, const float* __restrict odd, int width, float* __restrict row) {
   for (int x = 0; x < width + 2; ++x) {
     row[2 * x] = even[x] + 0.0f;
     row[2 * x + 1] = odd[x] + 0.0f;
@@ -26,8 +25,7 @@ void mergeColumns(const float* __restrict even, const float* __restrict odd, int
 
 // Six coefficients by value, which stay in registers where a pointer would be read again after each store.
 struct Psf {
-  explicit Psf(const float* taps)
-      : t0(taps[0]), t1(taps[1]), t2(taps[2]), t3(taps[3]), t4(taps[4]), t5(taps[5]) {}
+  explicit Psf(const float* taps) : t0(taps[0]), t1(taps[1]), t2(taps[2]), t3(taps[3]), t4(taps[4]), t5(taps[5]) {}
   float t0, t1, t2, t3, t4, t5;
 };
 
@@ -52,9 +50,8 @@ inline float imagePixel(const float* even, const float* odd, int x, Psf h) {
 }
 
 template <Taps taps>
-void imageRows(const float* const even[2], const float* const odd[2], int width, const float* psfX,
-               const float* psfY, float* __restrict older, float* __restrict newer,
-               float* __restrict complete) {
+void imageRows(const float* const even[2], const float* const odd[2], int width, const float* psfX, const float* psfY,
+               float* __restrict older, float* __restrict newer, float* __restrict complete) {
   const float* __restrict evenA = even[0];
   const float* __restrict oddA = odd[0];
   const float* __restrict evenB = even[1];
@@ -98,9 +95,8 @@ bool isAllOnes(const char* mask, int width) {
   return differences == 0;
 }
 
-void spreadRows(const float* __restrict row, const float* __restrict rowBefore,
-                const float* __restrict rowBeforeThat, int width, const float* psfY, float* __restrict upper,
-                float* __restrict lower) {
+void spreadRows(const float* __restrict row, const float* __restrict rowBefore, const float* __restrict rowBeforeThat,
+                int width, const float* psfY, float* __restrict upper, float* __restrict lower) {
   const Psf v(psfY);
   for (int x = 0; x < width; ++x) {
     upper[x] = row[x] * v.t0 + rowBefore[x] * v.t2 + rowBeforeThat[x] * v.t4;
@@ -113,9 +109,8 @@ void addSpread(const float* __restrict row, int width, const float* psf, float* 
                float* __restrict odd) {
   const Psf h(psf);
   for (int x = 0; x < width + 3; ++x) {
-    const float ofEvenTaps = taps == Taps::allButFirst
-                                 ? row[x - 1] * h.t2 + row[x - 2] * h.t4
-                                 : row[x] * h.t0 + row[x - 1] * h.t2 + row[x - 2] * h.t4;
+    const float ofEvenTaps = taps == Taps::allButFirst ? row[x - 1] * h.t2 + row[x - 2] * h.t4
+                                                       : row[x] * h.t0 + row[x - 1] * h.t2 + row[x - 2] * h.t4;
     const float ofOddTaps = taps == Taps::allButLast ? row[x] * h.t1 + row[x - 1] * h.t3
                                                      : row[x] * h.t1 + row[x - 1] * h.t3 + row[x - 2] * h.t5;
     even[x] += ofEvenTaps;

@@ -31,8 +31,8 @@ struct PsfKernels {
   bool (*isAllOnes)(const char* mask, int width);
 
   /// Vertical half of the transpose: rows 2r and 2r + 1 of the intermediate from low-resolution rows r, r - 1, r - 2.
-  void (*spreadRows)(const float* row, const float* rowBefore, const float* rowBeforeThat, int width,
-                     const float* psfY, float* upper, float* lower);
+  void (*spreadRows)(const float* row, const float* rowBefore, const float* rowBeforeThat, int width, const float* psfY,
+                     float* upper, float* lower);
 
   /// Horizontal half: adds a row of the intermediate, spread over the columns, to a split row of the padded grid.
   /// `row` is preceded by two and followed by three zeros.

@@ -8,15 +8,14 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr int guard =
-    16;  // floats around an intermediate row; the kernels read two before and three after it
+constexpr int guard = 16;  // floats around an intermediate row; the kernels read two before and three after it
 constexpr int sharedRowCount = 12;
 
 }  // namespace
 
 bool RollingOperators::fits(int hrWidth, int hrHeight, int psfWidth, int psfHeight, float factor) {
-  return factor == 2.0f && psfWidth == taps && psfHeight == taps && hrWidth > 0 && hrHeight > 0 &&
-         hrWidth % 2 == 0 && hrHeight % 2 == 0;
+  return factor == 2.0f && psfWidth == taps && psfHeight == taps && hrWidth > 0 && hrHeight > 0 && hrWidth % 2 == 0 &&
+         hrHeight % 2 == 0;
 }
 
 RollingOperators::RollingOperators(int width, int height, int frameCount)
@@ -65,8 +64,7 @@ const float* RollingOperators::sampleRowOrZeros(int k, int r) {
 void RollingOperators::openOnto(const float* out, int b) {
   const PsfKernels& kernels = psfKernels();
   for (int i = 0; i <= (hasSecondRow(b) ? 1 : 0); ++i) {
-    kernels.splitColumns(out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth, lowWidth, evenSum[i],
-                         oddSum[i]);
+    kernels.splitColumns(out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth, lowWidth, evenSum[i], oddSum[i]);
   }
 }
 
@@ -79,8 +77,8 @@ void RollingOperators::openOntoZeros() {
 
 void RollingOperators::spread(int k, int b, const float* psfX, const float* psfY) {
   const PsfKernels& kernels = psfKernels();
-  kernels.spreadRows(sampleRowOrZeros(k, b), sampleRowOrZeros(k, b - 1), sampleRowOrZeros(k, b - 2), lowWidth,
-                     psfY, intermediate[0], intermediate[1]);
+  kernels.spreadRows(sampleRowOrZeros(k, b), sampleRowOrZeros(k, b - 1), sampleRowOrZeros(k, b - 2), lowWidth, psfY,
+                     intermediate[0], intermediate[1]);
   for (int i = 0; i < 2; ++i) {
     kernels.addSpreadColumns(intermediate[i], lowWidth, psfX, evenSum[i], oddSum[i]);
   }
@@ -89,8 +87,7 @@ void RollingOperators::spread(int k, int b, const float* psfX, const float* psfY
 void RollingOperators::close(float* out, int b) const {
   const PsfKernels& kernels = psfKernels();
   for (int i = 0; i <= (hasSecondRow(b) ? 1 : 0); ++i) {
-    kernels.mergeColumns(evenSum[i], oddSum[i], lowWidth,
-                         out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth);
+    kernels.mergeColumns(evenSum[i], oddSum[i], lowWidth, out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth);
   }
 }
 

@@ -30,14 +30,18 @@ struct SparseGrid {
   Index rowStep = 0;
 
   SparseGrid(int hrWidth, int hrHeight, float factor, int rowStride = 0) {
-    if (!(factor >= 1.0f)) return;
+    if (!(factor >= 1.0f)) {
+      return;
+    }
     width = static_cast<Index>(static_cast<float>(hrWidth) / factor);
     height = static_cast<Index>(static_cast<float>(hrHeight) / factor);
-    if (width == 0 || height == 0) return;
+    if (width == 0 || height == 0) {
+      return;
+    }
     columnStride = static_cast<Index>(factor);
     width = std::min(width, (hrWidth - 1) / columnStride + 1);
-    rowStep = rowStride > 0 ? rowStride * width
-                            : width + static_cast<Index>((factor - 1.0f) * static_cast<float>(width));
+    rowStep =
+        rowStride > 0 ? rowStride * width : width + static_cast<Index>((factor - 1.0f) * static_cast<float>(width));
     height = std::min(height, (hrHeight - 1) * width / rowStep + 1);
   }
 };

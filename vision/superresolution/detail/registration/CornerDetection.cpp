@@ -25,10 +25,8 @@ std::vector<const float*> strongMaxima(const cv::Mat_<float>& strength) {
   std::vector<unsigned char> isMaximum(static_cast<std::size_t>(std::max(inside, 0)));
   for (int y = 1; y < strength.rows - 1 && inside > 0; ++y) {
     const float* row = strength[y] + 1;
-    registrationKernels().markMaxima(row, static_cast<long>(strength.step1()), threshold, inside,
-                                     isMaximum.data());
-    for (auto found = isMaximum.begin(); (found = std::find(found, isMaximum.end(), 1)) != isMaximum.end();
-         ++found) {
+    registrationKernels().markMaxima(row, static_cast<long>(strength.step1()), threshold, inside, isMaximum.data());
+    for (auto found = isMaximum.begin(); (found = std::find(found, isMaximum.end(), 1)) != isMaximum.end(); ++found) {
       maxima.push_back(row + (found - isMaximum.begin()));
     }
   }

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "vision/superresolution/detail/registration/RegistrationKernels.h"
 #include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/detail/registration/RegistrationKernels.h"
 #include "vision/superresolution/detail/registration/WholePixelMove.h"
 
 namespace movra::vision::detail {
@@ -79,8 +79,7 @@ cv::Point_<float> FineRegistration::step(const float* reference, const float* fr
       height, regErrBlurRadius,
       [&](int y, int count) {
         for (int i = 0; i < count; ++i) {
-          residualRow(reference, frame, y + i, inReference, coarse, {dx, dy}, scale,
-                      residual.get() + at(i, 0));
+          residualRow(reference, frame, y + i, inReference, coarse, {dx, dy}, scale, residual.get() + at(i, 0));
         }
         return residual.get();
       },
@@ -94,22 +93,18 @@ cv::Point_<float> FineRegistration::step(const float* reference, const float* fr
 }
 
 // The gradient sums over the overlap are those over the whole reference less those over the bands outside it.
-FineRegistration::NormalEquations FineRegistration::normalEquations(const float* reference,
-                                                                    const float* frame,
+FineRegistration::NormalEquations FineRegistration::normalEquations(const float* reference, const float* frame,
                                                                     const cv::Rect& inReference,
-                                                                    const cv::Rect& inFrame,
-                                                                    cv::Point_<int> coarse) {
+                                                                    const cv::Rect& inFrame, cv::Point_<int> coarse) {
   double bandLanes[3 * sumLanes] = {};
   addBand({0, coarse.y >= 0 ? height - coarse.y : 0, width, std::abs(coarse.y)}, bandLanes);
-  addBand({coarse.x >= 0 ? width - coarse.x : 0, inReference.y, std::abs(coarse.x), inReference.height},
-          bandLanes);
+  addBand({coarse.x >= 0 ? width - coarse.x : 0, inReference.y, std::abs(coarse.x), inReference.height}, bandLanes);
 
   double lanes[2 * sumLanes] = {};
   for (int y = 0; y < inReference.height; ++y) {
     const std::ptrdiff_t i = at(inReference.y + y, inReference.x);
     registrationKernels().addGradientTimesDifference(gradX.get() + i, gradY.get() + i, reference + i,
-                                                     frame + at(inFrame.y + y, inFrame.x), inReference.width,
-                                                     lanes);
+                                                     frame + at(inFrame.y + y, inFrame.x), inReference.width, lanes);
   }
   return {static_cast<double>(sumXX) - combineLanes(bandLanes),
           static_cast<double>(sumXY) - combineLanes(bandLanes + sumLanes),
@@ -126,9 +121,8 @@ void FineRegistration::addBand(const cv::Rect& band, double* lanes) const {
 }
 
 // Row y of the residual of the step; outside the overlap it is the limit.
-void FineRegistration::residualRow(const float* reference, const float* frame, int y,
-                                   const cv::Rect& inReference, cv::Point_<int> coarse,
-                                   cv::Point_<float> rest, float scale, float* row) const {
+void FineRegistration::residualRow(const float* reference, const float* frame, int y, const cv::Rect& inReference,
+                                   cv::Point_<int> coarse, cv::Point_<float> rest, float scale, float* row) const {
   if (y < inReference.y || y >= inReference.y + inReference.height) {
     std::fill_n(row, width, regError);
     return;
@@ -138,8 +132,7 @@ void FineRegistration::residualRow(const float* reference, const float* frame, i
   const std::ptrdiff_t i = at(y, begin);
   std::fill(row, row + begin, regError);
   registrationKernels().residualRow(rest.x, rest.y, scale, gradX.get() + i, gradY.get() + i, reference + i,
-                                    frame + at(y + coarse.y, begin + coarse.x), inReference.width,
-                                    row + begin);
+                                    frame + at(y + coarse.y, begin + coarse.x), inReference.width, row + begin);
   std::fill(row + end, row + width, regError);
 }
 

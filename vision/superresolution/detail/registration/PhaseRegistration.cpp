@@ -46,8 +46,8 @@ void PhaseRegistration::setGaussRadius(int radius) {
   gaussRadius = radius;
 }
 
-void PhaseRegistration::registerFrames(int count, int refIndex, float** frames, const Spectrum* spectra,
-                                       char** masks, cv::Point_<float>* shifts) {
+void PhaseRegistration::registerFrames(int count, int refIndex, float** frames, const Spectrum* spectra, char** masks,
+                                       cv::Point_<float>* shifts) {
   refSpectrum = spectra[refIndex];
   blur(frames[refIndex], refSpectrum, refBlurred.get());
   initialize(masks, count);

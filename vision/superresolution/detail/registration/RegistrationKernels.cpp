@@ -60,9 +60,9 @@ void addGradientTimesDifference(const float* __restrict gradX, const float* __re
   });
 }
 
-void residualRow(float dx, float dy, float scale, const float* __restrict gradX,
-                 const float* __restrict gradY, const float* __restrict reference,
-                 const float* __restrict frame, int count, float* __restrict residual) {
+void residualRow(float dx, float dy, float scale, const float* __restrict gradX, const float* __restrict gradY,
+                 const float* __restrict reference, const float* __restrict frame, int count,
+                 float* __restrict residual) {
   for (int x = 0; x < count; ++x) {
     const float remaining = dx * gradX[x] + dy * gradY[x] + (frame[x] - reference[x]);
     residual[x] = remaining * remaining * scale;
@@ -83,17 +83,14 @@ void markMaxima(const float* __restrict row, long stride, float threshold, int c
   for (int x = 0; x < count; ++x) {
     const float value = row[x];
     const int strong = (value > threshold) & (value != 0.0f);
-    const int weaker = (above[x - 1] > value) | (above[x] > value) | (above[x + 1] > value) |
-                       (row[x - 1] > value) | (row[x + 1] > value) | (below[x - 1] > value) |
-                       (below[x] > value) | (below[x + 1] > value);
+    const int weaker = (above[x - 1] > value) | (above[x] > value) | (above[x + 1] > value) | (row[x - 1] > value) |
+                       (row[x + 1] > value) | (below[x - 1] > value) | (below[x] > value) | (below[x + 1] > value);
     isMaximum[x] = static_cast<unsigned char>(strong & (weaker ^ 1));
   }
 }
 
-void toGrey(const float* __restrict values, float offset, float scale, int count,
-            unsigned char* __restrict grey) {
-  constexpr float unitSpacing =
-      8388608.0f;  // 2^23: floats from here on are whole numbers, so adding it rounds
+void toGrey(const float* __restrict values, float offset, float scale, int count, unsigned char* __restrict grey) {
+  constexpr float unitSpacing = 8388608.0f;  // 2^23: floats from here on are whole numbers, so adding it rounds
   for (int x = 0; x < count; ++x) {
     const float value = (values[x] + offset) * scale;
     const float atLeastZero = value > 0.0f ? value : 0.0f;
@@ -103,8 +100,7 @@ void toGrey(const float* __restrict values, float offset, float scale, int count
 }
 
 // One element of each of the rows that are filtered together.
-using BoxVector =
-    float __attribute__((vector_size(boxLanes * sizeof(float)), aligned(sizeof(float)), may_alias));
+using BoxVector = float __attribute__((vector_size(boxLanes * sizeof(float)), aligned(sizeof(float)), may_alias));
 
 // Rows are independent chains of additions; their sums run side by side.
 void boxFilterLanes(const float* __restrict in, int length, int radius, float* __restrict out) {
@@ -119,7 +115,9 @@ void boxFilterLanes(const float* __restrict in, int length, int radius, float* _
   int i = 0;
   // Windows are cut at the left border, then whole, then cut at the right border.
   for (; i < reach && i < length; ++i) {
-    if (i + reach < length) sums += elements[i + reach];
+    if (i + reach < length) {
+      sums += elements[i + reach];
+    }
     means[i] = sums / static_cast<float>(i + reach < length ? i + reach + 1 : length);
   }
   const float reciprocal = 1.0f / static_cast<float>(window);

@@ -12,19 +12,19 @@ constexpr int boxLanes = 16;
 struct RegistrationKernels {
   /// Gradients of one row: halved central differences inside, plain one-sided ones in the first and last column.
   /// `above` and `below` are the rows whose difference is the vertical gradient, `weightY` is 0.5 or 1.
-  void (*gradientRow)(const float* row, const float* above, const float* below, float weightY, int width,
-                      float* gradX, float* gradY);
+  void (*gradientRow)(const float* row, const float* above, const float* below, float weightY, int width, float* gradX,
+                      float* gradY);
 
   /// Adds gradX^2, gradX gradY and gradY^2 to lanes 0-15, 16-31 and 32-47.
   void (*addGradientProducts)(const float* gradX, const float* gradY, int count, double* lanes);
 
   /// Adds gradX (frame - reference) and gradY (frame - reference) to lanes 0-15 and 16-31.
-  void (*addGradientTimesDifference)(const float* gradX, const float* gradY, const float* reference,
-                                     const float* frame, int count, double* lanes);
+  void (*addGradientTimesDifference)(const float* gradX, const float* gradY, const float* reference, const float* frame,
+                                     int count, double* lanes);
 
   /// residual = (dx gradX + dy gradY + frame - reference)^2 scale
-  void (*residualRow)(float dx, float dy, float scale, const float* gradX, const float* gradY,
-                      const float* reference, const float* frame, int count, float* residual);
+  void (*residualRow)(float dx, float dy, float scale, const float* gradX, const float* gradY, const float* reference,
+                      const float* frame, int count, float* residual);
 
   /// Sets mask[x] to 1 where residual[x] < limit; leaves the others.
   void (*markBelow)(const float* residual, float limit, int count, char* mask);

@@ -15,8 +15,7 @@ struct Complex {
 // finds them side by side, g++ 12.2 makes fused multiply-adds of complex products (vfmaddsub) in spite of
 // -ffp-contract=off.
 template <class Term>
-inline void block(const float* __restrict a, const float* __restrict b, int count, float* __restrict out,
-                  Term term) {
+inline void block(const float* __restrict a, const float* __restrict b, int count, float* __restrict out, Term term) {
   float aRe[blockSize] = {};
   float aIm[blockSize] = {};
   float bRe[blockSize] = {};

@@ -35,8 +35,7 @@ bool overlaps(cv::Point_<int> shift, int width, int height) {
 }
 
 cv::Rect overlapInReference(cv::Point_<int> shift, int width, int height) {
-  return {std::max(0, -shift.x), std::max(0, -shift.y), width - std::abs(shift.x),
-          height - std::abs(shift.y)};
+  return {std::max(0, -shift.x), std::max(0, -shift.y), width - std::abs(shift.x), height - std::abs(shift.y)};
 }
 
 void moveByWholePixels(const float* src, int width, int height, cv::Point_<float>& shift, float* dst) {
@@ -53,8 +52,7 @@ void moveByWholePixels(const float* src, int width, int height, cv::Point_<float
   shift.y -= static_cast<float>(iy);
 }
 
-bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
-             float** movedFrames) {
+bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts, float** movedFrames) {
   const int within = leadingWithin(frameCount, height, shifts);
   for (int i = 0; i < within; ++i) {
     moveByWholePixels(frames[i], width, height, shifts[i], movedFrames[i]);
@@ -66,13 +64,11 @@ bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<f
 }
 
 void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
-                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts, const char* source,
-                 int line) {
+                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts, const char* source, int line) {
   if (completeShifts.size() < static_cast<std::size_t>(frameCount)) {
     completeShifts.resize(static_cast<std::size_t>(frameCount));
   }
-  std::copy_n(shifts, std::min(leadingWithin(frameCount, height, shifts) + 1, frameCount),
-              completeShifts.begin());
+  std::copy_n(shifts, std::min(leadingWithin(frameCount, height, shifts) + 1, frameCount), completeShifts.begin());
   if (!moveAll(frameCount, width, height, frames, shifts, shiftedFrames)) {
     throw Exception("Too large displacement", Exception::locationText(source, line, "doRegistration"));
   }

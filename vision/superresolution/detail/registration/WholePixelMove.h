@@ -22,8 +22,7 @@ void moveByWholePixels(const float* src, int width, int height, cv::Point_<float
 /// Moves each frame by its whole pixels and leaves its fractional shift.
 /// @return false at the first shift that is not within half the height on both axes; that frame and those after it are
 ///         then copied as they are, their shifts left
-bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
-             float** movedFrames);
+bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts, float** movedFrames);
 
 /// Second half of a registration: keeps the complete shifts, moves each frame by its whole pixels and leaves its
 /// fractional shift.
@@ -31,7 +30,6 @@ bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<f
 /// @throws movra::Exception "Too large displacement" at the first shift that is not within half the height on both axes;
 ///         that frame and those after it are then copied as they are
 void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
-                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts, const char* source,
-                 int line);
+                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts, const char* source, int line);
 
 }  // namespace movra::vision::detail

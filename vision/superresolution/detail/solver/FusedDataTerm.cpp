@@ -34,8 +34,7 @@ void FusedDataTerm::backProject(int index, float** images, float* out) {
   if (index < height) {
     const std::ptrdiff_t begin = static_cast<std::ptrdiff_t>(index) * width;
     for (int k = 0; k < frames.count; ++k) {
-      psfKernels().weightRow(frames.masks[k] + begin, images[k] + begin, width,
-                             operators.sampleRow(k, index));
+      psfKernels().weightRow(frames.masks[k] + begin, images[k] + begin, width, operators.sampleRow(k, index));
     }
   }
   operators.openOntoZeros();

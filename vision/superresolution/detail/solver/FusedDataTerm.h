@@ -1,8 +1,8 @@
 #pragma once
 
+#include "vision/superresolution/detail/operators/RollingOperators.h"
 #include "vision/superresolution/detail/solver/DataTerm.h"
 #include "vision/superresolution/detail/solver/MaskedPixels.h"
-#include "vision/superresolution/detail/operators/RollingOperators.h"
 
 namespace movra::vision::detail {
 

@@ -34,8 +34,7 @@ void MaskedPixels::note(int maskCount, const char* const* masks) {
 }
 
 void MaskedPixels::weight(int k, int r, float* row) const {
-  const Span& span =
-      spans[static_cast<std::size_t>(r) * static_cast<std::size_t>(count) + static_cast<std::size_t>(k)];
+  const Span& span = spans[static_cast<std::size_t>(r) * static_cast<std::size_t>(count) + static_cast<std::size_t>(k)];
   if (span.width > 0) {
     psfKernels().weightRow(weights.data() + span.weights, row + span.begin, span.width, row + span.begin);
   }
@@ -47,9 +46,13 @@ MaskedPixels::Span MaskedPixels::findSpan(const char* maskRow) const {
     return span;
   }
   int first = 0;
-  while (!isMasked(maskRow, first)) ++first;
+  while (!isMasked(maskRow, first)) {
+    ++first;
+  }
   int last = blockCount - 1;
-  while (!isMasked(maskRow, last)) --last;
+  while (!isMasked(maskRow, last)) {
+    --last;
+  }
   span.begin = first * blockWidth;
   span.width = std::min((last + 1) * blockWidth, width) - span.begin;
   return span;

@@ -30,21 +30,19 @@ inline void addToLanes(int begin, int end, T* lanes, Term term) {
   }
 }
 
-void addProducts(const float* __restrict a, const float* __restrict b, int begin, int end,
-                 float* __restrict lanes) {
+void addProducts(const float* __restrict a, const float* __restrict b, int begin, int end, float* __restrict lanes) {
   addToLanes(begin, end, lanes, [=](int i) { return a[i] * b[i]; });
 }
 
-void startResidual(const float* __restrict b, float* __restrict r, int begin, int end,
-                   float* __restrict lanes) {
+void startResidual(const float* __restrict b, float* __restrict r, int begin, int end, float* __restrict lanes) {
   addToLanes(begin, end, lanes, [=](int i) {
     r[i] = b[i] - r[i];
     return r[i] * r[i];
   });
 }
 
-void stepAlong(float alpha, const float* p, const float* q, const float* x, float* newX, const float* r,
-               float* newR, int begin, int end, float* __restrict lanes) {
+void stepAlong(float alpha, const float* p, const float* q, const float* x, float* newX, const float* r, float* newR,
+               int begin, int end, float* __restrict lanes) {
   addToLanes(begin, end, lanes, [=](int i) {
     newX[i] = x[i] + alpha * p[i];
     newR[i] = r[i] - alpha * q[i];

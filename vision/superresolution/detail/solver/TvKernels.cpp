@@ -37,43 +37,79 @@ inline EdgesDown edgesDown(const float* row, int width, int c, const EdgeRule& r
 template <bool left, bool right, bool up, bool down>
 inline float stencil(const float* x, int width, int c, const RowEdges& w, const EdgesDown& d) {
   float sum = left ? w.right[c - 1] : 0.0f;
-  if (right) sum += w.right[c];
-  if (up) sum += w.above[c];
-  if (down) sum += d.down;
-  if (up && left) sum += w.aboveLeft[c];
-  if (down && right) sum += d.right;
-  if (up && right) sum += w.aboveRight[c];
-  if (down && left) sum += d.left;
+  if (right) {
+    sum += w.right[c];
+  }
+  if (up) {
+    sum += w.above[c];
+  }
+  if (down) {
+    sum += d.down;
+  }
+  if (up && left) {
+    sum += w.aboveLeft[c];
+  }
+  if (down && right) {
+    sum += d.right;
+  }
+  if (up && right) {
+    sum += w.aboveRight[c];
+  }
+  if (down && left) {
+    sum += d.left;
+  }
   float result = -sum * x[c];
-  if (left) result += w.right[c - 1] * x[c - 1];
-  if (right) result += w.right[c] * x[c + 1];
-  if (up) result += w.above[c] * x[c - width];
-  if (down) result += d.down * x[c + width];
-  if (up && left) result += w.aboveLeft[c] * x[c - width - 1];
-  if (down && right) result += d.right * x[c + width + 1];
-  if (up && right) result += w.aboveRight[c] * x[c - width + 1];
-  if (down && left) result += d.left * x[c + width - 1];
+  if (left) {
+    result += w.right[c - 1] * x[c - 1];
+  }
+  if (right) {
+    result += w.right[c] * x[c + 1];
+  }
+  if (up) {
+    result += w.above[c] * x[c - width];
+  }
+  if (down) {
+    result += d.down * x[c + width];
+  }
+  if (up && left) {
+    result += w.aboveLeft[c] * x[c - width - 1];
+  }
+  if (down && right) {
+    result += d.right * x[c + width + 1];
+  }
+  if (up && right) {
+    result += w.aboveRight[c] * x[c - width + 1];
+  }
+  if (down && left) {
+    result += d.left * x[c + width - 1];
+  }
   return result;
 }
 
 // The divisions for the row below and the memory reads of the stencil do not wait for each other.
 template <bool left, bool right, bool up, bool down>
-inline void applyAt(const float* frozen, const float* x, int width, int c, int weightedAs,
-                    const EdgeRule& rule, const RowEdges& here, const RowEdges& next, float* out) {
+inline void applyAt(const float* frozen, const float* x, int width, int c, int weightedAs, const EdgeRule& rule,
+                    const RowEdges& here, const RowEdges& next, float* out) {
   EdgesDown d{0, 0, 0};
   if (down) {
     d = edgesDown<left, right>(frozen, width, weightedAs, rule);
     next.above[c] = d.down;
-    if (left) next.aboveRight[c - 1] = d.left;
-    if (right) next.aboveLeft[c + 1] = d.right;
-    if (right) next.right[c] = axisWeight(frozen[c + width + 1], frozen[c + width], rule);
+    if (left) {
+      next.aboveRight[c - 1] = d.left;
+    }
+    if (right) {
+      next.aboveLeft[c + 1] = d.right;
+    }
+    if (right) {
+      next.right[c] = axisWeight(frozen[c + width + 1], frozen[c + width], rule);
+    }
   }
   out[c] = stencil<left, right, up, down>(x, width, c, here, d);
 }
 
 template <bool up, bool down>
-void applyAlongRow(const float* frozen, const float* x, int width, const EdgeRule& givenRule,
-                   const RowEdges& givenHere, const RowEdges& givenNext, float* out) {
+void applyAlongRow(const float* frozen, const float* x, int width, const EdgeRule& givenRule, const RowEdges& givenHere,
+                   const RowEdges& givenNext, float* out) {
   const EdgeRule rule = givenRule;
   const RowEdges here = givenHere;
   const RowEdges next = givenNext;
@@ -92,8 +128,8 @@ void applyAlongRow(const float* frozen, const float* x, int width, const EdgeRul
   applyAt<true, false, up, down>(frozen, x, width, last, last, rule, here, next, out);
 }
 
-void applyRow(const float* frozenImage, const float* image, int width, int height, int y,
-              const EdgeRule& rule, const RowEdges& here, const RowEdges& next, float* result) {
+void applyRow(const float* frozenImage, const float* image, int width, int height, int y, const EdgeRule& rule,
+              const RowEdges& here, const RowEdges& next, float* result) {
   const long begin = static_cast<long>(y) * width;
   const float* frozen = frozenImage + begin;
   const float* x = image + begin;

@@ -21,8 +21,8 @@ class WholeImageDataTerm : public DataTerm<typename Convolution::Mask> {
       : paddedHeight(size.paddedHeight),
         paddedSize(static_cast<std::size_t>(size.paddedWidth) * static_cast<std::size_t>(size.paddedHeight)),
         convolution(size.hrWidth, size.hrHeight, size.psfSize, size.psfSize, size.factor),
-        lowResBuffer(makeAlignedFloats(
-            static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height) + slack)),
+        lowResBuffer(
+            makeAlignedFloats(static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height) + slack)),
         frameBuffer(makeAlignedFloats(paddedSize + slack)) {}
 
   int bandCount() const override { return 1; }
@@ -46,8 +46,7 @@ class WholeImageDataTerm : public DataTerm<typename Convolution::Mask> {
   using Base::frames;
 
   void addTranspose(int k, float* image, float* out) {
-    convolution.fullConvFromSparse(image, frames.kernelX(k), frames.kernelY(k), frames.masks[k],
-                                   frameBuffer.get());
+    convolution.fullConvFromSparse(image, frames.kernelX(k), frames.kernelY(k), frames.masks[k], frameBuffer.get());
     for (std::size_t i = 0; i < paddedSize; ++i) {
       out[i] += frameBuffer[i];
     }
