@@ -74,10 +74,9 @@ class TableReporter : public benchmark::ConsoleReporter {
       printRow(size, bandwidth, peak);
     }
     std::printf(
-        "\nStages: ms (ns per low-resolution pixel). Growth: of computeSR's time per pixel over the size "
-        "before. Times "
-        "straight: how often the plain loops' time is ours; registration is addFrame and "
-        "doRegistration.\n");
+        "\nStages: ms (ns per low-resolution pixel). Growth: time of computeSR per pixel relative to the next smaller "
+        "size. "
+        "Times plain: speed-up over plain loops; registration is addFrame and doRegistration.\n");
   }
 
   void printRow(const std::string& size, double bandwidth, double peak) {
