@@ -19,6 +19,7 @@
 #include "tools/movra-sr/io/OutputFile.h"
 #include "tools/movra-sr/io/Tiff.h"
 #include "tools/movra-sr/reconstruction/Reconstruction.h"
+#include "vision/superresolution/SuperResolutionCAdapter.h"
 
 using namespace movra::tool;
 
@@ -100,6 +101,23 @@ TEST_F(ToolCommand, ASimulatedBurstBecomesSharperThanBicubic) {
   EXPECT_EQ(run("simulate -o burst --scene burst/truth.tiff --force").code, 4);
 }
 
+/// The image of the C interface for frames in order.
+cv::Mat_<float> throughCInterface(const std::vector<Frame>& frames, int referenceIndex, const char* camera) {
+  const cv::Size size = frames.front().pixels.size();
+  const int context = SuperResolution_init(size.width, size.height);
+  SuperResolution_setReferenceFrame(context, referenceIndex);
+  if (camera != nullptr) {
+    SuperResolution_setCameraAndLensType(context, camera);
+  }
+  for (const Frame& frame : frames) {
+    SuperResolution_addImage(context, frame.pixels[0]);
+  }
+  cv::Mat_<float> image(2 * size.height, 2 * size.width);
+  EXPECT_EQ(SuperResolution_getSuperresolutionImage(context, image[0]), SUPERRESOLUTION_SUCCESS);
+  SuperResolution_release(context);
+  return image;
+}
+
 TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
   simulate();
   std::vector<Frame> window;
@@ -109,22 +127,22 @@ TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
   const auto sameBits = [](const cv::Mat_<float>& a, const cv::Mat_<float>& b) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
   };
-  Parameters parameters, byVectors, byName, byNumber;
+  Parameters parameters, byVectors;
   parameters.referenceIndex = byVectors.referenceIndex = 0;
   byVectors.engine = Engine::vector;
-  const Reconstruction both = reconstruct(window, parameters, false);
+  const Reconstruction production = reconstruct(window, parameters);
+  const Reconstruction vector = reconstruct(window, byVectors);
+  EXPECT_TRUE(sameBits(production.image, vector.image));
+  EXPECT_EQ(production.srFactor, vector.srFactor);
+  EXPECT_EQ(production.shifts, vector.shifts);
+
   testing::internal::CaptureStdout();
-  for (const Reconstruction& other :
-       {reconstructThroughEngine(window, parameters), reconstruct(window, byVectors, false)}) {
-    EXPECT_TRUE(sameBits(both.image, other.image));
-    EXPECT_EQ(both.srFactor, other.srFactor);
-    EXPECT_EQ(both.shifts, other.shifts);
-  }
+  const cv::Mat_<float> byDefault = throughCInterface(window, 0, nullptr);
+  const cv::Mat_<float> byCamera = throughCInterface(window, 3, "m07 FOV 25");
   testing::internal::GetCapturedStdout();
-  // m08 means 0.34: what only the C interface knows by name, the engine takes as a number.
-  byName.camera = "m08 FOV 10";
-  byNumber.psfSigma = 0.34f;
-  EXPECT_TRUE(sameBits(reconstruct(window, byName, false).image, reconstruct(window, byNumber, false).image));
+  EXPECT_TRUE(sameBits(production.image, byDefault));
+  ASSERT_EQ(run("reconstruct burst -o camera.tiff --camera 'm07 FOV 25'").code, 0);
+  EXPECT_TRUE(sameBits(readImage(at("camera.tiff")).pixels, byCamera));
 }
 
 TEST_F(ToolCommand, PhaseCorrelationAndReferenceEngineServeTheSameBurst) {
@@ -337,8 +355,8 @@ TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
   for (const std::string options :
        {"--reference 5", "--psf-sigma nan", "--registration-error 1e-300", "--tv-weight 0.5", "--gain 0",
         "--engine turbo", "--registration magic", "--engine vector --registration phase",
-        "--engine reference --registration corners", "--engine vector --camera 'm01 FOV 1'",
-        "--engine vector --bad-pixels z.csv", "--camera 'm01 FOV 1' --iterations 3"}) {
+        "--engine reference --registration corners", "--camera m07", "--engine vector --bad-pixels z.csv",
+        "--camera 'm01 FOV 1' --psf-sigma 0.5"}) {
     expectUsageError("reconstruct x.tiff -o y.tiff " + options);
   }
 

@@ -36,7 +36,8 @@ int reportShortMemory() {
   return report(ExitCode::badInput, "not enough memory for images of this size");
 }
 
-/// Gives a standard stream that the caller closed to nobody, so that no file gets its number and, with it, our text.
+/// Opens /dev/null for each standard stream that the caller has closed. Otherwise an output file could get its number and
+/// receive our messages.
 void openStandardStreams() {
   int descriptor = 0;
   do {

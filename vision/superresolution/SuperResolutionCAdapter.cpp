@@ -16,6 +16,7 @@
 #include "movra/Exception.h"
 #include "movra/exp/ImageIO.h"
 #include "movra/exp/TypeObjectInitializer.h"
+#include "vision/superresolution/CameraModels.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/detail/base/Sizes.h"
 
@@ -129,29 +130,7 @@ int addFrame(SuperResolution_CtxData& slot, const float* image) {
   return status;
 }
 
-struct CameraModel {
-  const char* key;
-  const char* name;
-  float sigma;
-  float sigmaOfWideLens;
-};
-
-// In the order in which keys are searched.
-constexpr CameraModel cameraModels[] = {
-    {"m01", "cam1", 0.81f, 0.81f}, {"m02", "cam2", 0.01f, 0.01f}, {"m03", "cam3", 0.01f, 0.01f},
-    {"m04", "cam4", 0.01f, 0.01f}, {"m05", "cam5", 0.01f, 0.01f}, {"m06", "cam6", 0.625f, 0.625f},
-    {"m07", "cam7", 0.65f, 0.35f}, {"m08", "cam8", 0.34f, 0.34f},
-};
-constexpr int widestNormalLens = 22;
 constexpr float sigmaOfUnknownCamera = 0.683f;
-
-float psfSigma(const std::string& camera, int lens) {
-  for (const CameraModel& model : cameraModels)
-    if (camera == model.name) {
-      return lens > widestNormalLens ? model.sigmaOfWideLens : model.sigma;
-    }
-  return sigmaOfUnknownCamera;
-}
 
 }  // namespace
 
@@ -266,9 +245,9 @@ int SuperResolution_setReferenceFrame(int context, int index) {
 
 bool SuperResolution_getCameraAndLensType(const std::string& description, std::string& camera, int& lens) {
   const auto contains = [&](const char* text) { return description.find(text) != std::string::npos; };
-  const auto model = std::find_if(std::begin(cameraModels), std::end(cameraModels),
-                                  [&](const CameraModel& candidate) { return contains(candidate.key); });
-  if (model == std::end(cameraModels)) {
+  const auto& models = movra::vision::cameraModels;
+  const auto model = std::find_if(models.begin(), models.end(), [&](const auto& each) { return contains(each.key); });
+  if (model == models.end()) {
     return false;
   }
   camera = model->name;
@@ -292,7 +271,8 @@ int SuperResolution_setCameraAndLensType(int context, const char* description) {
   std::string camera;
   int lens = 0;
   const bool recognised = SuperResolution_getCameraAndLensType(description, camera, lens);
-  const float sigma = recognised ? psfSigma(camera, lens) : sigmaOfUnknownCamera;
+  const auto known = recognised ? movra::vision::psfSigmaOfCamera(camera, lens) : std::nullopt;
+  const float sigma = known.value_or(sigmaOfUnknownCamera);
   if (SuperResolution_isContextValid(context)) {
     slotOf(context).engine->setPsfSigma(sigma);
   }

@@ -13,6 +13,7 @@
 #include "tools/movra-sr/report/Preview.h"
 #include "tools/movra-sr/report/Quality.h"
 #include "tools/movra-sr/report/Words.h"
+#include "vision/superresolution/CameraModels.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
 namespace movra::tool {
@@ -62,20 +63,22 @@ void checkOptions(const ReconstructOptions& options) {
   if (parameters.engine == Engine::vector && !options.badPixels.empty()) {
     throw Failure(ExitCode::usage, "--engine vector repairs no pixels, so it cannot honour --bad-pixels");
   }
-  if (!parameters.camera) {
-    return;
-  }
-  if (!parameters.fitCInterface()) {
-    throw Failure(ExitCode::usage,
-                  "--camera cannot stand beside other parameters of the method; give --psf-sigma instead");
-  }
+}
+
+/// The width of the point-spread function of a camera and lens such as "m07 FOV 15".
+float psfSigmaOf(const std::string& description) {
   std::string camera;
   int lens = 0;
-  if (!SuperResolution_getCameraAndLensType(*parameters.camera, camera, lens)) {
-    std::cerr << "movra-sr: --camera \"" << *parameters.camera
-              << "\" is not recognised (it takes a key m01 .. m08 and FOV with a number); the default width "
-                 "is used\n";
+  std::optional<float> sigma;
+  if (SuperResolution_getCameraAndLensType(description, camera, lens)) {
+    sigma = vision::psfSigmaOfCamera(camera, lens);
   }
+  if (!sigma) {
+    throw Failure(ExitCode::usage, "--camera \"" + description +
+                                       "\" is not known; it takes a key m01 .. m08 and FOV with a number, such as "
+                                       "\"m07 FOV 15\"; for other cameras give --psf-sigma");
+  }
+  return *sigma;
 }
 
 std::string describe(const ReconstructOptions& options, const Window& window, const Reconstruction& result) {
@@ -132,7 +135,9 @@ ExitCode reconstructBurst(const ReconstructOptions& options) {
   if (raw) {
     toTemperatures(window.frames, low, high);
   }
-  const Reconstruction result = reconstruct(withMarks(window.frames, badPixels), options.parameters, options.verbose);
+  const Reconstruction result = options.badPixels.empty()
+                                    ? reconstruct(window.frames, options.parameters)
+                                    : reconstruct(withMarks(window.frames, badPixels), options.parameters);
 
   if (options.verbose) {
     std::cerr << frameTable(result, window, options.parameters);
@@ -188,7 +193,10 @@ void addParameters(CLI::App& command, Parameters& parameters) {
       ->check(CLI::IsMember({"production", "vector", "reference"}))
       ->group(method);
   CLI::Option* camera =
-      command.add_option("--camera", parameters.camera, "Camera and lens, such as \"m07 FOV 15\"; sets the PSF width")
+      command
+          .add_option_function<std::string>(
+              "--camera", [&parameters](const std::string& text) { parameters.psfSigma = psfSigmaOf(text); },
+              "Camera and lens, such as \"m07 FOV 15\"; sets the PSF width")
           ->group(method);
   command
       .add_option("--psf-sigma", parameters.psfSigma,

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <array>
 #include <type_traits>
 
 #include "movra/Exception.h"
@@ -11,7 +10,6 @@
 #include "tools/movra-sr/reconstruction/ReferenceEngine.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeon.h"
-#include "vision/superresolution/SuperResolutionCAdapter.h"
 
 namespace movra::tool {
 
@@ -27,39 +25,19 @@ constexpr float factor = 2;
   throw Failure(ExitCode::badInput, frame.name + ": " + reason + " Repair its bad pixels or leave the frame out.");
 }
 
-/// A context of the C interface, released at the end.
-class Context {
- public:
-  explicit Context(cv::Size frameSize) : handle(SuperResolution_init(frameSize.width, frameSize.height)) {
-    if (handle < 0) {
-      throw Failure(ExitCode::internalFault, lastError());
-    }
-  }
-  ~Context() { SuperResolution_release(handle); }
-  Context(const Context&) = delete;
-  Context& operator=(const Context&) = delete;
-
-  static std::string lastError() {
-    std::array<char, 512> text{};
-    SuperResolution_getErrorMessage(text.data(), static_cast<int>(text.size()) - 1);
-    return text.data();
-  }
-
-  const int handle;
-};
-
 template <class Engine>
 void configure(Engine& engine, const Parameters& parameters) {
   engine.setReferenceIndex(parameters.referenceIndex);
-  engine.setWeightTV(parameters.weightTV.value_or(400.f));
-  engine.setRegError(parameters.registrationError.value_or(1e-4F));
-  engine.setRelativeResidue(parameters.relativeResidue.value_or(0.007f));
-  if (parameters.psfSigma) {
-    engine.setPsfSigma(*parameters.psfSigma);
-  }
-  if (parameters.iterations) {
-    engine.setMaxCGIters(*parameters.iterations);
-  }
+  const auto set = [&](auto setter, const auto& value) {
+    if (value) {
+      (engine.*setter)(*value);
+    }
+  };
+  set(&Engine::setWeightTV, parameters.weightTV);
+  set(&Engine::setRegError, parameters.registrationError);
+  set(&Engine::setRelativeResidue, parameters.relativeResidue);
+  set(&Engine::setPsfSigma, parameters.psfSigma);
+  set(&Engine::setMaxCGIters, parameters.iterations);
   if constexpr (!std::is_same_v<Engine, VectorEngine>) {
     engine.setDataIsNUC(parameters.counts);
   }
@@ -140,48 +118,18 @@ Reconstruction run(const std::vector<Frame>& window, const Parameters& parameter
 
 }  // namespace
 
-cv::Mat_<float> reconstructThroughCInterface(const std::vector<Frame>& window, const Parameters& parameters) {
-  const cv::Size size = window.front().pixels.size();
-  const Context context(size);
-  SuperResolution_setReferenceFrame(context.handle, parameters.referenceIndex);
-  if (parameters.camera) {
-    SuperResolution_setCameraAndLensType(context.handle, parameters.camera->c_str());
-  }
-  for (const Frame& frame : window) {
-    if (SuperResolution_addImage(context.handle, frame.pixels[0]) == SUPERRESOLUTION_ERROR) {
-      throw Failure(ExitCode::badInput, frame.name + ": " + Context::lastError());
-    }
-  }
-  cv::Mat_<float> image(2 * size.height, 2 * size.width);
-  if (SuperResolution_getSuperresolutionImage(context.handle, image[0]) != SUPERRESOLUTION_SUCCESS) {
-    throw Failure(ExitCode::internalFault, Context::lastError());
-  }
-  return image;
-}
-
-Reconstruction reconstructThroughEngine(const std::vector<Frame>& window, const Parameters& parameters) {
-  if (parameters.engine == Engine::vector) {
-    return run<VectorEngine>(window, parameters);
-  }
-  if (parameters.engine == Engine::reference) {
-    return run<ReferenceEngine>(window, parameters);
+Reconstruction reconstruct(const std::vector<Frame>& window, const Parameters& parameters) {
+  const DivertedDescriptor divertedReport(STDOUT_FILENO, DivertedDescriptor::nowhere);
+  switch (parameters.engine) {
+    case Engine::vector:
+      return run<VectorEngine>(window, parameters);
+    case Engine::reference:
+      return run<ReferenceEngine>(window, parameters);
+    case Engine::production:
+      break;
   }
   return parameters.registration == RegistrationMethod::phase ? run<PhaseEngine>(window, parameters)
                                                               : run<ProductionEngine>(window, parameters);
-}
-
-Reconstruction reconstruct(const std::vector<Frame>& window, const Parameters& parameters, bool showReport) {
-  const DivertedDescriptor divertedReport(STDOUT_FILENO, showReport ? STDERR_FILENO : DivertedDescriptor::nowhere);
-  if (!parameters.fitCInterface()) {
-    return reconstructThroughEngine(window, parameters);
-  }
-  Parameters brief = parameters;
-  brief.iterations = 1;
-  Reconstruction result = reconstructThroughEngine(window, brief);
-  if (result.verdict != Verdict::registrationFailed) {
-    result.image = reconstructThroughCInterface(window, parameters);
-  }
-  return result;
 }
 
 }  // namespace movra::tool

@@ -20,11 +20,10 @@ enum class Engine {
 /// How the whole-pixel shifts are found.
 enum class RegistrationMethod { corners, phase };
 
-/// What a user can set. An empty value stands for the one that the C interface sets.
+/// What a user can set. An empty value leaves the engine's own.
 struct Parameters {
   Engine engine = Engine::production;
-  int referenceIndex = 3;             ///< counted back from the newest frame of the window
-  std::optional<std::string> camera;  ///< description of camera and lens
+  int referenceIndex = 3;  ///< counted back from the newest frame of the window
   std::optional<float> psfSigma;
   std::optional<float> weightTV;
   std::optional<int> iterations;
@@ -32,12 +31,6 @@ struct Parameters {
   std::optional<float> registrationError;
   std::optional<RegistrationMethod> registration;
   bool counts = false;  ///< frames hold raw sensor values, not temperatures
-
-  /// Whether the C interface has a way to set all that is set.
-  bool fitCInterface() const {
-    return engine == Engine::production && registration != RegistrationMethod::phase && !psfSigma && !weightTV &&
-           !iterations && !relativeResidue && !registrationError && !counts;
-  }
 
   /// Slot of the reference frame in a full window, oldest first.
   int referenceSlot() const { return windowSize - 1 - referenceIndex; }
@@ -63,19 +56,8 @@ struct Reconstruction {
                                                ///< none from the vector engine
 };
 
-/// Reconstructs from a window of five frames of one size, oldest first.
-///
-/// The image comes from the C interface when that can set all parameters, else from the engine. The C
-/// interface tells neither the sr factor nor every outcome, so these, the shifts and the masks always come
-/// from an engine, which then stops after one iteration: none of them depends on the minimisation. Standard
-/// output is diverted meanwhile, to standard error if `showReport`. Throws Failure for a frame with too many
-/// bad pixels.
-Reconstruction reconstruct(const std::vector<Frame>& window, const Parameters& parameters, bool showReport);
-
-/// The image of a reconstruction through the C interface alone; the parameters must fit it.
-cv::Mat_<float> reconstructThroughCInterface(const std::vector<Frame>& window, const Parameters& parameters);
-
-/// The whole reconstruction through the engine alone.
-Reconstruction reconstructThroughEngine(const std::vector<Frame>& window, const Parameters& parameters);
+/// Reconstructs from a window of five frames of one size, oldest first. Throws Failure for a frame with too many bad
+/// pixels. The engine's timing report goes nowhere.
+Reconstruction reconstruct(const std::vector<Frame>& window, const Parameters& parameters);
 
 }  // namespace movra::tool

@@ -23,7 +23,8 @@ class ReferenceEngine : public vision::SuperResolution {
     return SuperResolution::addFrame(dense.ptr<float>());
   }
 
-  /// With frames in the window, the registration fails for one reason, which the others throw.
+  /// The other engines throw "Too large displacement". This one returns -998, which with frames in the window can mean
+  /// nothing else.
   float computeSR(cv::Mat_<float>& out) {
     out.create(imageSize);
     const float status = SuperResolution::computeSR(out.ptr<float>());

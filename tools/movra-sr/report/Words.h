@@ -10,10 +10,10 @@ namespace movra::tool {
 /// What became of the reconstruction, in one sentence without a full stop.
 std::string statusInWords(const Reconstruction& result, const Window& window);
 
-/// The sr factor and how to read it, or why there is none.
-/// What the sr factor hides about a good result, or nothing.
+/// A hint about a good result that the sr factor does not show; empty if there is none.
 std::string remark(const Reconstruction& result);
 
+/// The sr factor and how to read it, or why there is none.
 std::string srFactorInWords(const Reconstruction& result);
 
 /// One line per frame: its shift against the reference and the share of its pixels that could be used,
