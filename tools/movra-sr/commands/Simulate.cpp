@@ -3,10 +3,10 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
-#include <sstream>
 #include <system_error>
 
 #include "tools/movra-sr/commands/Commands.h"
+#include "tools/movra-sr/io/BadPixelFile.h"
 #include "tools/movra-sr/io/Frames.h"
 #include "tools/movra-sr/io/OutputFile.h"
 #include "tools/movra-sr/io/Tiff.h"
@@ -21,7 +21,7 @@ struct SimulateOptions {
   std::string folder;
   std::string sceneFile;
   std::string size;
-  CameraModel camera;
+  SimulatedCamera camera;
   bool replace = false;
 };
 
@@ -41,7 +41,7 @@ cv::Size parseSize(const std::string& text) {
 }
 
 /// The scene, and the frame size that goes with it when the scene is given and the size is not.
-cv::Mat_<float> makeScene(const SimulateOptions& options, CameraModel& camera) {
+cv::Mat_<float> makeScene(const SimulateOptions& options, SimulatedCamera& camera) {
   if (!options.size.empty()) {
     camera.frameSize = parseSize(options.size);
   }
@@ -51,48 +51,60 @@ cv::Mat_<float> makeScene(const SimulateOptions& options, CameraModel& camera) {
   }
 
   const Frame scene = readImage(options.sceneFile);
+  if (!cv::checkRange(scene.pixels)) {
+    throw Failure(ExitCode::badInput, scene.name + ": has pixels that are not finite numbers; repair or crop them");
+  }
   const cv::Size largest((scene.pixels.cols - 2 * margin) / 2, (scene.pixels.rows - 2 * margin) / 2);
   if (options.size.empty()) {
     camera.frameSize = largest;
   }
   if (camera.frameSize.width > largest.width || camera.frameSize.height > largest.height ||
       std::min(largest.width, largest.height) < smallestSide) {
-    throw Failure(ExitCode::badInput, scene.name + ": is " + std::to_string(scene.pixels.cols) + "x" +
-                                          std::to_string(scene.pixels.rows) +
+    throw Failure(ExitCode::badInput, scene.name + ": is " + sizeText(scene.pixels.size()) +
                                           ", too small a scene; a frame needs twice its size and " +
                                           std::to_string(margin) + " pixels more on each side");
   }
   return scene.pixels;
 }
 
-std::string frameName(int index) {
-  char name[32];
-  std::snprintf(name, sizeof name, "frame_%02d.tiff", index);
-  return name;
-}
-
-std::string shiftTable(const SimulatedBurst& burst) {
-  std::ostringstream table;
-  table.imbue(std::locale::classic());
-  table << "frame,dx,dy\n";
-  for (std::size_t i = 0; i < burst.shifts.size(); ++i) {
-    table << frameName(static_cast<int>(i)) << ',' << burst.shifts[i].x << ',' << burst.shifts[i].y << '\n';
+void checkFaults(const SimulatedCamera& camera) {
+  if (camera.faults.stuck + camera.faults.defects > camera.frameSize.area() / 4) {
+    throw Failure(ExitCode::usage, "--stuck and --defects: at most a quarter of the frame's " +
+                                       std::to_string(camera.frameSize.area()) + " pixels");
   }
-  return table.str();
 }
 
-ExitCode simulate(const SimulateOptions& options) {
-  CameraModel camera = options.camera;
-  const cv::Mat_<float> scene = makeScene(options, camera);
-  const SimulatedBurst burst = simulateBurst(scene, camera);
+std::vector<std::string> frameNames(int count) {
+  std::vector<std::string> names;
+  for (int i = 0; i < count; ++i) {
+    char name[32];
+    std::snprintf(name, sizeof name, "frame_%02d.tiff", i);
+    names.emplace_back(name);
+  }
+  return names;
+}
 
-  const std::filesystem::path folder = options.folder;
+/// The list as movra-sr reconstruct --bad-pixels takes it.
+std::string listOf(const std::vector<Defect>& defects) {
+  std::string text = "x,y\n";
+  for (const Defect& defect : defects) {
+    text += std::to_string(defect.pixel.x) + ',' + std::to_string(defect.pixel.y) + '\n';
+  }
+  return text;
+}
+
+void createFolder(const std::filesystem::path& folder) {
   std::error_code error;
   std::filesystem::create_directories(folder, error);
   if (error) {
     throw Failure(ExitCode::outputNotWritten, "cannot create the folder " + folder.string() + ": " + error.message());
   }
+}
 
+void writeBurst(const SimulateOptions& options, const SimulatedBurst& burst, const SimulatedCamera& camera,
+                const std::vector<std::string>& names) {
+  const std::filesystem::path folder = options.folder;
+  createFolder(folder);
   std::vector<std::unique_ptr<OutputFile>> files;
   const auto newFile = [&](const std::string& name) -> OutputFile& {
     files.push_back(std::make_unique<OutputFile>(folder / name, options.replace));
@@ -102,24 +114,43 @@ ExitCode simulate(const SimulateOptions& options) {
     return *files.back();
   };
   const std::string unit = options.sceneFile.empty() ? "deg C" : "as in the scene";
-  for (std::size_t i = 0; i < burst.frames.size(); ++i) {
-    writeTiff(newFile(frameName(static_cast<int>(i))), burst.frames[i], "simulated frame; unit: " + unit);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    writeTiff(newFile(names[i]), burst.frames[i], "simulated frame; unit: " + unit);
   }
   writeTiff(newFile("truth.tiff"), burst.truth, "simulated truth; unit: " + unit);
-  newFile("shifts.csv").write(shiftTable(burst));
+  newFile("shifts.csv").write(shiftsAsCsv(burst, names));
+  newFile("burst.json").write(describeBurst(burst, camera, names));
+  if (!burst.defects.empty()) {
+    newFile("bad-pixels.csv").write(listOf(burst.defects));
+  }
   for (const auto& file : files) {
     file->commit();
   }
-  const std::filesystem::path next = folder / frameName(camera.frameCount);
+}
+
+ExitCode simulate(const SimulateOptions& options) {
+  SimulatedCamera camera = options.camera;
+  const cv::Mat_<float> scene = makeScene(options, camera);
+  checkFaults(camera);
+  const SimulatedBurst burst = simulateBurst(scene, camera);
+  const std::vector<std::string> names = frameNames(camera.frameCount);
+  writeBurst(options, burst, camera, names);
+
+  const std::filesystem::path folder = options.folder;
+  const std::filesystem::path next = folder / frameNames(camera.frameCount + 1).back();
+  std::error_code error;
   if (std::filesystem::exists(next, error)) {
     std::cerr << "movra-sr: " << next.string() << " is of another burst; do not mix them\n";
   }
-
-  std::cout << "burst: " << burst.frames.size() << " frames of " << camera.frameSize.width << "x"
-            << camera.frameSize.height << ", " << (folder / frameName(0)).string() << " and following\n"
-            << "reference: " << frameName(burst.reference) << '\n'
+  std::cout << "burst: " << burst.frames.size() << " frames of " << sizeText(camera.frameSize) << ", "
+            << (folder / names.front()).string() << " and following\n"
+            << "reference: " << names[static_cast<std::size_t>(burst.reference)] << '\n'
             << "shifts: " << (folder / "shifts.csv").string() << '\n'
-            << "truth: " << (folder / "truth.tiff").string() << ", on the grid of the reference frame\n";
+            << "motion and faults: " << (folder / "burst.json").string() << '\n';
+  if (!burst.defects.empty()) {
+    std::cout << "bad pixels: " << burst.defects.size() << ", " << (folder / "bad-pixels.csv").string() << '\n';
+  }
+  std::cout << "truth: " << (folder / "truth.tiff").string() << ", on the grid of the reference frame\n";
   return ExitCode::done;
 }
 
@@ -127,34 +158,50 @@ ExitCode simulate(const SimulateOptions& options) {
 
 void addSimulate(CLI::App& application, Action& chosen) {
   auto options = std::make_shared<SimulateOptions>();
-  CameraModel& camera = options->camera;
+  SimulatedCamera& camera = options->camera;
   CLI::App* command = application.add_subcommand(
-      "simulate", "Make a burst with known shifts, noise and truth: frame_00.tiff .., truth.tiff, shifts.csv");
+      "simulate", "Make a burst of known truth: frame_00.tiff .., truth.tiff, shifts.csv, burst.json");
+  const auto number = [&](const char* group, const char* name, auto& value, const char* text, double low, double high) {
+    command->add_option(name, value, text)->check(finiteWithin(low, high))->capture_default_str()->group(group);
+  };
+  const auto count = [&](const char* group, const char* name, int& value, const char* text, int low, int high) {
+    command->add_option(name, value, text)->check(CLI::Range(low, high))->capture_default_str()->group(group);
+  };
+
   command->add_option("-o,--output", options->folder, "Folder to write into; created when missing")->required();
   command->add_option("--scene", options->sceneFile,
-                      "Image to look at, one value per high-resolution pixel (default: a scene drawn in deg C)");
+                      "Picture to look at, one value per high-resolution pixel [a scene drawn in deg C]");
   command->add_option("--size", options->size,
-                      "Size of a frame as WIDTHxHEIGHT (default: 320x240, or as large as the scene allows)");
-  command->add_option("--frames", camera.frameCount, "Number of frames")
-      ->check(CLI::Range(1, 1000))
-      ->capture_default_str();
-  command->add_option("--noise", camera.noise, "Standard deviation of the noise, in the scene's unit (deg C)")
-      ->check(finiteWithin(0, 1e6))
-      ->capture_default_str();
-  command
-      ->add_option("--psf-sigma", camera.psfSigma,
-                   "Standard deviation of the point-spread function, high-resolution pixels")
-      ->check(finiteWithin(0.01, 10))
-      ->capture_default_str();
-  command->add_option("--max-shift", camera.maxShift, "Largest displacement per axis, low-resolution pixels")
-      ->check(finiteWithin(0, 50))
-      ->capture_default_str();
-  command->add_option("--seed", camera.seed, "Number that decides scene, shifts and noise")->capture_default_str();
+                      "Size of a frame, WIDTHxHEIGHT [320x240, or all that the picture allows]");
+  count("Options", "--frames", camera.frameCount, "Number of frames", 1, 1000);
+  command->add_option("--seed", camera.seed, "Number that decides scene, motion and noise")->capture_default_str();
+  number("Options", "--psf-sigma", camera.psfSigma, "Blur of optics and pixel area together, high-resolution pixels",
+         0.578, 10);
   command->add_flag("--force", options->replace, "Replace files that exist");
+
+  const char* const motion = "Motion (pixels are those of a frame)";
+  number(motion, "--max-shift", camera.motion.maxShift, "Largest shift per axis, pixels", 0, 50);
+  number(motion, "--roll", camera.motion.roll, "Turn of the frames, right and left in turn, degrees", 0, 45);
+  number(motion, "--zoom", camera.motion.zoom, "Two frames enlarged, two shrunk in turn, percent", 0, 20);
+  number(motion, "--parallax", camera.motion.parallax, "A near thing moves by up to this much more, pixels", 0, 50);
+  number(motion, "--shutter", camera.motion.shutter, "Rolling shutter: motion from first to last row, pixels", 0, 50);
+  number(motion, "--mover", camera.motion.mover, "A warm disc moves by this from frame to frame, pixels", 0, 50);
+
+  const char* const faults = "Faults (in the scene's unit: kelvin, or counts of a picture in counts)";
+  number(faults, "--noise", camera.faults.noise, "Deviation of the noise", 0, 1e6);
+  number(faults, "--drift", camera.faults.drift, "The level drifts by this from first to last frame", -1e6, 1e6);
+  number(faults, "--pattern", camera.faults.pattern, "Deviation of an offset per pixel, the same in all frames", 0,
+         1e6);
+  number(faults, "--stripes", camera.faults.stripes, "Likewise of an offset per column", 0, 1e6);
+  count(faults, "--stuck", camera.faults.stuck, "Pixels stuck at a value of the scene's range", 0, 1000000);
+  count(faults, "--defects", camera.faults.defects, "Pixels stuck, off, dead and flickering, in turn", 0, 1000000);
+
   command->footer(
-      "A row of shifts.csv is the position in the frame minus the position in the reference, in "
-      "low-resolution "
-      "pixels,\nx to the right and y downward: with dx = 0.5 the scene lies half a pixel further right.");
+      "Example:\n"
+      "  movra-sr simulate -o burst --roll 0.5 --drift 2 --stuck 20\n\n"
+      "A row of shifts.csv is the position in the frame minus the position in the reference: with dx = 0.5\n"
+      "the scene lies half a pixel further right, with dy = 0.5 further down. burst.json has the rest.\n"
+      "The same seed gives the same scene, shifts and noise, whatever else is asked for.");
   command->callback([options, &chosen] { chosen = [options] { return simulate(*options); }; });
 }
 

@@ -2,85 +2,102 @@
 
 #include <algorithm>
 #include <cmath>
-#include <opencv2/imgproc.hpp>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tools/movra-sr/simulation/Optics.h"
+#include "tools/movra-sr/simulation/Things.h"
 
 namespace movra::tool {
 
-namespace {
-
-/// High-resolution pixels that the PSF reaches to each side of the pixel it is centred in.
-int psfRadius(double sigma) {
-  return static_cast<int>(std::ceil(4 * sigma)) + 1;
+int sceneMargin(const SimulatedCamera& camera) {
+  return static_cast<int>(std::ceil(2 * camera.motion.maxShift)) + Optics(camera.psfSigma).radius() + 1;
 }
 
-/// Mass of a Gaussian over the unit cells -radius .. radius, its centre lying at `centre` within cell 0 (0 ..
-/// 1).
-cv::Mat_<double> psfMasses(double sigma, double centre) {
-  const int radius = psfRadius(sigma);
-  cv::Mat_<double> masses(1, 2 * radius + 1);
-  const auto massBelow = [&](double x) { return std::erf((x - centre) / (sigma * std::sqrt(2.0))); };
-  for (int cell = -radius; cell <= radius; ++cell) {
-    masses(0, cell + radius) = massBelow(cell + 1) - massBelow(cell);
-  }
-  masses /= cv::sum(masses)[0];
-  return masses;
-}
-
-/// One axis of a frame's view: the scene pixel in which low-resolution pixel 0 has its centre, and the PSF
-/// there.
-struct AxisView {
-  int first;
-  cv::Mat_<double> psf;
-
-  AxisView(int margin, double shift, double sigma) {
-    const double centre = margin + 1 - 2 * shift;  // low-resolution pixel 0 covers high-resolution pixels 0 and 1
-    first = static_cast<int>(std::floor(centre));
-    psf = psfMasses(sigma, centre - first);
-  }
-};
-
-cv::Mat_<float> lookAt(const cv::Mat_<float>& scene, const CameraModel& camera, cv::Point2d shift) {
-  const int margin = sceneMargin(camera);
-  const AxisView x(margin, shift.x, camera.psfSigma);
-  const AxisView y(margin, shift.y, camera.psfSigma);
-  cv::Mat_<float> blurred;
-  cv::sepFilter2D(scene, blurred, CV_32F, x.psf, y.psf, {-1, -1}, 0, cv::BORDER_REPLICATE);
-  cv::Mat_<float> frame(camera.frameSize);
-  for (int row = 0; row < frame.rows; ++row)
-    for (int column = 0; column < frame.cols; ++column) {
-      frame(row, column) = blurred(y.first + 2 * row, x.first + 2 * column);
-    }
-  return frame;
-}
-
-}  // namespace
-
-int sceneMargin(const CameraModel& camera) {
-  return static_cast<int>(std::ceil(2 * camera.maxShift)) + psfRadius(camera.psfSigma) + 1;
-}
-
-SimulatedBurst simulateBurst(const cv::Mat_<float>& scene, const CameraModel& camera) {
+SimulatedBurst simulateBurst(const cv::Mat_<float>& scene, const SimulatedCamera& camera) {
   SimulatedBurst burst;
   burst.reference = std::max(0, camera.frameCount - 4);
   const int margin = sceneMargin(camera);
-  burst.truth = scene(cv::Rect(margin, margin, 2 * camera.frameSize.width, 2 * camera.frameSize.height)).clone();
+  const cv::Rect view(margin, margin, 2 * camera.frameSize.width, 2 * camera.frameSize.height);
+  const ValueSpan values = valueSpan(scene(view).clone());
+  const Optics optics(camera.psfSigma);
+  FaultySensor sensor(camera.faults, camera.frameSize, values, camera.seed);
+  burst.defects = sensor.defects();
 
-  // All shifts before the noise, so that a seed gives the same ones for every frame size.
   cv::RNG random(camera.seed);
+  burst.motions = drawMotions(camera.motion, camera.frameCount, burst.reference, random);
   for (int i = 0; i < camera.frameCount; ++i) {
-    // In braces, where the order of the two draws is certain.
-    const cv::Point2d shift{random.uniform(-camera.maxShift, camera.maxShift),
-                            random.uniform(-camera.maxShift, camera.maxShift)};
-    burst.shifts.push_back(i == burst.reference ? cv::Point2d() : shift);
-  }
-  for (const cv::Point2d& shift : burst.shifts) {
-    cv::Mat_<float> frame = lookAt(scene, camera, shift);
-    cv::Mat_<float> noise(frame.size());
-    random.fill(noise, cv::RNG::NORMAL, 0, camera.noise);
-    frame += noise;
-    burst.frames.push_back(frame);
+    const FrameMotion& motion = burst.motions[static_cast<std::size_t>(i)];
+    cv::Mat_<float> moment = scene.clone();
+    if (camera.motion.parallax != 0) {
+      drawNearThing(moment, view, 2 * motion.parallax, values);
+    }
+    if (camera.motion.mover != 0) {
+      drawMover(moment, view, 2 * motion.mover, values);
+    }
+    if (i == burst.reference) {
+      burst.truth = moment(view).clone();
+    }
+    burst.levels.push_back(camera.faults.drift * (i - burst.reference) / std::max(1, camera.frameCount - 1));
+    burst.frames.push_back(optics.look(moment, margin, camera.frameSize, motion));
+    sensor.spoil(burst.frames.back(), burst.levels.back(), random);
   }
   return burst;
+}
+
+std::string shiftsAsCsv(const SimulatedBurst& burst, const std::vector<std::string>& names) {
+  std::ostringstream table;
+  table.imbue(std::locale::classic());
+  table << "frame,dx,dy\n";
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    table << names[i] << ',' << burst.motions[i].camera.x << ',' << burst.motions[i].camera.y << '\n';
+  }
+  return table.str();
+}
+
+std::string describeBurst(const SimulatedBurst& burst, const SimulatedCamera& camera,
+                          const std::vector<std::string>& names) {
+  using Json = nlohmann::ordered_json;
+  const MotionModel& motion = camera.motion;
+  const FaultModel& faults = camera.faults;
+  Json document{{"width", camera.frameSize.width},
+                {"height", camera.frameSize.height},
+                {"reference", names[static_cast<std::size_t>(burst.reference)]},
+                {"parameters",
+                 {{"seed", camera.seed},
+                  {"psf_sigma", camera.psfSigma},
+                  {"max_shift", motion.maxShift},
+                  {"roll", motion.roll},
+                  {"zoom", motion.zoom},
+                  {"parallax", motion.parallax},
+                  {"shutter", motion.shutter},
+                  {"mover", motion.mover},
+                  {"noise", faults.noise},
+                  {"drift", faults.drift},
+                  {"pattern", faults.pattern},
+                  {"stripes", faults.stripes},
+                  {"stuck", faults.stuck},
+                  {"defects", faults.defects}}}};
+  Json& frames = document["frames"] = Json::array();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    const FrameMotion& m = burst.motions[i];
+    const double scale = std::hypot(m.camera.xx, m.camera.yx);
+    frames.push_back({{"file", names[i]},
+                      {"dx", m.camera.x},
+                      {"dy", m.camera.y},
+                      {"affine", {m.camera.xx, m.camera.xy, m.camera.yx, m.camera.yy}},
+                      {"roll_degrees", std::atan2(m.camera.yx, m.camera.xx) * 180 / CV_PI},
+                      {"zoom_percent", 100 * (scale - 1)},
+                      {"shutter", {m.shutter.x, m.shutter.y}},
+                      {"parallax", {m.parallax.x, m.parallax.y}},
+                      {"mover", {m.mover.x, m.mover.y}},
+                      {"level", burst.levels[i]}});
+  }
+  Json& defects = document["bad_pixels"] = Json::array();
+  for (const Defect& defect : burst.defects) {
+    defects.push_back({{"x", defect.pixel.x}, {"y", defect.pixel.y}, {"kind", nameOf(defect.kind)}});
+  }
+  return document.dump(2) + '\n';
 }
 
 }  // namespace movra::tool
