@@ -10,16 +10,21 @@ target_include_directories(movra_options INTERFACE $<BUILD_INTERFACE:${PROJECT_S
 file(RELATIVE_PATH movra_source_from_build ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR}/)
 target_compile_options(movra_options INTERFACE
   -ffp-contract=off -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${movra_source_from_build}=
-  -Wall -Wextra -Wpedantic -Wshadow=local -Wconversion -Wdouble-promotion -Wcast-qual -Wundef
+  -Wall -Wextra -Wpedantic $<$<CXX_COMPILER_ID:GNU>:-Wshadow=local> -Wconversion -Wdouble-promotion -Wcast-qual -Wundef
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi>
   $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>
+  $<$<CXX_COMPILER_ID:Clang>:-Wno-unknown-pragmas -Wno-sign-conversion -Wno-double-promotion>
   $<$<BOOL:${MOVRA_WARNINGS_AS_ERRORS}>:-Werror>)
 
-if(MOVRA_SANITIZE)
+if(MOVRA_SANITIZE OR MOVRA_FUZZ)
   # The float checks of the undefined-behaviour sanitizer that are not in its default set.
   set(sanitizers -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all)
   target_compile_options(movra_options INTERFACE ${sanitizers} -fno-omit-frame-pointer)
   target_link_options(movra_options INTERFACE ${sanitizers})
+endif()
+if(MOVRA_FUZZ)
+  # Counters for libFuzzer in all code; its main function only in the targets (tests/fuzz).
+  target_compile_options(movra_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 if(MOVRA_COVERAGE)
   target_compile_options(movra_options INTERFACE --coverage)

@@ -1,0 +1,22 @@
+// The parser of camera descriptions: any text.
+#include <string>
+
+#include "tests/fuzz/FuzzInput.h"
+#include "vision/superresolution/CameraModels.h"
+#include "vision/superresolution/SuperResolutionCAdapter.h"
+
+using movra::fuzz::require;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  std::string camera = "untouched";
+  int lens = -7;
+  const bool hasLabel = text.find("FOV") != std::string::npos;
+  if (SuperResolution_getCameraAndLensType(text, camera, lens)) {
+    require(movra::vision::psfSigmaOfCamera(camera, lens).has_value(), "a camera that is recognised has a width");
+    require(hasLabel && lens != -1, "recognised is what holds FOV and a number");
+  }
+  require(hasLabel || lens == -7, "without FOV the lens stays");
+  require(SuperResolution_setCameraAndLensType(-1, text.c_str()) == 0, "the result is 0, always");
+  return 0;
+}
