@@ -8,6 +8,8 @@
 #include "tests/support/SilentConsole.h"
 #include "tests/support/SparseArrays.h"
 #include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/SrFloatConvolution.h"
+#include "vision/superresolution/SrFloatNeonConvolution.h"
 
 using namespace movra::test;
 using namespace movra::vision;

@@ -6,6 +6,7 @@
 #include "tests/support/InstructionSetGuard.h"
 #include "tests/support/SyntheticBurst.h"
 #include "tests/support/TransformLengths.h"
+#include "vision/superresolution/detail/fft/MixedRadix.h"
 
 using namespace movra::test;
 using namespace movra::vision;
@@ -25,7 +26,7 @@ struct Tables {
 TEST(Fftpack, BatchesAndSingleTransformsGiveTheSameBitsOnEveryInstructionSet) {
   using Single = void (*)(int, float*, float*, int*);
   using Batch = float* (*)(int, float*, float*, const float*, const int*);
-  constexpr auto lanes = static_cast<std::size_t>(fftpack::batchWidth);
+  constexpr auto lanes = static_cast<std::size_t>(detail::fftBatchWidth);
   const auto check = [&](int n, std::size_t floats, Tables tables, Single single, Batch batch) {
     SCOPED_TRACE(n);
     float* const wsave = tables.wsave.data();
@@ -56,10 +57,10 @@ TEST(Fftpack, BatchesAndSingleTransformsGiveTheSameBitsOnEveryInstructionSet) {
   for (const int n : transformLengths()) {
     const auto size = static_cast<std::size_t>(n);
     const Tables real(n, fftpack::rffti), complex(n, fftpack::cffti);
-    check(n, size, real, fftpack::rfftf, fftpack::rfftfBatch);
-    check(n, size, real, fftpack::rfftb, fftpack::rfftbBatch);
-    check(n, 2 * size, complex, fftpack::cfftf, fftpack::cfftfBatch);
-    check(n, 2 * size, complex, fftpack::cfftb, fftpack::cfftbBatch);
+    check(n, size, real, fftpack::rfftf, detail::realForwardBatch);
+    check(n, size, real, fftpack::rfftb, detail::realBackwardBatch);
+    check(n, 2 * size, complex, fftpack::cfftf, detail::complexForwardBatch);
+    check(n, 2 * size, complex, fftpack::cfftb, detail::complexBackwardBatch);
   }
 }
 

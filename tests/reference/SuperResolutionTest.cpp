@@ -11,6 +11,8 @@
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatMinimization.h"
 #include "vision/superresolution/reference/SixteenBits.h"
+#include "vision/superresolution/reference/SuperResolutionMinimization.h"
+#include "vision/superresolution/reference/SuperResolutionRegistration.h"
 
 namespace movra::vision {
 namespace {

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <map>
-#include <opencv2/core.hpp>
 #include <set>
 #include <vector>
+
+#include <opencv2/core.hpp>
 
 #include "movra/Export.h"
 
@@ -60,11 +62,11 @@ class MOVRA_SUPERRESOLUTION_API BadPixel {
 
   // Finding defective pixels
 
-  /// Counts the values of `img` in bins lo … hi; the first bin also counts what is smaller, the last what is
+  /// Counts the values of `img` in bins lo ... hi; the first bin also counts what is smaller, the last what is
   /// larger.
   ///
-  /// @param hist  becomes 1 x (hi − lo + 1).
-  /// @return false, with `hist` as it was, if the image is empty or lo ≥ hi.
+  /// @param hist  becomes 1 x (hi - lo + 1).
+  /// @return false, with `hist` as it was, if the image is empty or lo >= hi.
   static bool buildValueHistogram(const cv::Mat_<short>& img, cv::Mat_<int>& hist, short lo, short hi);
 
   /// Lists the pixels whose value is at most `lo`, at least `hi`, or rare: fewer than `maxCount` pixels have
@@ -100,10 +102,19 @@ class MOVRA_SUPERRESOLUTION_API BadPixel {
   /// Chooses replacements for one row: in each direction of the query the nearest pixel that lies inside the
   /// image and is not bad. With fewer than four directions that have one, these pixels are repeated.
   ///
-  /// @param badPositions  y · width + x of every bad pixel; filled from the list if it is empty.
+  /// @param badPositions  y * width + x of every bad pixel, converted to the set's type of integer; filled from the list
+  ///                      if it is empty.
   /// @return false, with the row as it was, if there is no such row or no direction has a good pixel.
+  template <class Integer>
   static bool calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
-                                          const Query& query, std::set<unsigned int>& badPositions);
+                                          const Query& query, std::set<Integer>& badPositions) {
+    std::function<void(unsigned int)> addBad;
+    if (badPositions.empty()) {
+      addBad = [&](unsigned int place) { badPositions.insert(static_cast<Integer>(place)); };
+    }
+    return chooseReplacements(list, index, size, query, addBad,
+                              [&](unsigned int place) { return badPositions.count(static_cast<Integer>(place)) > 0; });
+  }
   /// The same with the bad positions of the list.
   static bool calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
                                           const Query& query);
@@ -130,6 +141,10 @@ class MOVRA_SUPERRESOLUTION_API BadPixel {
                             const cv::Scalar_<double>& colour, unsigned int size, bool randomColour);
 
  private:
+  static bool chooseReplacements(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
+                                 const Query& query, const std::function<void(unsigned int)>& addBad,
+                                 const std::function<bool(unsigned int)>& isBad);
+
   std::vector<cv::Point_<unsigned int>> replacementPixels;
   unsigned int column = 0;
   unsigned int row = 0;

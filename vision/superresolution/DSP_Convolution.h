@@ -25,8 +25,8 @@ class MOVRA_SUPERRESOLUTION_API DSP_Convolution {
   ///
   /// Sizes may be 0. A factor below 1, or not a number, leaves frames of no pixels.
   ///
-  /// @param psfWidth  taps of the horizontal kernels
-  /// @param psfHeight taps of the vertical kernels
+  /// @param psfWidth  horizontal taps
+  /// @param psfHeight vertical taps
   /// @param factor    high-resolution pixels per low-resolution pixel, in each direction
   /// @throws movra::Exception if a size is negative or a size of the padded grid does not fit T
   /// @throws std::bad_alloc if there is no memory for the scratch buffer
@@ -48,7 +48,7 @@ class MOVRA_SUPERRESOLUTION_API DSP_Convolution {
   /// @throws movra::Exception if the filter scale is 0 or was never set
   int validCorrToSparse(T* hr, T* psfX, T* psfY, T* out);
 
-  /// Transpose of the imaging operator, applied to the masked frame, for factor 2 and kernels of 6 taps only,
+  /// Transpose of the imaging operator, applied to the masked frame, for factor 2 and PSFs of 6 taps only,
   /// whatever the constructor was told.
   ///
   /// Polyphase form: each of the four positions that an output pixel can have relative to the low-resolution

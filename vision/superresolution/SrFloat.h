@@ -8,8 +8,9 @@
 
 namespace movra::vision {
 
-/// Writes the six-line timing report of each reconstruction to standard output.
-class MOVRA_SUPERRESOLUTION_API ConsoleReport;  // else the engine, an instance with it, would be hidden
+/// Writes the six-line timing report of each reconstruction to standard output. Exported because it is a template argument
+/// of the exported engine: an argument that is hidden would hide the engine too.
+class MOVRA_SUPERRESOLUTION_API ConsoleReport;
 
 /// The production super-resolution engine; see BurstEngine for all its operations. `R` is the registration:
 /// SrFloatRegistration2 (tracked corners) or SrFloatRegistration1 (phase correlation).

@@ -4,8 +4,6 @@
 
 namespace movra::vision {
 
-extern template class SparseConvolution<char>;
-
 /// The operators of the production engine: masks of one byte per pixel. SparseConvolution has all of them.
 class MOVRA_SUPERRESOLUTION_API SrFloatConvolution : public SparseConvolution<char> {
  public:

@@ -6,29 +6,34 @@
 #include <cstdlib>
 
 #include "movra/Exception.h"
+#include "vision/superresolution/detail/base/AlignedArray.h"
 #include "vision/superresolution/detail/base/ErrorFunction.h"
 #include "vision/superresolution/detail/base/TransposeKernels.h"
 #include "vision/superresolution/detail/fft/FftBatchKernels.h"
-#include "vision/superresolution/reference/fftpack.h"
+#include "vision/superresolution/detail/fft/MixedRadix.h"
 
 namespace movra::vision {
 
 namespace {
 
 using detail::fftBatchKernels;
-using fftpack::batchWidth;
 using std::ptrdiff_t;
 
-constexpr int factorCount = 15;
+constexpr int batchWidth = detail::fftBatchWidth;
 
-int checkedSize(int size) {
+int positiveSize(int size) {
   if (size < 1) {
     MOVRA_THROW("The image size of a Fourier transform must be positive.");
   }
   return size;
 }
 
-/// Floats of one batch of rows or of columns, whichever is longer.
+// Columns of a half spectrum.
+int halfWidth(int width) {
+  return width / 2 + 1;
+}
+
+// Floats of one batch of rows or of columns, whichever is longer.
 ptrdiff_t batchSize(int width, int height) {
   return batchWidth * std::max(ptrdiff_t{width}, 2 * ptrdiff_t{height});
 }
@@ -39,7 +44,7 @@ void requireRadiusFits(int radius, int width, int height) {
   }
 }
 
-/// Half of the normalised Gaussian.
+// Half of the normalised Gaussian.
 void fillGaussKernel(int radius, float sigma, float* kernel) {
   const float q = 1.0f / (sigma * 1.4142135f);
   float sum = 0.0f;
@@ -54,7 +59,7 @@ void fillGaussKernel(int radius, float sigma, float* kernel) {
   }
 }
 
-/// out[x] = sum over first <= t <= last of kernel[|t|] * in[x + t * step], for `count` x.
+// out[x] = sum over first <= t <= last of kernel[|t|] * in[x + t * step], for `count` x.
 void convolve(const float* in, ptrdiff_t step, int first, int last, const float* kernel, int count, float* out) {
   std::fill_n(out, count, 0.0f);
   for (int t = first; t <= last; ++t) {
@@ -66,8 +71,8 @@ void convolve(const float* in, ptrdiff_t step, int first, int last, const float*
   }
 }
 
-/// Calls function(k, count) for batches of the columns k ... k + count - 1 of a half spectrum, all but the
-/// real ones.
+// Calls function(k, count) for batches of the columns k ... k + count - 1 of a half spectrum, all but the
+// real ones.
 template <typename Function>
 void forEachColumnBatch(int width, Function function) {
   const int end = (width + 1) / 2;
@@ -76,8 +81,8 @@ void forEachColumnBatch(int width, Function function) {
   }
 }
 
-/// Calls function(k) for the columns that the row transforms make real: the first and, of even widths, the
-/// last.
+// Calls function(k) for the columns that the row transforms make real: the first and, of even widths, the
+// last.
 template <typename Function>
 void forEachRealColumn(int width, Function function) {
   function(0);
@@ -94,33 +99,39 @@ void gatherColumn(const float* bins, ptrdiff_t pitch, int rows, float* column) {
 
 }  // namespace
 
-SrFloatFft2d::SrFloatFft2d(int imageWidth, int imageHeight)
-    : width(checkedSize(imageWidth)), height(checkedSize(imageHeight)), workspaceCount(1) {
-  const ptrdiff_t rowTableSize = 2 * ptrdiff_t{width};
-  const ptrdiff_t columnTableSize = 4 * ptrdiff_t{height};
-  rowTable.reset(new float[workspaceCount * rowTableSize]);
-  columnTable.reset(new float[workspaceCount * columnTableSize]);
-  rowFactors.reset(new int[workspaceCount * ptrdiff_t{factorCount}]);
-  columnFactors.reset(new int[workspaceCount * ptrdiff_t{factorCount}]);
-  workBuffer.reset(new (std::align_val_t{64}) float[workspaceCount * 2 * batchSize(width, height)]);
+namespace detail {
 
-  fftpack::rffti(width, rowTable.get(), rowFactors.get());
-  fftpack::cffti(height, columnTable.get(), columnFactors.get());
-  for (int slot = 1; slot < workspaceCount; ++slot) {
-    std::copy_n(rowTable.get(), rowTableSize, rowTable.get() + slot * rowTableSize);
-    std::copy_n(columnTable.get(), columnTableSize, columnTable.get() + slot * columnTableSize);
-    std::copy_n(rowFactors.get(), factorCount, rowFactors.get() + slot * factorCount);
-    std::copy_n(columnFactors.get(), factorCount, columnFactors.get() + slot * factorCount);
+// Tables and scratch space of one image size.
+struct Fft2dTables {
+  Fft2dTables(int width, int height)
+      : row(new float[2 * static_cast<std::size_t>(width)]),
+        column(new float[4 * static_cast<std::size_t>(height)]),
+        batches(makeAlignedFloats(static_cast<std::size_t>(2 * batchSize(width, height)))) {
+    prepareRealTransform(width, row.get(), rowFactors);
+    prepareComplexTransform(height, column.get(), columnFactors);
   }
-}
+
+  std::unique_ptr<float[]> row;
+  std::unique_ptr<float[]> column;
+  int rowFactors[factorTableSize];
+  int columnFactors[factorTableSize];
+  AlignedFloats batches;  // two batches, more than width + 2 height floats
+};
+
+}  // namespace detail
+
+SrFloatFft2d::SrFloatFft2d(int imageWidth, int imageHeight)
+    : width(positiveSize(imageWidth)),
+      height(positiveSize(imageHeight)),
+      tables(std::make_unique<detail::Fft2dTables>(width, height)) {}
 
 SrFloatFft2d::~SrFloatFft2d() = default;
 
 void SrFloatFft2d::forward(float* image, float (*spectrum)[2]) {
   const detail::FftBatchKernels& kernels = fftBatchKernels();
-  float* const batch = workBuffer.get();
+  float* const batch = tables->batches.get();
   float* const scratch = batch + batchSize(width, height);
-  const ptrdiff_t pitch = 2 * ptrdiff_t{halfWidth()};
+  const ptrdiff_t pitch = 2 * ptrdiff_t{halfWidth(width)};
   float* const bins = *spectrum;
 
   for (int y = 0; y < height; y += batchWidth) {
@@ -129,7 +140,7 @@ void SrFloatFft2d::forward(float* image, float (*spectrum)[2]) {
       std::fill_n(batch, ptrdiff_t{width} * batchWidth, 0.0f);
     }
     detail::transposeKernels().transpose(image + ptrdiff_t{y} * width, width, rows, width, batch, batchWidth);
-    const float* const packed = fftpack::rfftfBatch(width, batch, scratch, rowTable.get(), rowFactors.get());
+    const float* const packed = detail::realForwardBatch(width, batch, scratch, tables->row.get(), tables->rowFactors);
     // From the second value on, the packed order is that of a row of bins.
     float* const binRows = bins + y * pitch;
     detail::transposeKernels().transpose(packed + batchWidth, batchWidth, width - 1, rows, binRows + 2, pitch);
@@ -144,12 +155,13 @@ void SrFloatFft2d::forward(float* image, float (*spectrum)[2]) {
 
   forEachColumnBatch(width, [&](int k, int columns) {
     kernels.gatherColumns(bins + 2 * k, pitch, height, columns, batch);
-    const float* const result = fftpack::cfftfBatch(height, batch, scratch, columnTable.get(), columnFactors.get());
+    const float* const result =
+        detail::complexForwardBatch(height, batch, scratch, tables->column.get(), tables->columnFactors);
     kernels.scatterColumns(result, height, columns, bins + 2 * k, pitch);
   });
   forEachRealColumn(width, [&](int k) {
     gatherColumn(bins + 2 * k, pitch, height, batch);
-    fftpack::cfftf(height, batch, columnTable.get(), columnFactors.get());
+    detail::complexForward(height, batch, tables->column.get(), tables->columnFactors);
     for (int y = 0; y < height; ++y) {
       std::copy_n(batch + 2 * ptrdiff_t{y}, 2, bins + y * pitch + 2 * k);
     }
@@ -158,20 +170,21 @@ void SrFloatFft2d::forward(float* image, float (*spectrum)[2]) {
 
 void SrFloatFft2d::backward(float (*spectrum)[2], float* image) {
   const detail::FftBatchKernels& kernels = fftBatchKernels();
-  float* const batch = workBuffer.get();
+  float* const batch = tables->batches.get();
   float* const scratch = batch + batchSize(width, height);
-  const ptrdiff_t pitch = 2 * ptrdiff_t{halfWidth()};
+  const ptrdiff_t pitch = 2 * ptrdiff_t{halfWidth(width)};
   const float* const bins = *spectrum;
 
   // The image first takes the rows in packed order.
   forEachColumnBatch(width, [&](int k, int columns) {
     kernels.gatherColumns(bins + 2 * k, pitch, height, columns, batch);
-    const float* const result = fftpack::cfftbBatch(height, batch, scratch, columnTable.get(), columnFactors.get());
+    const float* const result =
+        detail::complexBackwardBatch(height, batch, scratch, tables->column.get(), tables->columnFactors);
     kernels.scatterColumns(result, height, columns, image + 2 * k - 1, width);
   });
   forEachRealColumn(width, [&](int k) {
     gatherColumn(bins + 2 * k, pitch, height, batch);
-    fftpack::cfftb(height, batch, columnTable.get(), columnFactors.get());
+    detail::complexBackward(height, batch, tables->column.get(), tables->columnFactors);
     float* const column = image + (k == 0 ? 0 : width - 1);
     for (int y = 0; y < height; ++y) {
       column[ptrdiff_t{y} * width] = batch[2 * ptrdiff_t{y}];
@@ -185,7 +198,7 @@ void SrFloatFft2d::backward(float (*spectrum)[2], float* image) {
       std::fill_n(batch, ptrdiff_t{width} * batchWidth, 0.0f);
     }
     detail::transposeKernels().transpose(imageRows, width, rows, width, batch, batchWidth);
-    const float* const result = fftpack::rfftbBatch(width, batch, scratch, rowTable.get(), rowFactors.get());
+    const float* const result = detail::realBackwardBatch(width, batch, scratch, tables->row.get(), tables->rowFactors);
     detail::transposeKernels().transpose(result, batchWidth, width, rows, imageRows, width);
   }
 }
@@ -195,7 +208,7 @@ void SrFloatFft2d::gaussFft(int radius, float sigma, float (*filter)[2], float* 
   fillGaussKernel(radius, sigma, kernel);
 
   // One float ahead, so that the packed values from the second on are where a row of bins has them.
-  float* const rowBins = workBuffer.get();
+  float* const rowBins = tables->batches.get();
   float* const row = rowBins + 1;
   const float area = static_cast<float>(std::int64_t{width} * height);
   std::fill_n(row, width, 0.0f);
@@ -203,25 +216,25 @@ void SrFloatFft2d::gaussFft(int radius, float sigma, float (*filter)[2], float* 
   for (int i = 1; i <= radius; ++i) {
     row[i] = row[width - i] = kernel[i] / area;
   }
-  fftpack::rfftf(width, row, rowTable.get(), rowFactors.get());
+  detail::realForward(width, row, tables->row.get(), tables->rowFactors);
   rowBins[0] = row[0];
   rowBins[1] = 0.0f;
   if (width % 2 == 0) {
     rowBins[width + 1] = 0.0f;
   }
 
-  float* const column = rowBins + 2 * ptrdiff_t{halfWidth()};
+  float* const column = rowBins + 2 * ptrdiff_t{halfWidth(width)};
   std::fill_n(column, 2 * ptrdiff_t{height}, 0.0f);
   column[0] = kernel[0];
   for (int i = 1; i <= radius; ++i) {
     column[2 * i] = column[2 * (ptrdiff_t{height} - i)] = kernel[i];
   }
-  fftpack::cfftf(height, column, columnTable.get(), columnFactors.get());
+  detail::complexForward(height, column, tables->column.get(), tables->columnFactors);
 
   for (int y = 0; y < height; ++y) {
     const float re = column[2 * ptrdiff_t{y}];
     const float im = column[2 * ptrdiff_t{y} + 1];
-    for (int k = 0; k < halfWidth(); ++k, ++filter) {
+    for (int k = 0; k < halfWidth(width); ++k, ++filter) {
       (*filter)[0] = re * rowBins[2 * k] - im * rowBins[2 * k + 1];
       (*filter)[1] = re * rowBins[2 * k + 1] + im * rowBins[2 * k];
     }
@@ -235,7 +248,7 @@ void SrFloatFft2d::repairGaussBlur(const float* image, float* blurred, int radiu
   requireRadiusFits(radius, width, height);
 
   // factors[d] makes up for the taps that fall outside at the distance d from a border.
-  float* const columnSums = workBuffer.get();
+  float* const columnSums = tables->batches.get();
   float* const factors = columnSums + width;
   float mass = 1.0f;
   for (int d = radius - 1; d >= 0; --d) {
@@ -252,8 +265,11 @@ void SrFloatFft2d::repairGaussBlur(const float* image, float* blurred, int radiu
     const auto sumColumns = [&](int first, int count) {
       convolve(imageRow + first, width, -std::min(radius, y), std::min(radius, below), kernel, count,
                columnSums + first);
-      for (int x = first; inBand && x < first + count; ++x) {
-        columnSums[x] *= factors[std::min(y, below)];
+      if (inBand) {
+        const float factor = factors[std::min(y, below)];
+        for (int x = first; x < first + count; ++x) {
+          columnSums[x] *= factor;
+        }
       }
     };
     const auto sumBorderRow = [&](int first) {

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <memory>
-#include <new>
 
 #include "movra/Export.h"
 
 namespace movra::vision {
+
+namespace detail {
+struct Fft2dTables;
+}
 
 /// Two-dimensional discrete Fourier transform of real images of one size, with a Gaussian low-pass filter as
 /// a spectrum and the repair of the borders of images blurred through it.
@@ -59,22 +62,9 @@ class MOVRA_SUPERRESOLUTION_API SrFloatFft2d {
   void repairGaussBlur(const float* image, float* blurred, int radius, float* kernel);
 
  private:
-  /// Vector loads of scratch space stay within cache lines.
-  struct AlignedDelete {
-    void operator()(float* array) const { ::operator delete[](array, std::align_val_t{64}); }
-  };
-
-  /// Columns of a half spectrum.
-  int halfWidth() const { return width / 2 + 1; }
-
   int width;
   int height;
-  std::unique_ptr<float[]> rowTable;                   // 2 width
-  std::unique_ptr<float[]> columnTable;                // 4 height
-  std::unique_ptr<int[]> rowFactors;                   // 15
-  std::unique_ptr<int[]> columnFactors;                // 15
-  std::unique_ptr<float[], AlignedDelete> workBuffer;  // two batches, more than width + 2 height
-  int workspaceCount;                                  // 1: the slots that each array is made of
+  std::unique_ptr<detail::Fft2dTables> tables;
 };
 
 }  // namespace movra::vision

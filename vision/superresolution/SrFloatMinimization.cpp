@@ -1,24 +1,31 @@
 #include "vision/superresolution/SrFloatMinimization.h"
 
+#include "vision/superresolution/SrFloatConvolution.h"
+#include "vision/superresolution/detail/operators/RollingOperators.h"
 #include "vision/superresolution/detail/solver/FusedDataTerm.h"
-#include "vision/superresolution/shared/TvMinimization.inl"
+#include "vision/superresolution/detail/solver/TvSolver.h"
+#include "vision/superresolution/detail/solver/WholeImageDataTerm.h"
 
 namespace movra::vision {
 
-namespace detail {
+namespace {
 
-template <>
-struct SolverTraits<SrFloatConvolution> : WholeImageTraits<SrFloatConvolution> {
-  static std::unique_ptr<DataTerm<char>> makeDataTerm(const ReconstructionSize& size, int frameCount) {
-    if (RollingOperators::fits(size.hrWidth, size.hrHeight, size.psfSize, size.psfSize, size.factor)) {
-      return std::make_unique<FusedDataTerm>(size.width, size.height, frameCount);
-    }
-    return WholeImageTraits::makeDataTerm(size, frameCount);
+std::unique_ptr<detail::DataTerm<char>> makeDataTerm(const detail::ReconstructionSize& size) {
+  if (detail::RollingOperators::serve(size.hrWidth, size.hrHeight, size.psfSize, size.psfSize, size.factor)) {
+    return std::make_unique<detail::FusedDataTerm>(size);
   }
-};
+  return std::make_unique<detail::WholeImageDataTerm<SrFloatConvolution>>(size);
+}
 
-}  // namespace detail
+std::unique_ptr<detail::TvSolver<char>> makeSolver(const detail::ReconstructionSize& size) {
+  detail::TvSolver<char>::Setup setup;
+  setup.dataTerm = makeDataTerm(size);
+  return std::make_unique<detail::TvSolver<char>>(size, std::move(setup));
+}
 
-template class TvMinimization<SrFloatConvolution>;
+}  // namespace
+
+SrFloatMinimization::SrFloatMinimization(int width, int height, int frameCount, float factor)
+    : TvMinimization(makeSolver(detail::reconstructionSize(width, height, frameCount, factor))) {}
 
 }  // namespace movra::vision

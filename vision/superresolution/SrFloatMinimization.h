@@ -1,17 +1,19 @@
 #pragma once
 
-#include "vision/superresolution/SrFloatConvolution.h"
 #include "vision/superresolution/shared/TvMinimization.h"
 
 namespace movra::vision {
 
-extern template class TvMinimization<SrFloatConvolution>;
-
-/// Minimisation of the production engine: masks of one byte per pixel, operators of SrFloatConvolution. TvMinimization has
-/// all its operations.
-class MOVRA_SUPERRESOLUTION_API SrFloatMinimization : public TvMinimization<SrFloatConvolution> {
+/// Minimisation of the production engine: masks of one byte per pixel. At factor 2 all frames go through one pass over the
+/// image per iteration, else one by one through SrFloatConvolution; the bits do not differ. TvMinimization has all its
+/// operations.
+class MOVRA_SUPERRESOLUTION_API SrFloatMinimization : public TvMinimization<char> {
  public:
-  using TvMinimization::TvMinimization;
+  /// @param width, height size of a low-resolution frame
+  /// @param frameCount    the most frames of one reconstruction
+  /// @param factor        up-scaling factor
+  /// @throws std::bad_array_new_length if a size is negative or too large
+  SrFloatMinimization(int width, int height, int frameCount, float factor);
 };
 
 }  // namespace movra::vision

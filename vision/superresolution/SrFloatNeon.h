@@ -7,8 +7,9 @@
 
 namespace movra::vision {
 
-/// No timing report.
-class MOVRA_SUPERRESOLUTION_API NoReport;  // else the engine, an instance with it, would be hidden
+/// No timing report. Exported because it is a template argument of the exported engine: an argument that is hidden would
+/// hide the engine too.
+class MOVRA_SUPERRESOLUTION_API NoReport;
 
 /// The engine for processors with vectors of four floats; see BurstEngine for all its operations. `R` is the
 /// registration, SrFloatNeonRegistration.

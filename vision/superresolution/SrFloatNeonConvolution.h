@@ -4,8 +4,6 @@
 
 namespace movra::vision {
 
-extern template class SparseConvolution<float>;
-
 /// The operators of the vector engine: masks of one float per pixel. SparseConvolution has all of them. At factor 2 they
 /// work in vectors of four floats: the NEON operations of ARM processors, and the same ones from SIMDe on others.
 class MOVRA_SUPERRESOLUTION_API SrFloatNeonConvolution : public SparseConvolution<float> {

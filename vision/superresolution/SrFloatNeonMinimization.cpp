@@ -1,17 +1,23 @@
 #include "vision/superresolution/SrFloatNeonMinimization.h"
 
-#include "vision/superresolution/shared/TvMinimization.inl"
+#include "vision/superresolution/SrFloatNeonConvolution.h"
+#include "vision/superresolution/detail/solver/TvSolver.h"
+#include "vision/superresolution/detail/solver/WholeImageDataTerm.h"
 
 namespace movra::vision {
 
-namespace detail {
+namespace {
 
-/// Four floats are room for a vector that hangs over the last element.
-template <>
-struct SolverTraits<SrFloatNeonConvolution> : WholeImageTraits<SrFloatNeonConvolution, 4> {};
+std::unique_ptr<detail::TvSolver<float>> makeSolver(const detail::ReconstructionSize& size) {
+  detail::TvSolver<float>::Setup setup;
+  setup.slack = 4;  // room for a vector of four that hangs over the last element
+  setup.dataTerm = std::make_unique<detail::WholeImageDataTerm<SrFloatNeonConvolution>>(size, setup.slack);
+  return std::make_unique<detail::TvSolver<float>>(size, std::move(setup));
+}
 
-}  // namespace detail
+}  // namespace
 
-template class TvMinimization<SrFloatNeonConvolution>;
+SrFloatNeonMinimization::SrFloatNeonMinimization(int width, int height, int frameCount, float factor)
+    : TvMinimization(makeSolver(detail::reconstructionSize(width, height, frameCount, factor))) {}
 
 }  // namespace movra::vision

@@ -66,7 +66,7 @@ ValueScan scanValues(const cv::Mat_<float>& img, ValidRange valid) {
   return scan;
 }
 
-// The first pixel in raster order that equals the value of `key`, where +0 equals −0; one must exist.
+// The first pixel in raster order that equals the value of `key`, where +0 equals -0; one must exist.
 cv::Point_<int> firstPlaceOf(std::int32_t key, const cv::Mat_<float>& img) {
   const auto unsignedZero = [](std::int32_t k) { return k == detail::keyOfNegativeZero ? 0 : k; };
   for (int y = 0; y < img.rows; ++y) {
@@ -117,7 +117,7 @@ void flagBlock(cv::Mat_<float>& hr, float hx, float hy, std::uint32_t flagValue)
   }
 }
 
-// Whether a coordinate truncates to an index below n. Positions in (−1, 0) land on index 0.
+// Whether a coordinate truncates to an index below n. Positions in (-1, 0) land on index 0.
 bool truncatesInto(float position, int n) {
   return position > -1 && position < static_cast<float>(n);
 }

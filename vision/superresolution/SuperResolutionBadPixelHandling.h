@@ -27,7 +27,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   /// data.
   explicit SuperResolutionBadPixelHandling(unsigned int frameCount);
 
-  /// Sets the valid range: −32768 … 32767 for NUC data (counts), −274 … 5000 for temperatures, bounds
+  /// Sets the valid range: -32768 ... 32767 for NUC data (counts), -274 ... 5000 for temperatures, bounds
   /// included. Defect maps that are held stay.
   void setDataIsNUC(bool isNUC);
 
@@ -54,7 +54,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   /// without a usable mean becomes the frame's maximum (flagged over-range, or too large), its minimum
   /// (flagged under-range, or too small) or 0 (otherwise).
   ///
-  /// @return 0, or −2 when a pixel without a usable mean was none of the camera's over-range or under-range
+  /// @return 0, or -2 when a pixel without a usable mean was none of the camera's over-range or under-range
   ///         flags.
   /// @throws movra::Exception "Too many defect pixels. No processing possible." when more than 10 pixels
   ///         became 0; the frame is changed and its defect map held all the same.
@@ -65,7 +65,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   /// 132 (other). A place above, left of or below the image flags nothing; one up to three columns right of
   /// it flags the last columns.
   ///
-  /// @param hr  the high-resolution image, 2 · rows x 2 · columns.
+  /// @param hr  the high-resolution image, 2 * rows x 2 * columns.
   /// @param shifts  one per held defect map, oldest first: the frame's displacement in low-resolution pixels.
   ///                A shift that is not finite flags nothing.
   /// @throws movra::Exception "maskBadPixel(): number of shifts ist not equal to number of defectMaps"

@@ -1,6 +1,7 @@
 // Chooses each table of kernels by the active instruction set.
 
 #include "vision/superresolution/detail/badpixels/FrameKernels.h"
+#include "vision/superresolution/detail/base/BoxKernels.h"
 #include "vision/superresolution/detail/base/InstructionSet.h"
 #include "vision/superresolution/detail/base/TransposeKernels.h"
 #include "vision/superresolution/detail/fft/FftBatchKernels.h"
@@ -13,6 +14,7 @@
 
 namespace movra::vision::detail {
 
+MOVRA_KERNEL_DISPATCH(BoxKernels, boxKernels)
 MOVRA_KERNEL_DISPATCH(FftBatchKernels, fftBatchKernels)
 MOVRA_KERNEL_DISPATCH(FftKernels, fftKernels)
 MOVRA_KERNEL_DISPATCH(FrameKernels, frameKernels)

@@ -5,13 +5,17 @@
 #include <cmath>
 
 #include "movra/Exception.h"
+#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 #include "vision/superresolution/detail/base/Sizes.h"
 #include "vision/superresolution/detail/engine/BurstJudgement.h"
+#include "vision/superresolution/detail/engine/FrameWindow.h"
 #include "vision/superresolution/detail/engine/ImageRepair.h"
 #include "vision/superresolution/detail/engine/ParameterChecks.h"
 #include "vision/superresolution/reference/NucConversion.h"
 #include "vision/superresolution/reference/Points.h"
 #include "vision/superresolution/reference/SixteenBits.h"
+#include "vision/superresolution/reference/SuperResolutionMinimization.h"
+#include "vision/superresolution/reference/SuperResolutionRegistration.h"
 
 namespace movra::vision {
 
@@ -59,140 +63,199 @@ void addBilinearly(cv::Mat_<float>& matrix, float x, float y) {
   add(iy + 1, ix, (1 - a) * b);
 }
 
+// Marks the reference engine's results of one type.
+template <class T>
+struct ResultOf {};
+
 }  // namespace
 
-template <class T>
-SuperResolution::Slots<T>::Slots(int count, int size)
-    : memory(new T[static_cast<std::size_t>(detail::checkedArea(count, size))]()) {
-  for (int i = 0; i < count; ++i) {
-    pointers.push_back(memory.get() + static_cast<std::ptrdiff_t>(i) * size);
-  }
-}
+namespace detail {
 
-SuperResolution::SuperResolution(int width_, int height_, int numFrames_, float factor_)
-    : width(width_),
-      height(height_),
-      inputSize(detail::checkedArea(height_, width_)),
-      outputWidth(detail::scaledSize(width_, factor_)),
-      outputHeight(detail::scaledSize(height_, factor_)),
-      outputSize(detail::checkedArea(outputHeight, outputWidth)),
-      spectrumSize(detail::checkedArea(height_, width_ / 2 + 1)),
-      numFrames(detail::checkedSize(numFrames_)),
-      factor(factor_),
-      referenceIndex(0),
-      minStructureThreshold(2.0f),
-      registration(width_, height_, factor_, gaussRadius),
-      minimization(width_, height_, numFrames_, factor_),
-      badPixelHandling(static_cast<unsigned>(numFrames)),
-      frames(numFrames, inputSize),
-      spectra(numFrames, spectrumSize),
-      workingFrames(numFrames, inputSize),
-      outputImage(new float[static_cast<std::size_t>(outputSize)]()),
-      shifts(static_cast<std::size_t>(numFrames)),
-      masks(numFrames, inputSize),
-      frameCount(0),
-      quality(cv::Mat::zeros(qualitySize, qualitySize, CV_32F)) {
+/// What the reference engine consists of.
+struct ReferenceEngineParts {
+  using Bin = float[2];
+
+  ReferenceEngineParts(int width_, int height_, int numFrames_, float factor_)
+      : width(width_),
+        height(height_),
+        inputSize(checkedArea(height_, width_)),
+        outputWidth(scaledSize(width_, factor_)),
+        outputHeight(scaledSize(height_, factor_)),
+        outputSize(checkedArea(outputHeight, outputWidth)),
+        spectrumSize(checkedArea(height_, width_ / 2 + 1)),
+        numFrames(checkedSize(numFrames_)),
+        factor(factor_),
+        registration(width_, height_, factor_, gaussRadius),
+        minimization(width_, height_, numFrames_, factor_),
+        badPixelHandling(static_cast<unsigned>(numFrames)),
+        window(numFrames, inputSize),
+        spectra(numFrames, spectrumSize),
+        workingFrames(numFrames, inputSize),
+        outputImage(new float[static_cast<std::size_t>(outputSize)]()),
+        shifts(static_cast<std::size_t>(numFrames)),
+        masks(numFrames, inputSize),
+        quality(cv::Mat::zeros(qualitySize, qualitySize, CV_32F)) {}
+
+  int width;
+  int height;
+  int inputSize;
+  int outputWidth;
+  int outputHeight;
+  int outputSize;
+  int spectrumSize;
+  int numFrames;
+  float factor;
+  int referenceIndex = 0;
+  SuperResolutionRegistration registration;
+  SuperResolutionMinimization minimization;
+  SuperResolutionBadPixelHandling badPixelHandling;
+  FrameWindow window;
+  Slots<Bin> spectra;  // of the frames
+  Slots<float> workingFrames;
+  std::unique_ptr<float[]> outputImage;
+  std::vector<PointF> shifts;  // fractional
+  Slots<char> masks;
+  cv::Mat nucSlope;
+  cv::Mat nucOffset;
+  cv::Mat radiometricFrame;
+  cv::Mat quality;
+};
+
+}  // namespace detail
+
+SuperResolution::SuperResolution(int width, int height, int numFrames, float factor)
+    : parts(std::make_unique<detail::ReferenceEngineParts>(width, height, numFrames, factor)) {
   setReferenceIndex(0);
 }
 
 SuperResolution::~SuperResolution() = default;
 
+int SuperResolution::getInputSize() const {
+  return parts->inputSize;
+}
+
+int SuperResolution::getOutputSize() const {
+  return parts->outputSize;
+}
+
+int SuperResolution::getWindowSize() const {
+  return parts->numFrames;
+}
+
+int SuperResolution::getReferenceIndex() const {
+  return parts->referenceIndex;
+}
+
 void SuperResolution::setReferenceIndex(int index) {
-  detail::checkReferenceIndex(index, numFrames);
-  referenceIndex = index;
+  detail::checkReferenceIndex(index, parts->numFrames);
+  parts->referenceIndex = index;
+}
+
+float SuperResolution::getRegError() const {
+  return parts->registration.getRegError();
 }
 
 void SuperResolution::setRegError(float error) {
   detail::checkRegError(error);
-  registration.setRegError(error);
+  parts->registration.setRegError(error);
+}
+
+float SuperResolution::getPsfSigma() const {
+  return parts->minimization.getPsfSigma();
 }
 
 void SuperResolution::setPsfSigma(float sigma) {
   detail::checkPsfSigma(sigma);
-  minimization.setPsfSigma(sigma);
+  parts->minimization.setPsfSigma(sigma);
+}
+
+float SuperResolution::getWeightTV() const {
+  return parts->minimization.getWeightTV();
 }
 
 void SuperResolution::setWeightTV(float weight) {
   detail::checkWeightTV(weight);
-  minimization.setWeightTV(weight);
+  parts->minimization.setWeightTV(weight);
+}
+
+float SuperResolution::getRelativeResidue() const {
+  return parts->minimization.getRelRes();
 }
 
 void SuperResolution::setRelativeResidue(float residue) {
   detail::checkRelativeResidue(residue);
-  minimization.setRelRes(residue);
+  parts->minimization.setRelRes(residue);
+}
+
+int SuperResolution::getMaxCGIters() const {
+  return parts->minimization.getMaxIter();
 }
 
 void SuperResolution::setMaxCGIters(int iterations) {
   detail::checkMaxCGIters(iterations);
-  minimization.setMaxIter(iterations);
+  parts->minimization.setMaxIter(iterations);
+}
+
+void SuperResolution::setDataIsNUC(bool isNUC) {
+  parts->badPixelHandling.setDataIsNUC(isNUC);
 }
 
 void SuperResolution::clearFrames() {
-  frameCount = 0;
-  registration.clearShifts();
-  badPixelHandling.clearDefectMaps();
+  parts->window.clear();
+  parts->registration.clearShifts();
+  parts->badPixelHandling.clearDefectMaps();
 }
 
 template <class T>
 int SuperResolution::loadFrame(const T* frame) {
   requirePointer(frame, "The frame's data pointer is null");
-  if (frameCount >= numFrames) {
-    std::rotate(frames.pointers.begin(), frames.pointers.begin() + 1, frames.pointers.end());
-    std::rotate(spectra.pointers.begin(), spectra.pointers.begin() + 1, spectra.pointers.end());
-  } else {
-    ++frameCount;
-  }
-  float* newest = frames.pointers[static_cast<std::size_t>(frameCount - 1)];
-  copyValues(frame, inputSize, newest);
-
-  // Frames, spectra and defect maps describe the same frames, also when this one is rejected.
-  cv::Mat_<float> image(height, width, newest);
-  int result = 0;
-  try {
-    result = badPixelHandling.detectAndReplaceBadPixel(image);
-  } catch (...) {
-    transformNewest();
-    throw;
-  }
-  transformNewest();
-  const Bin* spectrum = spectra.pointers[static_cast<std::size_t>(frameCount - 1)];
-  if (std::any_of(spectrum, spectrum + spectrumSize,
-                  [](const Bin& bin) { return bin[0] > FLT_MAX || bin[1] > FLT_MAX; })) {
+  detail::ReferenceEngineParts& p = *parts;
+  const detail::ReferenceEngineParts::Bin* spectrum = nullptr;
+  const int result = p.window.take([&](float* newest) { copyValues(frame, p.inputSize, newest); },
+                                   [&](float* newest) {
+                                     cv::Mat_<float> image(p.height, p.width, newest);
+                                     return p.badPixelHandling.detectAndReplaceBadPixel(image);
+                                   },
+                                   [&](float* newest, bool rotated) {
+                                     if (rotated) {
+                                       p.spectra.rotate();
+                                     }
+                                     auto* const bins = p.spectra[p.window.count() - 1];
+                                     p.registration.getFft().forward(newest, bins);
+                                     spectrum = bins;
+                                   });
+  if (std::any_of(spectrum, spectrum + p.spectrumSize,
+                  [](const auto& bin) { return bin[0] > FLT_MAX || bin[1] > FLT_MAX; })) {
     MOVRA_THROW("FFT resulted in infinite values. No processing possible");
   }
-  return std::min(result, 0);
-}
-
-void SuperResolution::transformNewest() {
-  const auto newest = static_cast<std::size_t>(frameCount - 1);
-  registration.getFft().forward(frames.pointers[newest], spectra.pointers[newest]);
+  return result;
 }
 
 template <class T>
 float SuperResolution::computeSR(T* out) {
-  // Of the first engine in the process that comes here; later ones with another factor use it too.
-  static const int limit = detail::coverageLimit(factor);
-
+  const int coverageLimit = detail::coverageLimitOfFirst<ResultOf<T>>(parts->factor);
   requirePointer(out, "The result's data pointer is null");
-  const int reference = std::max(frameCount - referenceIndex - 1, 0);
-  if (registration.doRegistration(frameCount, reference, frames.pointers.data(), spectra.pointers.data(), shifts.data(),
-                                  masks.pointers.data(), workingFrames.pointers.data()) < 0) {
+  detail::ReferenceEngineParts& p = *parts;
+  const int count = p.window.count();
+  const int reference = p.window.slotOf(p.referenceIndex);
+  if (p.registration.doRegistration(count, reference, p.window.frames(), p.spectra.pointers(), p.shifts.data(),
+                                    p.masks.pointers(), p.workingFrames.pointers()) < 0) {
     return registrationFailed;
   }
   std::vector<cv::Point_<float>> completeShifts;
-  for (const PointF& shift : registration.getCompleteShifts()) {
+  for (const PointF& shift : p.registration.getCompleteShifts()) {
     completeShifts.push_back(detail::toCvPoint(shift));
   }
   const detail::Verdict verdict =
-      detail::judgeRegistration(frameCount, completeShifts, masks.pointers.data(), height, width);
+      detail::judgeRegistration(count, completeShifts, p.masks.pointers(), p.height, p.width);
 
-  const int iterations = minimization.minimize(frameCount, reference, workingFrames.pointers.data(), shifts.data(),
-                                               masks.pointers.data(), outputImage.get());
+  const int iterations = p.minimization.minimize(count, reference, p.workingFrames.pointers(), p.shifts.data(),
+                                                 p.masks.pointers(), p.outputImage.get());
   if (iterations < 0) {
     return static_cast<float>(iterations);
   }
-  detail::repairImage(badPixelHandling, cv::Mat_<float>(outputHeight, outputWidth, outputImage.get()), completeShifts,
-                      frames.pointers, cv::Size(width, height));
+  detail::repairImage(p.badPixelHandling, cv::Mat_<float>(p.outputHeight, p.outputWidth, p.outputImage.get()),
+                      completeShifts, p.window.all(), cv::Size(p.width, p.height));
   saveFrame(out);
 
   switch (verdict) {
@@ -203,13 +266,13 @@ float SuperResolution::computeSR(T* out) {
     case detail::Verdict::good:
       break;
   }
-  return detail::srFactor(frameCount, masks.pointers.data(), inputSize, limit);
+  return detail::srFactor(count, p.masks.pointers(), p.inputSize, coverageLimit);
 }
 
 template <class T>
 void SuperResolution::saveFrame(T* out) const {
   requirePointer(out, "The result's data pointer is null");
-  copyValues(outputImage.get(), outputSize, out);
+  copyValues(parts->outputImage.get(), parts->outputSize, out);
 }
 
 void SuperResolution::setNucToRad(const cv::Mat_<short>& nucLow, const cv::Mat_<float>& radLow,
@@ -223,18 +286,18 @@ void SuperResolution::setNucToRad(const cv::Mat_<short>& nucLow, const cv::Mat_<
   detail::twoPointCalibration(nucLow, radLow, nucHigh, radHigh, slope, offset);
   detail::repairOutliers(slope);
   detail::repairOutliers(offset);
-  nucSlope = slope;
-  nucOffset = offset;
+  parts->nucSlope = slope;
+  parts->nucOffset = offset;
 }
 
 void SuperResolution::NucToRad(const cv::Mat_<short>& nuc) {
-  if (nucSlope.empty() || nucSlope.size() != nuc.size()) {
+  if (parts->nucSlope.empty() || parts->nucSlope.size() != nuc.size()) {
     MOVRA_THROW("NucToRad() not initialized");
   }
-  const cv::Mat_<float> slope = nucSlope;
-  const cv::Mat_<float> offset = nucOffset;
-  radiometricFrame.create(nuc.size(), CV_32F);
-  cv::Mat_<float> radiometric = radiometricFrame;
+  const cv::Mat_<float> slope = parts->nucSlope;
+  const cv::Mat_<float> offset = parts->nucOffset;
+  parts->radiometricFrame.create(nuc.size(), CV_32F);
+  cv::Mat_<float> radiometric = parts->radiometricFrame;
   for (int y = 0; y < nuc.rows; ++y) {
     for (int x = 0; x < nuc.cols; ++x) {
       radiometric(y, x) = static_cast<float>(nuc(y, x)) * slope(y, x) + offset(y, x);
@@ -244,64 +307,64 @@ void SuperResolution::NucToRad(const cv::Mat_<short>& nuc) {
 }
 
 float SuperResolution::processFrame2(const short* nuc, float* out) {
-  if (nucOffset.cols != width || nucSlope.rows != height) {
+  if (parts->nucOffset.cols != parts->width || parts->nucSlope.rows != parts->height) {
     MOVRA_THROW("NucToRad() not initialized");
   }
   requirePointer(nuc, "The frame's data pointer is null");
   // The matrix is a view, which is only read.
-  NucToRad(cv::Mat_<short>(height, width, const_cast<short*>(nuc)));
-  addFrame(radiometricFrame.ptr<float>());
+  NucToRad(cv::Mat_<short>(parts->height, parts->width, const_cast<short*>(nuc)));
+  addFrame(parts->radiometricFrame.ptr<float>());
   return computeSR(out);
 }
 
-template <class T>
-bool SuperResolution::checkImageStructureQuality(const cv::Mat_<T>& img) const {
-  if (img.empty()) {
-    return false;
-  }
-  double minimum = 0;
-  double maximum = 0;
-  cv::minMaxLoc(img, &minimum, &maximum);
-  return maximum - minimum >= static_cast<double>(minStructureThreshold);
+const cv::Mat& SuperResolution::getRadiometricFrame() const {
+  return parts->radiometricFrame;
 }
 
 void SuperResolution::computeQuality_() {
-  cv::Mat_<float> matrix = quality;
+  cv::Mat_<float> matrix = parts->quality;
   matrix.setTo(0);
-  for (int k = 0; k < frameCount; ++k) {
-    const PointF& shift = shifts[static_cast<std::size_t>(k)];
+  for (int k = 0; k < parts->window.count(); ++k) {
+    const PointF& shift = parts->shifts[static_cast<std::size_t>(k)];
     addBilinearly(matrix, 2 * shift.x + 1, 2 * shift.y + 1);
   }
-  if (frameCount > 0) {
-    std::for_each(matrix.begin(), matrix.end(), [this](float& value) { value /= static_cast<float>(frameCount); });
+  const int count = parts->window.count();
+  if (count > 0) {
+    std::for_each(matrix.begin(), matrix.end(), [=](float& value) { value /= static_cast<float>(count); });
   }
 }
 
 void SuperResolution::getQuality(cv::Mat_<float>& q) const {
-  quality.copyTo(q);
+  parts->quality.copyTo(q);
 }
 
 void SuperResolution::simpleCombine() {
-  const int step = std::max(detail::truncateToInt(factor), 1);
-  for (int row = 0; row < outputHeight; ++row) {
-    for (int column = 0; column < outputWidth; ++column) {
-      const int y = std::min(row / step, height - 1);
-      const int x = std::min(column / step, width - 1);
+  constexpr int step = 2;  // whatever the factor
+  const detail::ReferenceEngineParts& p = *parts;
+  const int count = p.window.count();
+  float* out = p.outputImage.get();
+  for (int row = 0; row < p.outputHeight; ++row) {
+    for (int column = 0; column < p.outputWidth; ++column) {
+      const int y = std::min(row / step, p.height - 1);
+      const int x = std::min(column / step, p.width - 1);
       float sum = 0;
-      for (int k = 0; k < frameCount; ++k) {
-        sum += workingFrames.pointers[static_cast<std::size_t>(k)][static_cast<std::ptrdiff_t>(y) * width + x];
+      for (int k = 0; k < count; ++k) {
+        sum += p.workingFrames[k][static_cast<std::ptrdiff_t>(y) * p.width + x];
       }
-      outputImage[static_cast<std::size_t>(row) * static_cast<std::size_t>(outputWidth) +
-                  static_cast<std::size_t>(column)] = frameCount > 0 ? sum / static_cast<float>(frameCount) : 0.0f;
+      *out++ = count > 0 ? sum / static_cast<float>(count) : 0.0f;
     }
   }
 }
 
+void SuperResolution::getCompleteShifts(std::vector<PointF>& out) const {
+  out = parts->registration.getCompleteShifts();
+}
+
 void SuperResolution::getMasks(std::vector<cv::Mat_<unsigned char>>& out) const {
-  out.resize(masks.pointers.size());
+  out.resize(parts->masks.all().size());
   for (std::size_t k = 0; k < out.size(); ++k) {
-    out[k].create(height, width);
-    std::copy_n(reinterpret_cast<const unsigned char*>(masks.pointers[k]), inputSize, out[k].data);
+    out[k].create(parts->height, parts->width);
+    std::copy_n(reinterpret_cast<const unsigned char*>(parts->masks.all()[k]), parts->inputSize, out[k].data);
   }
 }
 
@@ -311,7 +374,5 @@ template MOVRA_SUPERRESOLUTION_API float SuperResolution::computeSR(float*);
 template MOVRA_SUPERRESOLUTION_API float SuperResolution::computeSR(short*);
 template MOVRA_SUPERRESOLUTION_API void SuperResolution::saveFrame(float*) const;
 template MOVRA_SUPERRESOLUTION_API void SuperResolution::saveFrame(short*) const;
-template MOVRA_SUPERRESOLUTION_API bool SuperResolution::checkImageStructureQuality(const cv::Mat_<float>&) const;
-template MOVRA_SUPERRESOLUTION_API bool SuperResolution::checkImageStructureQuality(const cv::Mat_<short>&) const;
 
 }  // namespace movra::vision

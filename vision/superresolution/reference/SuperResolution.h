@@ -6,12 +6,13 @@
 #include <opencv2/core.hpp>
 
 #include "movra/Export.h"
-#include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 #include "vision/superresolution/SuperResolutionTypes.h"
-#include "vision/superresolution/reference/SuperResolutionMinimization.h"
-#include "vision/superresolution/reference/SuperResolutionRegistration.h"
 
 namespace movra::vision {
+
+namespace detail {
+struct ReferenceEngineParts;
+}
 
 /// The reference engine: the method of SrFloat with phase correlation and plain operators, for any integer factor, with a
 /// conversion of raw sensor counts in front. It is there to compare the production engine with, and for callers that hold
@@ -27,7 +28,7 @@ namespace movra::vision {
 /// Setters reject by throwing a `const char*`, which leaves the engine as it was; NaN is not rejected.
 class MOVRA_SUPERRESOLUTION_API SuperResolution {
  public:
-  /// Results of computeSR that are not a quality value.
+  /// Results of computeSR that are not an sr factor.
   static constexpr float registrationFailed = -998.0f;
   static constexpr float displacementTooLarge = -6.0f;
   static constexpr float tooManyMaskedPixels = -3.0f;
@@ -37,52 +38,52 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   /// @param factor        up-scaling factor, a whole number
   /// @throws std::bad_array_new_length if a size is negative or too large
   /// @throws movra::Exception if the frame is too small
-  /// @throws "Invalid reference index specified." if there is no room for a frame
+  /// @throws const char* "Invalid reference index specified." if there is no room for a frame
   SuperResolution(int width, int height, int numFrames, float factor);
   ~SuperResolution();
   SuperResolution(const SuperResolution&) = delete;
   SuperResolution& operator=(const SuperResolution&) = delete;
 
   /// Number of pixels of a frame, of the result, and number of frame slots.
-  int getInputSize() const { return inputSize; }
-  int getOutputSize() const { return outputSize; }
-  int getWindowSize() const { return numFrames; }
+  int getInputSize() const;
+  int getOutputSize() const;
+  int getWindowSize() const;
 
   /// The registration reference, counted back from the newest frame (0 = newest); default 0.
-  int getReferenceIndex() const { return referenceIndex; }
-  /// @throws "Invalid reference index specified." unless 0 <= index < number of frames
+  int getReferenceIndex() const;
+  /// @throws const char* "Invalid reference index specified." unless 0 <= index < number of frames
   void setReferenceIndex(int index);
 
   /// Largest residual of a pixel that counts as registered; default 1e-4.
-  float getRegError() const { return registration.getRegError(); }
-  /// @throws "Invalid maximum registration error specified." unless 0 < error <= 1
+  float getRegError() const;
+  /// @throws const char* "Invalid maximum registration error specified." unless 0 < error <= 1
   void setRegError(float error);
 
   /// Standard deviation of the sensor's PSF in high-resolution pixels; default 0.683.
-  float getPsfSigma() const { return minimization.getPsfSigma(); }
-  /// @throws "Invalid standard deviation of the sensor psf specified." unless sigma > 0
+  float getPsfSigma() const;
+  /// @throws const char* "Invalid standard deviation of the sensor psf specified." unless sigma > 0
   void setPsfSigma(float sigma);
 
   /// Inverse strength of the total-variation term; default 400.
-  float getWeightTV() const { return minimization.getWeightTV(); }
-  /// @throws "Invalid total-variation term weight specified." unless weight >= 1
+  float getWeightTV() const;
+  /// @throws const char* "Invalid total-variation term weight specified." unless weight >= 1
   void setWeightTV(float weight);
 
   /// Relative residual at which a solve stops; default 0.007.
-  float getRelativeResidue() const { return minimization.getRelRes(); }
-  /// @throws "Invalid total-variation term weight specified." unless residue >= 1e-6 (compared as double)
+  float getRelativeResidue() const;
+  /// @throws const char* "Invalid total-variation term weight specified." unless residue >= 1e-6 (compared as double)
   void setRelativeResidue(float residue);
 
   /// Most conjugate-gradient iterations of a reconstruction; default 8.
-  int getMaxCGIters() const { return minimization.getMaxIter(); }
-  /// @throws "Invalid maximum number of iterations specified." unless iterations >= 1
+  int getMaxCGIters() const;
+  /// @throws const char* "Invalid maximum number of iterations specified." unless iterations >= 1
   void setMaxCGIters(int iterations);
 
   /// Says whether frames hold raw sensor counts (valid range -32768 ... 32767) or temperatures (-274 ... 5000, the
   /// default).
-  void setDataIsNUC(bool isNUC) { badPixelHandling.setDataIsNUC(isNUC); }
+  void setDataIsNUC(bool isNUC);
 
-  /// Empties the window.
+  /// Empties the window and the defect maps. The complete shifts stay until the next registration.
   void clearFrames();
 
   /// Takes a frame into the window; the oldest one drops out once the window is full.
@@ -99,15 +100,14 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
     return loadFrame(frame);
   }
 
-  /// Reconstructs the high-resolution image from the frames held.
+  /// Reconstructs the high-resolution image from the frames held. The number of frames that count as full coverage,
+  /// (int)(factor^2 + 1), is that of the first engine in the process that calls this for the type.
   /// @tparam T  float or short
   /// @param out the image as saveFrame gives it; written when the result is positive, -3 or -6
-  /// @return the quality, 0.75 (no pixel covered by any frame) to 2 (at factor 2: every pixel covered by five frames); or
+  /// @return the sr factor, 0.75 (no pixel covered by any frame) to 2 (at factor 2: every pixel covered by five frames); or
   ///         -998 when no frame is held or a shift is not within half the height, -6 when a frame lies further than a
   ///         tenth of the height from the reference, -3 when at least half of a frame's pixels are masked out (-6 wins;
   ///         the image is made in both cases); or a negative code of SuperResolutionMinimization
-  /// The number of frames that count as full coverage, (int)(factor^2 + 1), is that of the first engine in the process
-  /// that calls this for the type.
   /// @throws movra::Exception if the pointer is null
   template <class T>
   float computeSR(T* out);
@@ -130,7 +130,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   void NucToRad(const cv::Mat_<short>& nuc);
 
   /// The frame that NucToRad or processFrame2 converted last, height x width floats.
-  const cv::Mat& getRadiometricFrame() const { return radiometricFrame; }
+  const cv::Mat& getRadiometricFrame() const;
 
   /// Converts a raw frame, takes it into the window and reconstructs, also while fewer frames than the window are held.
   /// @param nuc height x width counts
@@ -139,7 +139,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   ///         NucToRad, addFrame and computeSR
   float processFrame2(const short* nuc, float* out);
 
-  /// True when the image's maximum less its minimum is at least 2. An empty image has no structure.
+  /// True when the image's maximum minus its minimum, over all channels, is at least 2. An empty image has no structure.
+  /// @tparam T any element type that a cv::Mat_ can have
   template <class T>
   bool checkImageStructureQuality(const cv::Mat_<T>& img) const;
 
@@ -157,49 +158,26 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   void simpleCombine();
 
   /// Complete shifts of the last registration, one per frame, oldest first, in low-resolution pixels.
-  void getCompleteShifts(std::vector<PointF>& out) const { out = registration.getCompleteShifts(); }
+  void getCompleteShifts(std::vector<PointF>& out) const;
 
   /// Copies each slot's mask into an image of height x width, for all slots whether held or not.
   void getMasks(std::vector<cv::Mat_<unsigned char>>& out) const;
 
  private:
-  /// Buffers of one length, one per slot; the pointers to them are what collaborators work with.
-  template <class T>
-  struct Slots {
-    Slots(int count, int size);
+  static constexpr float minStructureThreshold = 2.0f;
 
-    std::unique_ptr<T[]> memory;
-    std::vector<T*> pointers;
-  };
-  using Bin = float[2];
-
-  void transformNewest();
-
-  int width;
-  int height;
-  int inputSize;
-  int outputWidth;
-  int outputHeight;
-  int outputSize;
-  int spectrumSize;
-  int numFrames;
-  float factor;
-  int referenceIndex;
-  float minStructureThreshold;
-  SuperResolutionRegistration registration;
-  SuperResolutionMinimization minimization;
-  SuperResolutionBadPixelHandling badPixelHandling;
-  Slots<float> frames;  // oldest first
-  Slots<Bin> spectra;   // of the frames
-  Slots<float> workingFrames;
-  std::unique_ptr<float[]> outputImage;
-  std::vector<PointF> shifts;  // fractional
-  Slots<char> masks;
-  int frameCount;
-  cv::Mat nucSlope;
-  cv::Mat nucOffset;
-  cv::Mat radiometricFrame;
-  cv::Mat quality;
+  std::unique_ptr<detail::ReferenceEngineParts> parts;
 };
+
+template <class T>
+bool SuperResolution::checkImageStructureQuality(const cv::Mat_<T>& img) const {
+  if (img.empty()) {
+    return false;
+  }
+  double minimum = 0;
+  double maximum = 0;
+  cv::minMaxLoc(img.reshape(1), &minimum, &maximum);
+  return maximum - minimum >= static_cast<double>(minStructureThreshold);
+}
 
 }  // namespace movra::vision

@@ -32,8 +32,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionConvolution {
   ///
   /// Sizes may be 0. A factor below 1, or not a number, leaves frames of no pixels.
   ///
-  /// @param psfWidth  taps of the horizontal kernels
-  /// @param psfHeight taps of the vertical kernels
+  /// @param psfWidth  horizontal taps
+  /// @param psfHeight vertical taps
   /// @param factor    high-resolution pixels per low-resolution pixel, in each direction
   /// @throws std::bad_array_new_length if a size is negative or the padded grid is too large for int sizes
   /// @throws std::bad_alloc if there is no memory for the scratch buffer

@@ -3,23 +3,21 @@
 #include <algorithm>
 #include <cmath>
 
+#include "vision/superresolution/detail/solver/TvSolver.h"
+#include "vision/superresolution/detail/solver/WholeImageDataTerm.h"
 #include "vision/superresolution/reference/Points.h"
-#include "vision/superresolution/shared/TvMinimization.inl"
+#include "vision/superresolution/reference/SuperResolutionConvolution.h"
 
 namespace movra::vision {
 
-namespace detail {
-
-template <>
-struct SolverTraits<SuperResolutionConvolution> : WholeImageTraits<SuperResolutionConvolution> {
-  static constexpr bool servesAnyFactor = true;
-};
-
-}  // namespace detail
-
-template class TvMinimization<SuperResolutionConvolution>;
-
 namespace {
+
+std::unique_ptr<detail::TvSolver<char>> makeSolver(const detail::ReconstructionSize& size) {
+  detail::TvSolver<char>::Setup setup;
+  setup.dataTerm = std::make_unique<detail::WholeImageDataTerm<SuperResolutionConvolution>>(size);
+  setup.placement = detail::PsfPlacement::anyFactor;
+  return std::make_unique<detail::TvSolver<char>>(size, std::move(setup));
+}
 
 bool hasContrast(const float* image, std::ptrdiff_t size) {
   const bool finite = std::all_of(image, image + size, [](float value) { return std::isfinite(value); });
@@ -29,7 +27,7 @@ bool hasContrast(const float* image, std::ptrdiff_t size) {
 }  // namespace
 
 SuperResolutionMinimization::SuperResolutionMinimization(int width_, int height_, int frameCount, float factor)
-    : TvMinimization(width_, height_, frameCount, factor),
+    : TvMinimization(makeSolver(detail::reconstructionSize(width_, height_, frameCount, factor))),
       width(width_),
       height(height_),
       points(static_cast<std::size_t>(frameCount)) {}

@@ -3,12 +3,9 @@
 #include <vector>
 
 #include "vision/superresolution/SuperResolutionTypes.h"
-#include "vision/superresolution/reference/SuperResolutionConvolution.h"
 #include "vision/superresolution/shared/TvMinimization.h"
 
 namespace movra::vision {
-
-extern template class TvMinimization<SuperResolutionConvolution>;
 
 /// Minimisation of the reference engine: the operators are the plain loops of SuperResolutionConvolution.
 /// TvMinimization has all its operations.
@@ -16,13 +13,16 @@ extern template class TvMinimization<SuperResolutionConvolution>;
 /// It serves any integer factor. The PSF is centred on the high-resolution pixels that make up a low-resolution one, and
 /// moves by whole taps as well as by fractions of a tap, which shifts need from factor 3 on. At factor 2 all of that is
 /// the same as in SrFloatMinimization, and so is every bit of the result.
-class MOVRA_SUPERRESOLUTION_API SuperResolutionMinimization : public TvMinimization<SuperResolutionConvolution> {
+class MOVRA_SUPERRESOLUTION_API SuperResolutionMinimization : public TvMinimization<char> {
  public:
   /// Results of a minimisation that failed.
   static constexpr int noFrames = -1;
   static constexpr int noContrast = -2;
 
-  /// As TvMinimization's.
+  /// @param width, height size of a low-resolution frame
+  /// @param frameCount    the most frames of one reconstruction
+  /// @param factor        up-scaling factor
+  /// @throws std::bad_array_new_length if a size is negative or too large
   SuperResolutionMinimization(int width, int height, int frameCount, float factor);
   ~SuperResolutionMinimization();
 

@@ -1,56 +1,23 @@
 #pragma once
 
-#include "vision/superresolution/detail/fft/FftKernels.h"
-
-/// One-dimensional discrete Fourier transforms of any length n >= 1 in single precision, with FFTPACK's names
-/// and conventions: mixed radix (4, 2, 3, 5 and any other prime; the last costs its square), unnormalised, so
-/// that a transform forward and backward multiplies by n.
-///
-/// The method is P. N. Swarztrauber's and C. Temperton's; the trigonometric tables are computed in double
-/// precision and rounded once, so that large prime factors cost no accuracy and no bit depends on the float
-/// functions of a library. The error relative to the result is near 1e-7, 4e-7 for a prime of a thousand.
-///
-/// rffti or cffti fills the tables of one length; the transforms only read them, apart from the first half of
-/// wsave, which is their scratch space. No static state: calls with different wsave may run at once. Nothing
-/// is allocated.
+/// FFTPACK's names and conventions for the transforms of detail/fft/MixedRadix.h, which has the details: any length
+/// n >= 1, unnormalised, packed real order, tables of one length in `wsave` and `ifac`.
 namespace movra::vision::fftpack {
 
-/// Prepares real transforms of length n.
-/// @param wsave 2 n floats
-/// @param ifac 15 ints: n, the number of its factors, the factors
-/// @throws movra::Exception if n < 1, or if n has more than 13 factors (the first is 2 * 3^13, more than 3
-///         million)
+/// Prepares real transforms of length n: wsave has 2 n floats, ifac 15 ints.
+/// @throws movra::Exception if n < 1, or if n has more than 13 factors
 void rffti(int n, float* wsave, int* ifac);
 
-/// Forward transform of n real values in place. The result is packed: r0, Re r1, Im r1, Re r2, Im r2, ...,
-/// for even n ending with the real r(n/2), where rk is the sum over t of r[t] exp(-2 pi i k t / n).
+/// Real transform in place, forward to r0, Re r1, Im r1, ... and backward.
 void rfftf(int n, float* r, float* wsave, int* ifac);
-
-/// Backward transform in place: from the packed order to n real values.
 void rfftb(int n, float* r, float* wsave, int* ifac);
 
-/// Prepares complex transforms of length n.
-/// @param wsave 4 n floats
-/// @param ifac 15 ints: n, the number of its factors, the factors
+/// Prepares complex transforms of length n: wsave has 4 n floats, ifac 15 ints.
 /// @throws movra::Exception as rffti
 void cffti(int n, float* wsave, int* ifac);
 
-/// Forward transform (exponent -2 pi i k t / n) of n complex values (real, imaginary) in place.
+/// Complex transform of n values (real, imaginary) in place, forward (exponent -2 pi i k t / n) and backward.
 void cfftf(int n, float* c, float* wsave, int* ifac);
-
-/// Backward transform (exponent +2 pi i k t / n) of n complex values in place.
 void cfftb(int n, float* c, float* wsave, int* ifac);
-
-/// Sequences of a batch: they lie side by side, value v of sequence l at [v * batchWidth + l], where the
-/// values of a complex sequence are re, im, re, im, ...
-constexpr int batchWidth = detail::fftBatchWidth;
-
-/// As rfftf, rfftb, cfftf and cfftb on batchWidth sequences at once; each gets the bits of its own transform.
-/// @param scratch as many floats as the batch
-/// @return where the result is: the batch or scratch; the other one is overwritten
-float* rfftfBatch(int n, float* r, float* scratch, const float* wsave, const int* ifac);
-float* rfftbBatch(int n, float* r, float* scratch, const float* wsave, const int* ifac);
-float* cfftfBatch(int n, float* c, float* scratch, const float* wsave, const int* ifac);
-float* cfftbBatch(int n, float* c, float* scratch, const float* wsave, const int* ifac);
 
 }  // namespace movra::vision::fftpack

@@ -10,9 +10,8 @@ namespace movra::vision {
 
 namespace detail {
 template <class Mask>
-class FactorTwoOperators;
-struct PlainOperators;
-}  // namespace detail
+class SparseOperators;
+}
 
 /// The linear operators between one low-resolution frame and the padded high-resolution grid, and the box filter of
 /// the registration; SrFloatConvolution and SrFloatNeonConvolution are the two forms, which differ in the mask's element
@@ -23,7 +22,7 @@ struct PlainOperators;
 /// `lowHeight` = (int)(hrHeight / factor) rows of `lowWidth` = (int)(hrWidth / factor) columns. All images are dense,
 /// row-major arrays of floats. The PSF of a frame is separable: psfY[ky] * psfX[kx].
 ///
-/// Sums have a fixed order: each output element gets its terms by ascending kernel index, first of one direction, then
+/// Sums have a fixed order: each output element gets its terms by ascending tap, first of one direction, then
 /// of the other. An object serves one thread at a time.
 template <class Weight>
 class MOVRA_SUPERRESOLUTION_API SparseConvolution {
@@ -32,7 +31,7 @@ class MOVRA_SUPERRESOLUTION_API SparseConvolution {
   using Mask = Weight;
 
   /// @param hrWidth, hrHeight   size of the high-resolution image
-  /// @param psfWidth, psfHeight lengths of the two kernels (6 for factor 2)
+  /// @param psfWidth, psfHeight taps of the PSF in the two directions (6 for factor 2)
   /// @param factor              up-scaling factor; 2 is the fast case
   /// @throws std::bad_array_new_length if a size is negative or too large
   SparseConvolution(int hrWidth, int hrHeight, int psfWidth, int psfHeight, float factor);
@@ -44,14 +43,14 @@ class MOVRA_SUPERRESOLUTION_API SparseConvolution {
   /// Sample (r, x) reaches rows 2r .. 2r + K - 1 and columns F x .. F x + K - 1, F = (int)factor; the row stride is 2
   /// whatever the factor.
   /// @param image low-resolution frame, lowHeight x lowWidth
-  /// @param psfX, psfY the frame's kernels
+  /// @param psfX, psfY the frame's PSF
   /// @param mask weights, lowHeight x lowWidth
   /// @param out  paddedHeight x paddedWidth, overwritten
   void fullConvFromSparse(float* image, float* psfX, float* psfY, Mask* mask, float* out);
 
   /// Imaging model: out(r, x) = sum over ky, kx of psfY[ky] psfX[kx] hr(2r + ky, F x + kx).
   /// @param hr   padded high-resolution image, paddedHeight x paddedWidth
-  /// @param psfX, psfY the frame's kernels
+  /// @param psfX, psfY the frame's PSF
   /// @param out  lowHeight x lowWidth, overwritten
   void validCorrToSparse(float* hr, float* psfX, float* psfY, float* out);
 
@@ -61,17 +60,10 @@ class MOVRA_SUPERRESOLUTION_API SparseConvolution {
   static void blurImageMeanFilter(cv::Mat_<float>& in, int radius, cv::Mat_<float>& out);
 
  private:
-  detail::PlainOperators plainOperators(const float* psfX, const float* psfY) const;
-
-  int hrWidth;
-  int hrHeight;
-  int psfWidth;
-  int psfHeight;
-  int paddedWidth;
-  int paddedHeight;
-  float factor;
-  std::unique_ptr<detail::FactorTwoOperators<Mask>> fast;  // factor 2 with six taps; null in other cases
-  cv::Mat columnBuffer;                                    // between the two separable passes of the other cases
+  std::unique_ptr<detail::SparseOperators<Mask>> operators;
 };
+
+extern template class SparseConvolution<char>;
+extern template class SparseConvolution<float>;
 
 }  // namespace movra::vision

@@ -1,12 +1,13 @@
+#include "vision/superresolution/detail/badpixels/BadPixelDrawing.h"
+
 #include <algorithm>
 #include <opencv2/imgproc.hpp>
 #include <string>
 
 #include "movra/Exception.h"
-#include "vision/superresolution/BadPixel.h"
 #include "vision/superresolution/detail/badpixels/BadPixelList.h"
 
-namespace movra::vision {
+namespace movra::vision::detail {
 
 namespace {
 
@@ -20,13 +21,13 @@ cv::Scalar_<double> drawColour(cv::RNG& random) {
 
 }  // namespace
 
-void BadPixel::drawBadPixels(const cv::Mat& list, cv::Mat_<cv::Vec<unsigned char, 3>>& img,
-                             const cv::Scalar_<double>& colour, unsigned int size, bool randomColour) {
-  if (!detail::isBadPixelList(list)) {
+void drawBadPixels(const cv::Mat& list, cv::Mat_<cv::Vec<unsigned char, 3>>& img, const cv::Scalar_<double>& colour,
+                   unsigned int size, bool randomColour) {
+  if (!isBadPixelList(list)) {
     MOVRA_THROW("ERROR: \t >>Unspported BadPixel format!!");
   }
   // A larger square lies outside the image with all its sides, as one of this size does.
-  const int side = static_cast<int>(std::min(size, 4U * detail::largestPosition));
+  const int side = static_cast<int>(std::min(size, 4U * largestPosition));
   for (int i = 0; i < list.rows; ++i) {
     const int x = list.at<unsigned short>(i, 0);
     const int y = list.at<unsigned short>(i, 1);
@@ -38,4 +39,4 @@ void BadPixel::drawBadPixels(const cv::Mat& list, cv::Mat_<cv::Vec<unsigned char
   }
 }
 
-}  // namespace movra::vision
+}  // namespace movra::vision::detail

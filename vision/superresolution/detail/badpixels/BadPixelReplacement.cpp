@@ -1,13 +1,14 @@
+#include "vision/superresolution/detail/badpixels/BadPixelReplacement.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <utility>
 
-#include "vision/superresolution/BadPixel.h"
 #include "vision/superresolution/detail/badpixels/BadPixelList.h"
 
-namespace movra::vision {
+namespace movra::vision::detail {
 
 namespace {
 
@@ -15,10 +16,10 @@ namespace {
 using Position = cv::Point_<unsigned int>;
 using List = cv::Mat_<unsigned short>;
 using Places = std::set<unsigned int>;
-using detail::replacementCount;
+using Query = ReplacementQuery;
 
 // An image that contains every position of a list.
-const cv::Size_<int> everyPosition(detail::largestPosition + 1, detail::largestPosition + 1);
+const cv::Size_<int> everyPosition(largestPosition + 1, largestPosition + 1);
 
 // Offsets of the fixed neighbourhood in the order of trial: up, right, down, left.
 constexpr int directionCount = 4;
@@ -30,9 +31,7 @@ constexpr int simpleNeighbourhood[directionCount][7][2] = {
 
 // Whether a pixel can be a replacement: inside the image, and where a list can hold its position.
 bool isUsable(const Position& p, cv::Size_<int> size) {
-  const auto end = [](int extent) {
-    return static_cast<unsigned int>(std::clamp(extent, 0, detail::largestPosition + 1));
-  };
+  const auto end = [](int extent) { return static_cast<unsigned int>(std::clamp(extent, 0, largestPosition + 1)); };
   return p.x < end(size.width) && p.y < end(size.height);
 }
 
@@ -50,12 +49,12 @@ Position badPosition(const List& list, int row) {
 }
 
 Position replacement(const List& list, int row, int k) {
-  const int column = detail::firstReplacement + 2 * k;
+  const int column = firstReplacement + 2 * k;
   return {list(row, column), list(row, column + 1)};
 }
 
 void setReplacement(List& list, int row, int k, const Position& p) {
-  const int column = detail::firstReplacement + 2 * k;
+  const int column = firstReplacement + 2 * k;
   list(row, column) = static_cast<unsigned short>(p.x);
   list(row, column + 1) = static_cast<unsigned short>(p.y);
 }
@@ -78,19 +77,19 @@ Places placesOf(const List& list, cv::Size_<int> size) {
 }
 
 bool hasRow(const List& list, int row) {
-  return detail::isBadPixelList(list) && row < list.rows;
+  return isBadPixelList(list) && row < list.rows;
 }
 
 // Chooses the replacements of an existing row; false, with nothing changed, if there is none.
-bool chooseReplacements(List& list, int row, cv::Size_<int> size, const BadPixel::Query& query,
-                        const Places& badPlaces) {
+template <class IsBad>
+bool chooseFor(List& list, int row, cv::Size_<int> size, const Query& query, IsBad isBad) {
   using Candidate = std::pair<float, Position>;
   const Position bad = badPosition(list, row);
   std::vector<Candidate> nearest;  // of the directions that have one
   for (const auto& direction : query) {
     for (const auto& [distance, offset] : direction) {
       const Position target = moved(bad, offset.x, offset.y);
-      if (!isUsable(target, size) || badPlaces.count(placeOf(target, size)) > 0) {
+      if (!isUsable(target, size) || isBad(placeOf(target, size))) {
         continue;
       }
       nearest.emplace_back(distance, target);
@@ -140,7 +139,7 @@ bool anyReplacement(const List& list, int row, Predicate predicate) {
 
 }  // namespace
 
-BadPixel::Query BadPixel::computeReplacePixelQuery(int radius) {
+ReplacementQuery replacementQuery(int radius) {
   Query query(directionCount);
   for (std::int64_t j = 0; j < radius; ++j) {
     for (std::int64_t i = 0; i <= radius; ++i) {
@@ -165,8 +164,7 @@ BadPixel::Query BadPixel::computeReplacePixelQuery(int radius) {
   return query;
 }
 
-bool BadPixel::calculateSingleReplacePixelSimpleNhood(cv::Mat_<unsigned short>& list, unsigned short index,
-                                                      cv::Size_<int> size) {
+bool replaceFromSimpleNeighbourhood(List& list, int index, cv::Size_<int> size) {
   if (!hasRow(list, index)) {
     return false;
   }
@@ -180,55 +178,53 @@ bool BadPixel::calculateSingleReplacePixelSimpleNhood(cv::Mat_<unsigned short>& 
   return true;
 }
 
-bool BadPixel::calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
-                                           const Query& query, std::set<unsigned int>& badPositions) {
+bool chooseReplacements(List& list, int index, cv::Size_<int> size, const Query& query,
+                        const std::function<void(unsigned int)>& addBad,
+                        const std::function<bool(unsigned int)>& isBad) {
   if (!hasRow(list, index) || query.size() != directionCount) {
     return false;
   }
-  if (badPositions.empty()) {
-    badPositions = placesOf(list, size);
+  if (addBad) {
+    for (const unsigned int place : placesOf(list, size)) {
+      addBad(place);
+    }
   }
-  return chooseReplacements(list, index, size, query, badPositions);
+  return chooseFor(list, index, size, query, isBad);
 }
 
-bool BadPixel::calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
-                                           const Query& query) {
-  std::set<unsigned int> badPositions;
-  return calculateSingleReplacePixel(list, index, size, query, badPositions);
-}
-
-bool BadPixel::calculateSingleReplacePixel(cv::Mat_<unsigned short>& list, unsigned short index, cv::Size_<int> size,
-                                           int radius) {
-  if (radius == 3) {
-    return calculateSingleReplacePixelSimpleNhood(list, index, size);
-  }
-  return calculateSingleReplacePixel(list, index, size, computeReplacePixelQuery(radius));
-}
-
-bool BadPixel::calculateReplacePixels(cv::Mat_<unsigned short>& list, cv::Size_<int> size, unsigned int radius) {
-  if (list.rows == 0) {
-    return true;
-  }
-  if (!detail::isBadPixelList(list)) {
+bool chooseReplacements(List& list, int index, cv::Size_<int> size, const Query& query) {
+  if (!hasRow(list, index) || query.size() != directionCount) {
     return false;
   }
   const Places badPlaces = placesOf(list, size);
-  const Query query = computeReplacePixelQuery(static_cast<int>(radius));
+  return chooseFor(list, index, size, query, [&](unsigned int place) { return badPlaces.count(place) > 0; });
+}
+
+bool chooseAllReplacements(List& list, cv::Size_<int> size, int radius) {
+  if (list.rows == 0) {
+    return true;
+  }
+  if (!isBadPixelList(list)) {
+    return false;
+  }
+  const Places badPlaces = placesOf(list, size);
+  const Query query = replacementQuery(radius);
+  const auto isBad = [&](unsigned int place) { return badPlaces.count(place) > 0; };
   bool all = true;
   for (int row = 0; row < list.rows; ++row) {
-    all &= chooseReplacements(list, row, size, query, badPlaces);
+    all &= chooseFor(list, row, size, query, isBad);
   }
   return all;
 }
 
-bool BadPixel::appendBadPixel(const cv::Mat& newList, cv::Mat& list, cv::Size_<int> size, unsigned int radius) {
+bool appendBadPixels(const cv::Mat& newList, cv::Mat& list, cv::Size_<int> size, int radius) {
   if (list.empty()) {
     list = cv::Mat(0, newList.cols, newList.type());
   }
   if (newList.rows == 0) {
     return true;
   }
-  if (!detail::isBadPixelList(newList) || !detail::isBadPixelList(list)) {
+  if (!isBadPixelList(newList) || !isBadPixelList(list)) {
     return false;
   }
 
@@ -254,13 +250,13 @@ bool BadPixel::appendBadPixel(const cv::Mat& newList, cv::Mat& list, cv::Size_<i
       continue;
     }
     if (query.empty()) {
-      query = computeReplacePixelQuery(static_cast<int>(radius));
+      query = replacementQuery(radius);
       badPlaces = placesOf(combined, size);
     }
-    chooseReplacements(combined, row, size, query, badPlaces);
+    chooseFor(combined, row, size, query, [&](unsigned int place) { return badPlaces.count(place) > 0; });
   }
   list = combined;
   return true;
 }
 
-}  // namespace movra::vision
+}  // namespace movra::vision::detail

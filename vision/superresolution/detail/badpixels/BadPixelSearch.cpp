@@ -1,18 +1,19 @@
+#include "vision/superresolution/detail/badpixels/BadPixelSearch.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <vector>
 
-#include "vision/superresolution/BadPixel.h"
 #include "vision/superresolution/detail/badpixels/BadPixelList.h"
 
-namespace movra::vision {
+namespace movra::vision::detail {
 
 namespace {
 
 using Histogram = cv::Mat_<int>;
 using Pixel = cv::Point_<unsigned short>;
 
-// The sum of the bins first … last as they slide over a histogram; bins outside it count nothing.
+// The sum of the bins first ... last as they slide over a histogram; bins outside it count nothing.
 class SlidingSum {
  public:
   SlidingSum(const Histogram& histogram, int firstBin, int lastBin) : hist(histogram), first(firstBin), last(lastBin) {
@@ -135,21 +136,21 @@ cv::Mat_<unsigned short> listOf(const Found& found, cv::Size_<int> imageSize) {
   if (found.pixels.empty()) {
     return {};
   }
-  cv::Mat_<unsigned short> list(static_cast<int>(found.pixels.size()), detail::listColumns);
+  cv::Mat_<unsigned short> list(static_cast<int>(found.pixels.size()), listColumns);
   list.setTo(0);
   for (int i = 0; i < list.rows; ++i) {
     unsigned short* row = list[i];
     row[0] = found.pixels[static_cast<std::size_t>(i)].x;
     row[1] = found.pixels[static_cast<std::size_t>(i)].y;
-    row[detail::firstReplacement] = static_cast<unsigned short>(imageSize.width);
-    row[detail::firstReplacement + 1] = static_cast<unsigned short>(imageSize.height);
+    row[firstReplacement] = static_cast<unsigned short>(imageSize.width);
+    row[firstReplacement + 1] = static_cast<unsigned short>(imageSize.height);
   }
   return list;
 }
 
 }  // namespace
 
-bool BadPixel::buildValueHistogram(const cv::Mat_<short>& img, cv::Mat_<int>& hist, short lo, short hi) {
+bool buildValueHistogram(const cv::Mat_<short>& img, cv::Mat_<int>& hist, short lo, short hi) {
   if (img.empty() || lo >= hi) {
     return false;
   }
@@ -162,12 +163,12 @@ bool BadPixel::buildValueHistogram(const cv::Mat_<short>& img, cv::Mat_<int>& hi
   return true;
 }
 
-bool BadPixel::performNeighbourSearch(const cv::Mat_<short>& img, cv::Mat_<int>& hist, cv::Mat_<unsigned short>& list,
-                                      short lo, short hi, unsigned short maxCount, unsigned short window) {
-  if (img.empty() || maxCount == 0 || window < 2 || list.cols != detail::listColumns) {
+bool findBadPixels(const cv::Mat_<short>& img, cv::Mat_<int>& hist, cv::Mat_<unsigned short>& list, short lo, short hi,
+                   unsigned short maxCount, unsigned short window) {
+  if (img.empty() || maxCount == 0 || window < 2 || list.cols != listColumns) {
     return false;
   }
-  if (std::max(img.rows, img.cols) > detail::largestPosition || hist.rows != 1 || hist.empty()) {
+  if (std::max(img.rows, img.cols) > largestPosition || hist.rows != 1 || hist.empty()) {
     return false;
   }
   list.setTo(0);
@@ -177,4 +178,4 @@ bool BadPixel::performNeighbourSearch(const cv::Mat_<short>& img, cv::Mat_<int>&
   return searched;
 }
 
-}  // namespace movra::vision
+}  // namespace movra::vision::detail

@@ -37,6 +37,11 @@ std::ptrdiff_t countMasked(const float* pixels, std::ptrdiff_t count) {
 }  // namespace
 
 extern const FrameKernels frameKernels;
-const FrameKernels frameKernels{scanValues, countMasked};
+const FrameKernels frameKernels = [] {
+  FrameKernels kernels{};
+  kernels.scanValues = scanValues;
+  kernels.countMasked = countMasked;
+  return kernels;
+}();
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

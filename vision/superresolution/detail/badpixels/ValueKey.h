@@ -35,7 +35,7 @@ static inline bool isFlag(std::uint32_t bits) {
 }
 
 /// The value's place in the order of floats: a > b for numbers exactly where the key is greater, apart from
-/// −0, which comes directly below +0. NaN lies outside the infinities. A positive value's key equals its bit
+/// -0, which comes directly below +0. NaN lies outside the infinities. A positive value's key equals its bit
 /// pattern.
 static inline std::int32_t keyOf(const float& value) {
   std::int32_t bits;

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "vision/superresolution/detail/base/AlignedArray.h"
-#include "vision/superresolution/detail/registration/RegistrationKernels.h"
+#include "vision/superresolution/detail/base/BoxKernels.h"
 
 namespace movra::vision::detail {
 
@@ -26,15 +26,15 @@ class BoxFilter {
   template <class Block, class Place, class Finish>
   void run(int height, int radius, Block block, Place place, Finish finish) {
     start(height, radius);
-    int left = 0;  // rows that have left
-    for (int y = 0; y < height; y += boxLanes) {
-      const int count = std::min(boxLanes, height - y);
-      enter(block(y, count), y, count);
+    int emitted = 0;  // rows that have left
+    for (int y = 0; y < height; y += boxRows) {
+      const int count = std::min(boxRows, height - y);
+      enterRows(block(y, count), y, count);
       const int complete = y + count < height ? y + count - reach : height;
-      for (; left < complete; ++left) {
-        float* row = place(left);
-        leave(left, row);
-        finish(left, row);
+      for (; emitted < complete; ++emitted) {
+        float* row = place(emitted);
+        emitRow(emitted, row);
+        finish(emitted, row);
       }
     }
   }
@@ -44,8 +44,8 @@ class BoxFilter {
 
  private:
   void start(int imageHeight, int windowRadius);
-  void enter(const float* rows, int y, int count);
-  void leave(int y, float* out);
+  void enterRows(const float* rows, int y, int count);
+  void emitRow(int y, float* out);
   float* ringRow(int y) { return ring.get() + static_cast<std::ptrdiff_t>(y % ringRows) * width; }
 
   int width;

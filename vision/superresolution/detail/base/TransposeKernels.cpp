@@ -59,6 +59,10 @@ void transpose(const float* in, ptrdiff_t inPitch, int rows, int columns, float*
 }  // namespace
 
 extern const TransposeKernels transposeKernels;
-const TransposeKernels transposeKernels{transpose};
+const TransposeKernels transposeKernels = [] {
+  TransposeKernels kernels{};
+  kernels.transpose = transpose;
+  return kernels;
+}();
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

@@ -22,7 +22,7 @@ cv::Mat asMatrix(const Mask* mask, int rows, int columns) {
   return {rows, columns, std::is_same_v<Mask, char> ? CV_8SC1 : CV_32FC1, const_cast<Mask*>(mask)};
 }
 
-/// What a caller should be warned of; the larger fault counts.
+/// Verdict on a registration. displacementTooLarge outranks tooManyMaskedPixels.
 enum class Verdict { good, tooManyMaskedPixels, displacementTooLarge };
 
 /// Judges the complete shifts and the masks, height x width each, of `count` registered frames.
@@ -42,8 +42,15 @@ Verdict judgeRegistration(int count, const std::vector<cv::Point_<float>>& shift
   return verdict;
 }
 
-/// Number of frames that are needed at a position for full coverage, of a first engine with this factor.
+/// Frames per position that count as full coverage at this factor: (int)(factor^2 + 1).
 int coverageLimit(float factor);
+
+/// The same, fixed by the first call in the process for this `Kind` of engine, whatever the factor of later engines.
+template <class Kind>
+int coverageLimitOfFirst(float factor) {
+  static const int limit = coverageLimit(factor);
+  return limit;
+}
 
 /// Sum over `size` positions of the number of frames with a non-zero mask, up to `limit` each.
 template <class Mask>

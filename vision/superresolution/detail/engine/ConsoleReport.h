@@ -2,13 +2,14 @@
 
 #include <iostream>
 
+#include "movra/Export.h"
 #include "movra/StopWatch.h"
 
 namespace movra::vision {
 
 /// The timing report of one reconstruction: a headline, one line per stage, a closing line. This is the only place where
 /// the library prints.
-class ConsoleReport {
+class MOVRA_SUPERRESOLUTION_API ConsoleReport {
  public:
   ConsoleReport() { std::cout << "++++++++++ SrFloat ++++++++++" << std::endl; }
 

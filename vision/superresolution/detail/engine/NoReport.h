@@ -1,9 +1,11 @@
 #pragma once
 
+#include "movra/Export.h"
+
 namespace movra::vision {
 
 /// In place of ConsoleReport where nothing is to be written.
-class NoReport {
+class MOVRA_SUPERRESOLUTION_API NoReport {
  public:
   void start() {}
   void stage(const char* /*label*/) {}

@@ -46,6 +46,11 @@ void scatterColumns(const float* __restrict batch, int rows, int columns, float*
 }  // namespace
 
 extern const FftBatchKernels fftBatchKernels;
-const FftBatchKernels fftBatchKernels{gatherColumns, scatterColumns};
+const FftBatchKernels fftBatchKernels = [] {
+  FftBatchKernels kernels{};
+  kernels.gatherColumns = gatherColumns;
+  kernels.scatterColumns = scatterColumns;
+  return kernels;
+}();
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

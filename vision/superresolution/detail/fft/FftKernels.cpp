@@ -79,13 +79,17 @@ float* join(int n, float* data, float* scratch, const float* roots, const int* i
 }  // namespace
 
 extern const FftKernels fftKernels;
-const FftKernels fftKernels{join<realForwardPasses<float>>,
-                            split<realBackwardPasses<float>>,
-                            split<complexPasses<Direction::forward, float>>,
-                            split<complexPasses<Direction::backward, float>>,
-                            join<realForwardPasses<Vector>>,
-                            split<realBackwardPasses<Vector>>,
-                            split<complexPasses<Direction::forward, Vector>>,
-                            split<complexPasses<Direction::backward, Vector>>};
+const FftKernels fftKernels = [] {
+  FftKernels kernels{};
+  kernels.realForward = join<realForwardPasses<float>>;
+  kernels.realBackward = split<realBackwardPasses<float>>;
+  kernels.complexForward = split<complexPasses<Direction::forward, float>>;
+  kernels.complexBackward = split<complexPasses<Direction::backward, float>>;
+  kernels.realForwardBatch = join<realForwardPasses<Vector>>;
+  kernels.realBackwardBatch = split<realBackwardPasses<Vector>>;
+  kernels.complexForwardBatch = split<complexPasses<Direction::forward, Vector>>;
+  kernels.complexBackwardBatch = split<complexPasses<Direction::backward, Vector>>;
+  return kernels;
+}();
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

@@ -4,7 +4,7 @@
 
 namespace movra::vision::detail {
 
-/// The sparse PSF operators as plain loops, for any grid: the kernel index outermost, then rows, then columns, which is
+/// The sparse PSF operators as plain loops, for any grid: the tap outermost, then rows, then columns, which is
 /// the order in which each element gets its terms. Whatever is faster has to give the same bits.
 struct PlainOperators {
   SparseGrid grid;

@@ -132,7 +132,16 @@ void addSpreadColumns(const float* row, int width, const float* psfX, float* eve
 }  // namespace
 
 extern const PsfKernels psfKernels;
-const PsfKernels psfKernels{splitColumns, mergeColumns, imageRowPair,    weightRow,
-                            isAllOnes,    spreadRows,   addSpreadColumns};
+const PsfKernels psfKernels = [] {
+  PsfKernels kernels{};
+  kernels.splitColumns = splitColumns;
+  kernels.mergeColumns = mergeColumns;
+  kernels.imageRowPair = imageRowPair;
+  kernels.weightRow = weightRow;
+  kernels.isAllOnes = isAllOnes;
+  kernels.spreadRows = spreadRows;
+  kernels.addSpreadColumns = addSpreadColumns;
+  return kernels;
+}();
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

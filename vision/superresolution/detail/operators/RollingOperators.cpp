@@ -13,7 +13,7 @@ constexpr int sharedRowCount = 12;
 
 }  // namespace
 
-bool RollingOperators::fits(int hrWidth, int hrHeight, int psfWidth, int psfHeight, float factor) {
+bool RollingOperators::serve(int hrWidth, int hrHeight, int psfWidth, int psfHeight, float factor) {
   return factor == 2.0f && psfWidth == taps && psfHeight == taps && hrWidth > 0 && hrHeight > 0 && hrWidth % 2 == 0 &&
          hrHeight % 2 == 0;
 }

@@ -21,8 +21,8 @@ class RollingOperators {
  public:
   static constexpr int taps = 6;
 
-  /// True when the operators of this geometry are these.
-  static bool fits(int hrWidth, int hrHeight, int psfWidth, int psfHeight, float factor);
+  /// Whether these operators serve the geometry: factor 2, six taps each way, even sizes.
+  static bool serve(int hrWidth, int hrHeight, int psfWidth, int psfHeight, float factor);
 
   RollingOperators(int lowWidth, int lowHeight, int frameCount);
 
@@ -36,7 +36,7 @@ class RollingOperators {
   /// none for the first two pairs: see discarded()).
   void image(int k, const float* psfX, const float* psfY, float* sampleRow);
 
-  /// A row for what nobody needs.
+  /// Scratch row for output that is not used: the first two pairs complete no sample row.
   float* discarded() { return discardedRow; }
 
   /// Place of frame k's masked sample row r, for r in 0 ... lowHeight - 1; row r - 3 is overwritten.

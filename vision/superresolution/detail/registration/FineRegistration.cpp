@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "vision/superresolution/detail/base/Sizes.h"
+#include "vision/superresolution/detail/base/Sums.h"
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
 #include "vision/superresolution/detail/registration/WholePixelMove.h"
 
@@ -27,13 +28,13 @@ FineRegistration::FineRegistration(int width_, int height_)
       height(height_),
       gradX(makeAlignedFloats(static_cast<std::size_t>(checkedArea(height_, width_)))),
       gradY(makeAlignedFloats(static_cast<std::size_t>(width_ * height_))),
-      residual(makeAlignedFloats(boxLanes * static_cast<std::size_t>(width_))),
+      residual(makeAlignedFloats(boxRows * static_cast<std::size_t>(width_))),
       residualBlurred(makeAlignedFloats(static_cast<std::size_t>(width_))),
       boxFilter(width_) {}
 
 void FineRegistration::setReference(const float* reference) {
   const RegistrationKernels& kernels = registrationKernels();
-  double lanes[3 * sumLanes] = {};
+  double sums[3 * partialSums] = {};
   for (int y = 0; y < height; ++y) {
     const int above = std::max(y - 1, 0);
     const int below = std::min(y + 1, height - 1);
@@ -41,11 +42,11 @@ void FineRegistration::setReference(const float* reference) {
     float* gy = gradY.get() + at(y, 0);
     kernels.gradientRow(reference + at(y, 0), reference + at(above, 0), reference + at(below, 0),
                         below - above == 2 ? 0.5f : 1.0f, width, gx, gy);
-    kernels.addGradientProducts(gx, gy, width, lanes);
+    kernels.addGradientProducts(gx, gy, width, sums);
   }
-  sumXX = static_cast<float>(combineLanes(lanes));
-  sumXY = static_cast<float>(combineLanes(lanes + sumLanes));
-  sumYY = static_cast<float>(combineLanes(lanes + 2 * sumLanes));
+  sumXX = static_cast<float>(combineSums(sums));
+  sumXY = static_cast<float>(combineSums(sums + partialSums));
+  sumYY = static_cast<float>(combineSums(sums + 2 * partialSums));
 }
 
 template <class Mask>
@@ -96,27 +97,27 @@ cv::Point_<float> FineRegistration::step(const float* reference, const float* fr
 FineRegistration::NormalEquations FineRegistration::normalEquations(const float* reference, const float* frame,
                                                                     const cv::Rect& inReference,
                                                                     const cv::Rect& inFrame, cv::Point_<int> coarse) {
-  double bandLanes[3 * sumLanes] = {};
-  addBand({0, coarse.y >= 0 ? height - coarse.y : 0, width, std::abs(coarse.y)}, bandLanes);
-  addBand({coarse.x >= 0 ? width - coarse.x : 0, inReference.y, std::abs(coarse.x), inReference.height}, bandLanes);
+  double bandSums[3 * partialSums] = {};
+  addBand({0, coarse.y >= 0 ? height - coarse.y : 0, width, std::abs(coarse.y)}, bandSums);
+  addBand({coarse.x >= 0 ? width - coarse.x : 0, inReference.y, std::abs(coarse.x), inReference.height}, bandSums);
 
-  double lanes[2 * sumLanes] = {};
+  double sums[2 * partialSums] = {};
   for (int y = 0; y < inReference.height; ++y) {
     const std::ptrdiff_t i = at(inReference.y + y, inReference.x);
     registrationKernels().addGradientTimesDifference(gradX.get() + i, gradY.get() + i, reference + i,
-                                                     frame + at(inFrame.y + y, inFrame.x), inReference.width, lanes);
+                                                     frame + at(inFrame.y + y, inFrame.x), inReference.width, sums);
   }
-  return {static_cast<double>(sumXX) - combineLanes(bandLanes),
-          static_cast<double>(sumXY) - combineLanes(bandLanes + sumLanes),
-          static_cast<double>(sumYY) - combineLanes(bandLanes + 2 * sumLanes), combineLanes(lanes),
-          combineLanes(lanes + sumLanes)};
+  return {static_cast<double>(sumXX) - combineSums(bandSums),
+          static_cast<double>(sumXY) - combineSums(bandSums + partialSums),
+          static_cast<double>(sumYY) - combineSums(bandSums + 2 * partialSums), combineSums(sums),
+          combineSums(sums + partialSums)};
 }
 
 // Adds the gradient products of a band outside the overlap.
-void FineRegistration::addBand(const cv::Rect& band, double* lanes) const {
+void FineRegistration::addBand(const cv::Rect& band, double* sums) const {
   for (int y = band.y; y < band.y + band.height; ++y) {
     const std::ptrdiff_t i = at(y, band.x);
-    registrationKernels().addGradientProducts(gradX.get() + i, gradY.get() + i, band.width, lanes);
+    registrationKernels().addGradientProducts(gradX.get() + i, gradY.get() + i, band.width, sums);
   }
 }
 

@@ -35,7 +35,7 @@ class FineRegistration {
 
   NormalEquations normalEquations(const float* reference, const float* frame, const cv::Rect& inReference,
                                   const cv::Rect& inFrame, cv::Point_<int> coarse);
-  void addBand(const cv::Rect& band, double* lanes) const;
+  void addBand(const cv::Rect& band, double* sums) const;
   void residualRow(const float* reference, const float* frame, int y, const cv::Rect& inReference,
                    cv::Point_<int> coarse, cv::Point_<float> rest, float scale, float* residual) const;
 

@@ -1,5 +1,7 @@
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
 
+#include "vision/superresolution/detail/base/Sums.h"
+
 namespace movra::vision::detail::MOVRA_KERNEL_SET {
 
 namespace {
@@ -19,44 +21,45 @@ void gradientRow(const float* __restrict row, const float* __restrict above, con
   }
 }
 
-// sums[16 s + x mod 16] += terms(x)[s] for each of the `count` columns; the columns of a whole block go side by side.
-template <int sums, class AddTerms>
-inline void addToColumnLanes(int count, double* lanes, AddTerms addTerms) {
-  double local[sums * sumLanes];
-  for (int l = 0; l < sums * sumLanes; ++l) {
-    local[l] = lanes[l];
+// sums[16 s + x mod 16] += term s of column x, for `terms` sums and `count` columns; the columns of a whole block go side
+// by side.
+template <int terms, class AddTerms>
+inline void addByColumn(int count, double* sums, AddTerms addTerms) {
+  double local[terms * partialSums];
+  for (int l = 0; l < terms * partialSums; ++l) {
+    local[l] = sums[l];
   }
   int x = 0;
-  const int lastBlock = count - sumLanes;
-  for (; x <= lastBlock; x += sumLanes) {
-    for (int l = 0; l < sumLanes; ++l) {
+  const int lastBlock = count - partialSums;
+  for (; x <= lastBlock; x += partialSums) {
+    for (int l = 0; l < partialSums; ++l) {
       addTerms(x + l, local + l);
     }
   }
   for (int l = 0; x < count; ++x, ++l) {
     addTerms(x, local + l);
   }
-  for (int l = 0; l < sums * sumLanes; ++l) {
-    lanes[l] = local[l];
+  for (int l = 0; l < terms * partialSums; ++l) {
+    sums[l] = local[l];
   }
 }
 
 void addGradientProducts(const float* __restrict gradX, const float* __restrict gradY, int count,
-                         double* __restrict lanes) {
-  addToColumnLanes<3>(count, lanes, [=](int x, double* lane) {
-    lane[0] += static_cast<double>(gradX[x] * gradX[x]);
-    lane[sumLanes] += static_cast<double>(gradX[x] * gradY[x]);
-    lane[2 * sumLanes] += static_cast<double>(gradY[x] * gradY[x]);
+                         double* __restrict sums) {
+  addByColumn<3>(count, sums, [=](int x, double* sum) {
+    sum[0] += static_cast<double>(gradX[x] * gradX[x]);
+    sum[partialSums] += static_cast<double>(gradX[x] * gradY[x]);
+    sum[2 * partialSums] += static_cast<double>(gradY[x] * gradY[x]);
   });
 }
 
 void addGradientTimesDifference(const float* __restrict gradX, const float* __restrict gradY,
                                 const float* __restrict reference, const float* __restrict frame, int count,
-                                double* __restrict lanes) {
-  addToColumnLanes<2>(count, lanes, [=](int x, double* lane) {
+                                double* __restrict sums) {
+  addByColumn<2>(count, sums, [=](int x, double* sum) {
     const float difference = frame[x] - reference[x];
-    lane[0] += static_cast<double>(gradX[x] * difference);
-    lane[sumLanes] += static_cast<double>(gradY[x] * difference);
+    sum[0] += static_cast<double>(gradX[x] * difference);
+    sum[partialSums] += static_cast<double>(gradY[x] * difference);
   });
 }
 
@@ -99,72 +102,20 @@ void toGrey(const float* __restrict values, float offset, float scale, int count
   }
 }
 
-// One element of each of the rows that are filtered together.
-using BoxVector = float __attribute__((vector_size(boxLanes * sizeof(float)), aligned(sizeof(float)), may_alias));
-
-// Rows are independent chains of additions; their sums run side by side.
-void boxFilterLanes(const float* __restrict in, int length, int radius, float* __restrict out) {
-  const auto* elements = reinterpret_cast<const BoxVector*>(in);
-  auto* means = reinterpret_cast<BoxVector*>(out);
-  const int reach = radius < length ? radius : length;
-  const int window = 2 * reach + 1;
-  BoxVector sums = {};
-  for (int i = 0; i < reach; ++i) {
-    sums += elements[i];
-  }
-  int i = 0;
-  // Windows are cut at the left border, then whole, then cut at the right border.
-  for (; i < reach && i < length; ++i) {
-    if (i + reach < length) {
-      sums += elements[i + reach];
-    }
-    means[i] = sums / static_cast<float>(i + reach < length ? i + reach + 1 : length);
-  }
-  const float reciprocal = 1.0f / static_cast<float>(window);
-  for (; i + reach < length; ++i) {
-    sums += elements[i + reach];
-    means[i] = sums * reciprocal;
-    sums -= elements[i - reach];
-  }
-  for (; i < length; ++i) {
-    means[i] = sums / static_cast<float>(length - (i - reach));
-    sums -= elements[i - reach];
-  }
-}
-
-void boxFilterStep(float* __restrict sums, const float* __restrict entering, const float* __restrict leaving,
-                   bool multiply, float scale, int columns, float* __restrict out) {
-  if (entering != nullptr && leaving != nullptr && multiply) {  // the interior, in one pass
-    for (int x = 0; x < columns; ++x) {
-      const float sum = sums[x] + entering[x];
-      out[x] = sum * scale;
-      sums[x] = sum - leaving[x];
-    }
-    return;
-  }
-  for (int x = 0; entering != nullptr && x < columns; ++x) {
-    sums[x] += entering[x];
-  }
-  for (int x = 0; x < columns; ++x) {
-    out[x] = multiply ? sums[x] * scale : sums[x] / scale;
-  }
-  for (int x = 0; leaving != nullptr && x < columns; ++x) {
-    sums[x] -= leaving[x];
-  }
-}
-
 }  // namespace
 
 extern const RegistrationKernels registrationKernels;
-const RegistrationKernels registrationKernels{gradientRow,
-                                              addGradientProducts,
-                                              addGradientTimesDifference,
-                                              residualRow,
-                                              markBelow<char>,
-                                              markBelow<float>,
-                                              markMaxima,
-                                              toGrey,
-                                              boxFilterLanes,
-                                              boxFilterStep};
+const RegistrationKernels registrationKernels = [] {
+  RegistrationKernels kernels{};
+  kernels.gradientRow = gradientRow;
+  kernels.addGradientProducts = addGradientProducts;
+  kernels.addGradientTimesDifference = addGradientTimesDifference;
+  kernels.residualRow = residualRow;
+  kernels.markBelow = markBelow<char>;
+  kernels.markBelowFloat = markBelow<float>;
+  kernels.markMaxima = markMaxima;
+  kernels.toGrey = toGrey;
+  return kernels;
+}();
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

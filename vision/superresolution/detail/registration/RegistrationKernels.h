@@ -1,26 +1,21 @@
 #pragma once
 
-#include "vision/superresolution/detail/solver/SolverKernels.h"
-
 namespace movra::vision::detail {
 
-/// Rows that the box filter takes at once.
-constexpr int boxLanes = 16;
-
-/// Row kernels of the registration. Sums over a rectangle are in double, with sixteen partial sums by column: `lanes`
-/// number (x mod 16) of each row of the rectangle, rows in order.
+/// Row kernels of the registration. Sums over a rectangle are in double, with sixteen partial sums (Sums.h) by column:
+/// number x mod 16 of each row of the rectangle, rows in order.
 struct RegistrationKernels {
   /// Gradients of one row: halved central differences inside, plain one-sided ones in the first and last column.
   /// `above` and `below` are the rows whose difference is the vertical gradient, `weightY` is 0.5 or 1.
   void (*gradientRow)(const float* row, const float* above, const float* below, float weightY, int width, float* gradX,
                       float* gradY);
 
-  /// Adds gradX^2, gradX gradY and gradY^2 to lanes 0-15, 16-31 and 32-47.
-  void (*addGradientProducts)(const float* gradX, const float* gradY, int count, double* lanes);
+  /// Adds gradX^2, gradX gradY and gradY^2 to sums 0-15, 16-31 and 32-47.
+  void (*addGradientProducts)(const float* gradX, const float* gradY, int count, double* sums);
 
-  /// Adds gradX (frame - reference) and gradY (frame - reference) to lanes 0-15 and 16-31.
+  /// Adds gradX (frame - reference) and gradY (frame - reference) to sums 0-15 and 16-31.
   void (*addGradientTimesDifference)(const float* gradX, const float* gradY, const float* reference, const float* frame,
-                                     int count, double* lanes);
+                                     int count, double* sums);
 
   /// residual = (dx gradX + dy gradY + frame - reference)^2 scale
   void (*residualRow)(float dx, float dy, float scale, const float* gradX, const float* gradY, const float* reference,
@@ -36,14 +31,6 @@ struct RegistrationKernels {
 
   /// 8-bit grey values: (value + offset) * scale, rounded to the nearest even and saturated; NaN gives 0.
   void (*toGrey)(const float* values, float offset, float scale, int count, unsigned char* grey);
-
-  /// Box filter along `boxLanes` rows at once, given and returned side by side: element i of row l at 16 i + l.
-  void (*boxFilterLanes)(const float* in, int length, int radius, float* out);
-
-  /// Step of the box filter along columns: sums += entering (unless null), out = sums * scale or sums / scale,
-  /// sums -= leaving (unless null).
-  void (*boxFilterStep)(float* sums, const float* entering, const float* leaving, bool multiply, float scale,
-                        int columns, float* out);
 };
 
 /// The kernels of the active instruction set.

@@ -87,6 +87,12 @@ float largest(const float* __restrict values, int count) {
 }  // namespace
 
 extern const SpectrumKernels spectrumKernels;
-const SpectrumKernels spectrumKernels{multiplyByConjugate, crossPower, largest};
+const SpectrumKernels spectrumKernels = [] {
+  SpectrumKernels kernels{};
+  kernels.multiplyByConjugate = multiplyByConjugate;
+  kernels.crossPower = crossPower;
+  kernels.largest = largest;
+  return kernels;
+}();
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include "vision/superresolution/detail/operators/FramePsfs.h"
 
 namespace movra::vision::detail {
 
@@ -13,14 +13,9 @@ class DataTerm {
  public:
   /// PSFs and masks of the frames that take part.
   struct Frames {
-    int count;
-    int taps;
-    float* psfX;  // count x taps
-    float* psfY;  // count x taps
-    Mask** masks;
-
-    float* kernelX(int k) const { return psfX + static_cast<std::ptrdiff_t>(k) * taps; }
-    float* kernelY(int k) const { return psfY + static_cast<std::ptrdiff_t>(k) * taps; }
+    int count = 0;
+    const FramePsfs* psfs = nullptr;
+    Mask** masks = nullptr;
   };
 
   /// Rows [begin, end) of the result; rows [0, rowsRead) of the operand must be final by then.
@@ -32,7 +27,7 @@ class DataTerm {
 
   virtual ~DataTerm() = default;
 
-  /// The frames of what follows. Their PSFs may change afterwards, their masks may not.
+  /// The frames of the calls that follow, none or more. Their PSFs may change afterwards, their masks may not.
   virtual void useFrames(const Frames& given) { frames = given; }
 
   virtual int bandCount() const = 0;
@@ -45,7 +40,7 @@ class DataTerm {
   virtual void backProject(int index, float** images, float* out) = 0;
 
  protected:
-  Frames frames{};
+  Frames frames;
 };
 
 }  // namespace movra::vision::detail

@@ -6,16 +6,16 @@
 
 namespace movra::vision::detail {
 
-FusedDataTerm::FusedDataTerm(int lowWidth, int lowHeight, int frameCount)
-    : width(lowWidth),
-      height(lowHeight),
-      paddedHeight(2 * lowHeight + RollingOperators::taps - 1),
-      operators(lowWidth, lowHeight, frameCount),
-      maskedPixels(lowWidth, lowHeight, frameCount) {}
+FusedDataTerm::FusedDataTerm(const ReconstructionSize& size)
+    : width(size.width),
+      height(size.height),
+      paddedHeight(size.paddedHeight),
+      operators(size.width, size.height, size.frameCount),
+      maskSpans(size.width, size.height, size.frameCount) {}
 
 void FusedDataTerm::useFrames(const Frames& given) {
   frames = given;
-  maskedPixels.note(frames.count, frames.masks);
+  maskSpans.note(frames.count, frames.masks);
 }
 
 FusedDataTerm::Band FusedDataTerm::band(int index) const {
@@ -46,16 +46,16 @@ void FusedDataTerm::enterPair(int s, const float* x) {
   const int r = s - 2;
   for (int k = 0; k < frames.count; ++k) {
     float* samples = r >= 0 ? operators.sampleRow(k, r) : operators.discarded();
-    operators.image(k, frames.kernelX(k), frames.kernelY(k), samples);
+    operators.image(k, frames.psfs->x(k), frames.psfs->y(k), samples);
     if (r >= 0) {
-      maskedPixels.weight(k, r, samples);
+      maskSpans.weight(k, r, samples);
     }
   }
 }
 
 void FusedDataTerm::spreadAll(int index, float* out) {
   for (int k = 0; k < frames.count; ++k) {
-    operators.spread(k, index, frames.kernelX(k), frames.kernelY(k));
+    operators.spread(k, index, frames.psfs->x(k), frames.psfs->y(k));
   }
   operators.close(out, index);
 }

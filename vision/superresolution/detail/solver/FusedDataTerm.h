@@ -2,14 +2,17 @@
 
 #include "vision/superresolution/detail/operators/RollingOperators.h"
 #include "vision/superresolution/detail/solver/DataTerm.h"
-#include "vision/superresolution/detail/solver/MaskedPixels.h"
+#include "vision/superresolution/detail/solver/MaskSpans.h"
+#include "vision/superresolution/detail/solver/ReconstructionSize.h"
 
 namespace movra::vision::detail {
 
-/// Data term at factor 2 with byte masks: all frames in one pass over the image, two rows of the result per band.
+/// Data term at factor 2 with byte masks: all frames in one pass over the image, two rows of the result per band. It
+/// gives the bits of WholeImageDataTerm<SrFloatConvolution>.
 class FusedDataTerm : public DataTerm<char> {
  public:
-  FusedDataTerm(int width, int height, int frameCount);
+  /// @param size one that RollingOperators::serve
+  explicit FusedDataTerm(const ReconstructionSize& size);
 
   void useFrames(const Frames& given) override;
   int bandCount() const override { return operators.outputPairs(); }
@@ -25,7 +28,7 @@ class FusedDataTerm : public DataTerm<char> {
   int height;
   int paddedHeight;
   RollingOperators operators;
-  MaskedPixels maskedPixels;
+  MaskSpans maskSpans;
 };
 
 }  // namespace movra::vision::detail

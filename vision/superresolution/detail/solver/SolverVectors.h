@@ -25,7 +25,7 @@ class SolverVectors {
   /// p, which is r itself in the first iteration of a solve.
   float* direction() { return directionIsResidual ? residual() : directionArray.get(); }
 
-  /// The next right-hand side is written: over the present one, unless that is in use as `frozen`.
+  /// Makes rhs() writable: if the edge weights are frozen at it, its array is kept and another one takes its place.
   void renewRhs(const float* frozen) {
     if (frozen == rhs()) {
       std::swap(rhsArray, estimateArrays[0]);

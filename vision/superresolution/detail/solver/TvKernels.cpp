@@ -159,6 +159,11 @@ void edgesOfFirstRow(const float* frozen, int width, const EdgeRule& rule, const
 }  // namespace
 
 extern const TvKernels tvKernels;
-const TvKernels tvKernels{edgesOfFirstRow, applyRow};
+const TvKernels tvKernels = [] {
+  TvKernels kernels{};
+  kernels.edgesOfFirstRow = edgesOfFirstRow;
+  kernels.applyRow = applyRow;
+  return kernels;
+}();
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

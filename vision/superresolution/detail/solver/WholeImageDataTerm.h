@@ -17,7 +17,7 @@ class WholeImageDataTerm : public DataTerm<typename Convolution::Mask> {
   using typename Base::Band;
 
   /// @param slack floats after each work array that vector loads may touch; they stay zero
-  WholeImageDataTerm(const ReconstructionSize& size, std::size_t slack)
+  explicit WholeImageDataTerm(const ReconstructionSize& size, std::size_t slack = 0)
       : paddedHeight(size.paddedHeight),
         paddedSize(static_cast<std::size_t>(size.paddedWidth) * static_cast<std::size_t>(size.paddedHeight)),
         convolution(size.hrWidth, size.hrHeight, size.psfSize, size.psfSize, size.factor),
@@ -30,7 +30,7 @@ class WholeImageDataTerm : public DataTerm<typename Convolution::Mask> {
 
   void addOperator(int, float* x, float* out) override {
     for (int k = 0; k < frames.count; ++k) {
-      convolution.validCorrToSparse(x, frames.kernelX(k), frames.kernelY(k), lowResBuffer.get());
+      convolution.validCorrToSparse(x, frames.psfs->x(k), frames.psfs->y(k), lowResBuffer.get());
       addTranspose(k, lowResBuffer.get(), out);
     }
   }
@@ -46,7 +46,7 @@ class WholeImageDataTerm : public DataTerm<typename Convolution::Mask> {
   using Base::frames;
 
   void addTranspose(int k, float* image, float* out) {
-    convolution.fullConvFromSparse(image, frames.kernelX(k), frames.kernelY(k), frames.masks[k], frameBuffer.get());
+    convolution.fullConvFromSparse(image, frames.psfs->x(k), frames.psfs->y(k), frames.masks[k], frameBuffer.get());
     for (std::size_t i = 0; i < paddedSize; ++i) {
       out[i] += frameBuffer[i];
     }

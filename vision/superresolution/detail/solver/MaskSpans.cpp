@@ -1,4 +1,4 @@
-#include "vision/superresolution/detail/solver/MaskedPixels.h"
+#include "vision/superresolution/detail/solver/MaskSpans.h"
 
 #include <algorithm>
 
@@ -12,14 +12,14 @@ constexpr int blockWidth = 64;
 
 }  // namespace
 
-MaskedPixels::MaskedPixels(int width_, int height_, int frameCount)
+MaskSpans::MaskSpans(int width_, int height_, int frameCount)
     : width(width_), height(height_), blockCount((width_ + blockWidth - 1) / blockWidth) {
   const std::size_t rows = static_cast<std::size_t>(frameCount) * static_cast<std::size_t>(height);
   spans.reserve(rows);
   weights.reserve(rows * static_cast<std::size_t>(width));
 }
 
-void MaskedPixels::note(int maskCount, const char* const* masks) {
+void MaskSpans::note(int maskCount, const char* const* masks) {
   count = maskCount;
   spans.clear();
   weights.clear();
@@ -33,24 +33,24 @@ void MaskedPixels::note(int maskCount, const char* const* masks) {
   }
 }
 
-void MaskedPixels::weight(int k, int r, float* row) const {
+void MaskSpans::weight(int k, int r, float* row) const {
   const Span& span = spans[static_cast<std::size_t>(r) * static_cast<std::size_t>(count) + static_cast<std::size_t>(k)];
   if (span.width > 0) {
     psfKernels().weightRow(weights.data() + span.weights, row + span.begin, span.width, row + span.begin);
   }
 }
 
-MaskedPixels::Span MaskedPixels::findSpan(const char* maskRow) const {
+MaskSpans::Span MaskSpans::findSpan(const char* maskRow) const {
   Span span{0, 0, weights.size()};
   if (psfKernels().isAllOnes(maskRow, width)) {
     return span;
   }
   int first = 0;
-  while (!isMasked(maskRow, first)) {
+  while (!hasMaskedPixel(maskRow, first)) {
     ++first;
   }
   int last = blockCount - 1;
-  while (!isMasked(maskRow, last)) {
+  while (!hasMaskedPixel(maskRow, last)) {
     --last;
   }
   span.begin = first * blockWidth;
@@ -58,7 +58,7 @@ MaskedPixels::Span MaskedPixels::findSpan(const char* maskRow) const {
   return span;
 }
 
-bool MaskedPixels::isMasked(const char* maskRow, int block) const {
+bool MaskSpans::hasMaskedPixel(const char* maskRow, int block) const {
   const int begin = block * blockWidth;
   return !psfKernels().isAllOnes(maskRow + begin, std::min(blockWidth, width - begin));
 }

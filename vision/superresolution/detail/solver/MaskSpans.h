@@ -4,11 +4,11 @@
 
 namespace movra::vision::detail {
 
-/// Which pixels of the frames are masked, row by row. Most are not: what is kept of the masks is much smaller than they
-/// are, and lies in the order in which the rows are weighted.
-class MaskedPixels {
+/// Masks in compact form: for each row only the columns between its first and its last masked pixel, stored in the order
+/// in which the solver reads rows. Most pixels are not masked, so this is much smaller than the masks.
+class MaskSpans {
  public:
-  MaskedPixels(int width, int height, int frameCount);
+  MaskSpans(int width, int height, int frameCount);
 
   /// Takes note of `count` masks, height x width signed bytes each.
   void note(int count, const char* const* masks);
@@ -17,15 +17,15 @@ class MaskedPixels {
   void weight(int k, int r, float* row) const;
 
  private:
-  /// Columns of a row between the first and the last that are masked, in whole blocks.
+  /// The blocks of a row from the first to the last that has a masked pixel.
   struct Span {
     int begin;
     int width;
-    std::size_t weights;  // where their part of the mask is
+    std::size_t weights;  // where the part of the mask begins
   };
 
   Span findSpan(const char* maskRow) const;
-  bool isMasked(const char* maskRow, int block) const;
+  bool hasMaskedPixel(const char* maskRow, int block) const;
 
   int width;
   int height;
