@@ -2,7 +2,8 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <opencv2/imgcodecs.hpp>
+
+#include "tools/movra-sr/io/Frames.h"
 
 namespace movra::test {
 
@@ -22,8 +23,7 @@ SyntheticBurst readRealBurst(const std::string& name, const std::vector<int>& nu
     if (!std::filesystem::exists(file)) {
       return {};
     }
-    cv::Mat_<float> image;
-    cv::imread(file.string(), cv::IMREAD_UNCHANGED).convertTo(image, CV_32F);
+    const cv::Mat_<float> image = tool::readImage(file.string()).pixels;
     burst.width = image.cols;
     burst.height = image.rows;
     burst.frames.emplace_back(image.begin(), image.end());

@@ -7,17 +7,17 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
-#include <opencv2/imgcodecs.hpp>
 #include <set>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "tests/support/TestFolder.h"
+#include "tests/tool/TestImages.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
 #include "tools/movra-sr/io/Frames.h"
+#include "tools/movra-sr/io/ImageWriter.h"
 #include "tools/movra-sr/io/OutputFile.h"
-#include "tools/movra-sr/io/Tiff.h"
 #include "tools/movra-sr/reconstruction/Reconstruction.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
@@ -52,7 +52,7 @@ class ToolCommand : public TestFolder {
 
   void overwrite(const std::string& name, const cv::Mat_<float>& image) const {
     OutputFile file(at(name), true);
-    writeTiff(file, image, "");
+    writeImage(file, image, {{}, true});
     file.commit();
   }
 
@@ -63,7 +63,7 @@ class ToolCommand : public TestFolder {
     for (const auto& [pixel, value] : defects) {
       image(pixel) = static_cast<ushort>(value);
     }
-    ASSERT_TRUE(cv::imwrite(at(name), image));
+    movra::test::writePng(at(name), image);
   }
 
   /// Of an image compared to the simulated scene.
@@ -90,7 +90,7 @@ TEST_F(ToolCommand, ASimulatedBurstBecomesSharperThanBicubic) {
   EXPECT_GT(number(made.out, "sr factor: "), 1.5);
 
   EXPECT_GE(psnr("sr.tiff"), psnr("burst/frame_01.tiff") + 2.5);
-  EXPECT_EQ(cv::imread(at("sr.png"), cv::IMREAD_UNCHANGED).type(), CV_8UC3);
+  EXPECT_EQ(movra::test::channelsOf(at("sr.png")), 3);
   EXPECT_EQ(readImage(at("sr.tiff")).pixels.size(), cv::Size(192, 144));
 
   const std::string before = readAll(at("sr.tiff"));
@@ -173,11 +173,11 @@ TEST_F(ToolCommand, RawFramesBecomeTemperaturesByTwoExposures) {
   };
   std::filesystem::create_directory(at("raw"));
   for (const std::string name : frameNames) {
-    ASSERT_TRUE(cv::imwrite(at("raw/" + name), counts(readImage(at("burst/" + name)).pixels)));
+    movra::test::writeTiff(at("raw/" + name), {counts(readImage(at("burst/" + name)).pixels)});
   }
   const cv::Mat_<float> warm(72, 96, 45.f);
-  ASSERT_TRUE(cv::imwrite(at("cold.tiff"), counts(cv::Mat_<float>(72, 96, -5.f))));
-  ASSERT_TRUE(cv::imwrite(at("warm.tiff"), counts(warm)));
+  movra::test::writeTiff(at("cold.tiff"), {counts(cv::Mat_<float>(72, 96, -5.f))});
+  movra::test::writeTiff(at("warm.tiff"), {counts(warm)});
   overwrite("warm_temperatures.tiff", warm);
 
   ASSERT_EQ(run("reconstruct burst -o expected.tiff --engine reference").code, 0);
@@ -209,7 +209,7 @@ TEST_F(ToolCommand, FilesFoldersAndPagesGiveTheSameImage) {
   for (const std::string name : frameNames) {
     pages.push_back(readImage(at("burst/" + name)).pixels);
   }
-  ASSERT_TRUE(cv::imwritemulti(at("pages.tiff"), pages));
+  movra::test::writeTiff(at("pages.tiff"), pages);
   EXPECT_EQ(run("reconstruct burst -o folder.tiff").code, 0);
   EXPECT_EQ(run("reconstruct burst/frame_0?.tiff -o files.tiff").code, 0);
   EXPECT_EQ(run("reconstruct pages.tiff -o pages_sr.tiff").code, 0);
@@ -310,7 +310,7 @@ TEST_F(ToolCommand, BadPixelsAreFoundListedAndDrawn) {
   EXPECT_EQ(made.code, 0) << made.err;
   EXPECT_NE(made.out.find("bad pixels: 4 in 2 frames of 64x48"), std::string::npos) << made.out;
   const BadPixelFile file = readBadPixels(at("list.csv"));
-  EXPECT_TRUE(file.frameSize == cv::Size(64, 48) && cv::imread(at("p.png")).size() == file.frameSize);
+  EXPECT_TRUE(file.frameSize == cv::Size(64, 48) && movra::test::sizeOf(at("p.png")) == file.frameSize);
   std::set<std::pair<int, int>> bad;
   for (int row = 0; row < file.list.rows; ++row) {
     bad.emplace(file.list(row, 0), file.list(row, 1));
@@ -327,8 +327,8 @@ TEST_F(ToolCommand, BadPixelsAreFoundListedAndDrawn) {
 
 TEST_F(ToolCommand, WhatCannotBeSearchedForBadPixelsLeavesNoList) {
   writeScene("a.png", {});
-  ASSERT_TRUE(cv::imwrite(at("half.tiff"), cv::Mat(48, 64, CV_32F, cv::Scalar(20.5))));
-  ASSERT_TRUE(cv::imwrite(at("small.png"), cv::Mat(40, 64, CV_16U, cv::Scalar(40000))));
+  movra::test::writeTiff(at("half.tiff"), {cv::Mat(48, 64, CV_32F, cv::Scalar(20.5))});
+  movra::test::writePng(at("small.png"), cv::Mat(40, 64, CV_16U, cv::Scalar(40000)));
   for (const auto& [arguments, code, message] : {std::tuple("a.png --high 40030", 1, "too many for defects"),
                                                  {"half.tiff", 3, "not whole numbers"},
                                                  {"a.png small.png", 3, "small.png: is 64x40"},

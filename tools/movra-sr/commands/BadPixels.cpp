@@ -8,8 +8,8 @@
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
 #include "tools/movra-sr/io/Frames.h"
+#include "tools/movra-sr/io/ImageWriter.h"
 #include "tools/movra-sr/io/OutputFile.h"
-#include "tools/movra-sr/io/Png.h"
 #include "tools/movra-sr/report/Preview.h"
 #include "vision/superresolution/BadPixel.h"
 
@@ -132,7 +132,7 @@ cv::Mat_<cv::Vec3b> drawPicture(const Frame& image, const List& list) {
 ExitCode listBadPixels(const BadPixelsOptions& options) {
   const std::vector<std::string> inputs = expandFolders(options.inputs);
   const auto newFile = [&](const std::string& name) {
-    auto file = name.empty() ? nullptr : std::make_unique<OutputFile>(name, options.replace);
+    auto file = name.empty() || name == "-" ? nullptr : std::make_unique<OutputFile>(name, options.replace);
     if (file) {
       file->keepApartFrom(inputs);
     }
@@ -140,7 +140,7 @@ ExitCode listBadPixels(const BadPixelsOptions& options) {
   };
   const auto csv = newFile(options.output);
   const auto pictureFile = newFile(options.picture);
-  if (csv && pictureFile && csv->temporaryPath() == pictureFile->temporaryPath()) {
+  if (csv && pictureFile && csv->isSameAs(*pictureFile)) {
     throw Failure(ExitCode::usage, "list and picture cannot both be " + options.output + "; give two names");
   }
 
@@ -170,12 +170,13 @@ ExitCode listBadPixels(const BadPixelsOptions& options) {
   if (csv) {
     csv->write(text);
   }
-  if (csv) {
-    csv->commit();
+  std::vector<OutputFile*> written;
+  for (const auto& file : {csv.get(), pictureFile.get()}) {
+    if (file != nullptr) {
+      written.push_back(file);
+    }
   }
-  if (pictureFile) {
-    pictureFile->commit();
-  }
+  OutputFile::commitAll(written);
 
   std::ostream& words = csv ? std::cout : std::cerr;
   if (!csv) {

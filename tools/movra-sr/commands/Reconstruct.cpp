@@ -4,9 +4,8 @@
 
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
+#include "tools/movra-sr/io/ImageWriter.h"
 #include "tools/movra-sr/io/OutputFile.h"
-#include "tools/movra-sr/io/Png.h"
-#include "tools/movra-sr/io/Tiff.h"
 #include "tools/movra-sr/reconstruction/Calibration.h"
 #include "tools/movra-sr/reconstruction/Reconstruction.h"
 #include "tools/movra-sr/reconstruction/Window.h"
@@ -90,15 +89,12 @@ std::string describe(const ReconstructOptions& options, const Window& window, co
 
 void writeFiles(const ReconstructOptions& options, const Window& window, const Reconstruction& result,
                 OutputFile& image, OutputFile* preview) {
-  writeTiff(image, result.image, describe(options, window, result));
+  writeImage(image, result.image, {describe(options, window, result)});
   if (preview) {
     const auto slot = static_cast<std::size_t>(options.parameters.referenceSlot());
     writePng(*preview, drawPreview(enlargeBicubically(window.frames[slot].pixels), result.image, options.unit));
   }
-  image.commit();
-  if (preview) {
-    preview->commit();
-  }
+  OutputFile::commitAll(preview ? std::vector<OutputFile*>{&image, preview} : std::vector<OutputFile*>{&image});
 }
 
 /// Copies of the frames in which the listed pixels are marked.

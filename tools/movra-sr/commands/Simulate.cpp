@@ -8,8 +8,8 @@
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
 #include "tools/movra-sr/io/Frames.h"
+#include "tools/movra-sr/io/ImageWriter.h"
 #include "tools/movra-sr/io/OutputFile.h"
-#include "tools/movra-sr/io/Tiff.h"
 #include "tools/movra-sr/simulation/Burst.h"
 #include "tools/movra-sr/simulation/Scene.h"
 
@@ -115,9 +115,9 @@ void writeBurst(const SimulateOptions& options, const SimulatedBurst& burst, con
   };
   const std::string unit = options.sceneFile.empty() ? "deg C" : "as in the scene";
   for (std::size_t i = 0; i < names.size(); ++i) {
-    writeTiff(newFile(names[i]), burst.frames[i], "simulated frame; unit: " + unit);
+    writeImage(newFile(names[i]), burst.frames[i], {"simulated frame; unit: " + unit, true});
   }
-  writeTiff(newFile("truth.tiff"), burst.truth, "simulated truth; unit: " + unit);
+  writeImage(newFile("truth.tiff"), burst.truth, {"simulated truth; unit: " + unit, true});
   newFile("shifts.csv").write(shiftsAsCsv(burst, names));
   newFile("burst.json").write(describeBurst(burst, camera, names));
   if (!burst.defects.empty()) {

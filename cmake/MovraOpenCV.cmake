@@ -1,0 +1,39 @@
+# Finds the three modules of OpenCV that the library stands on, as targets opencv_core, opencv_imgproc and opencv_video:
+# through OpenCV's own CMake package, or, where that is not installed, by their headers and libraries. (A distribution
+# may keep the package in a collection of all modules, which is three times the download.)
+# Included by this project's build and, installed beside it, by its CMake package.
+
+set(movra_opencv_modules core imgproc video)
+set(movra_opencv_version 4.5)
+find_package(OpenCV ${movra_opencv_version} QUIET COMPONENTS ${movra_opencv_modules})
+
+if(NOT OpenCV_FOUND)
+  find_path(MOVRA_OPENCV_INCLUDE_DIR opencv2/core/version.hpp PATH_SUFFIXES opencv4)
+  mark_as_advanced(MOVRA_OPENCV_INCLUDE_DIR)
+  set(movra_opencv_problem "")
+  if(MOVRA_OPENCV_INCLUDE_DIR)
+    file(STRINGS ${MOVRA_OPENCV_INCLUDE_DIR}/opencv2/core/version.hpp movra_opencv_lines REGEX "CV_VERSION_M(AJOR|INOR) ")
+    string(REGEX REPLACE "[^0-9]*([0-9]+)[^0-9]+([0-9]+)[^0-9]*" "\\1.\\2" OpenCV_VERSION "${movra_opencv_lines}")
+    if(OpenCV_VERSION VERSION_LESS movra_opencv_version OR OpenCV_VERSION VERSION_GREATER_EQUAL 5)
+      set(movra_opencv_problem "its version is ${OpenCV_VERSION}")
+    endif()
+  else()
+    set(movra_opencv_problem "its headers are missing")
+  endif()
+  foreach(module IN LISTS movra_opencv_modules)
+    string(TOUPPER MOVRA_OPENCV_${module}_LIBRARY variable)
+    find_library(${variable} opencv_${module})
+    mark_as_advanced(${variable})
+    if(NOT ${variable})
+      string(APPEND movra_opencv_problem " the library opencv_${module} is missing")
+    elseif(NOT movra_opencv_problem AND NOT TARGET opencv_${module})
+      add_library(opencv_${module} UNKNOWN IMPORTED GLOBAL)
+      set_target_properties(opencv_${module} PROPERTIES
+        IMPORTED_LOCATION ${${variable}} INTERFACE_INCLUDE_DIRECTORIES ${MOVRA_OPENCV_INCLUDE_DIR})
+    endif()
+  endforeach()
+  if(movra_opencv_problem)
+    message(FATAL_ERROR "OpenCV ${movra_opencv_version} with core, imgproc and video is needed: ${movra_opencv_problem}. "
+      "On Debian: apt-get install libopencv-video-dev. Elsewhere, tell where it is with -DOpenCV_DIR=...")
+  endif()
+endif()
