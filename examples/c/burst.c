@@ -1,81 +1,49 @@
-/* Super-resolves a burst of five frames through the C interface.
+/* Super-resolves a burst of five frames through the C interface for new programs, and tells what it found out. */
 
-   The frames are made here: a known scene, seen by a sensor of 80 x 60 pixels from five slightly different
-   places. So the result can be compared with the truth, and with one frame enlarged. */
-
-#include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
 
-#include <vision/superresolution/SuperResolutionCAdapter.h>
+#include <vision/superresolution/Burst.h>
 
-enum { width = 80, height = 60, frameCount = 5 };
+#include "scene.h"
 
-/* Displacements of the frames in pixels. The second frame is the reference: it lies still. */
-static const double shifts[frameCount][2] = {{0.45, -0.3}, {0, 0}, {-0.4, 0.35}, {0.1, 0.48}, {-0.3, -0.45}};
-
-/* Temperature in kelvin at a place in units of sensor pixels: a star of warm and cold rays. */
-static double scene(double x, double y) {
-  const double dx = x - 41, dy = y - 29;
-  const double rays = tanh(4 * sin(12 * atan2(dy, dx)));
-  const double fading = 1 - exp(-(dx * dx + dy * dy) / 150);
-  return 295 + 0.05 * x + 6 * rays * fading;
+/* Draws a line that grows; a window with a button would return other than 0 once the button is pressed. */
+static int showProgress(void* user, double done) {
+  fprintf((FILE*)user, "\r%3.0f %%%s", 100 * done, done < 1 ? "" : "\n");
+  return 0;
 }
 
-/* What a square pixel with the given centre and side sees: the mean of the scene over it. */
-static float pixel(double x, double y, double side) {
-  enum { samples = 6 };
-  double sum = 0;
-  for (int j = 0; j < samples; ++j)
-    for (int i = 0; i < samples; ++i)
-      sum += scene(x + side * ((i + 0.5) / samples - 0.5), y + side * ((j + 0.5) / samples - 0.5));
-  return (float)(sum / (samples * samples));
-}
-
-static void fillFrame(float* frame, const double shift[2]) {
-  for (int y = 0; y < height; ++y)
-    for (int x = 0; x < width; ++x) frame[y * width + x] = pixel(x - shift[0], y - shift[1], 1);
-}
-
-/* Root of the mean squared error against the scene, away from the borders. */
-static double error(const float* image) {
-  enum { border = 8 };
-  double sum = 0;
-  int count = 0;
-  for (int y = border; y < 2 * height - border; ++y)
-    for (int x = border; x < 2 * width - border; ++x, ++count) {
-      const double difference = image[y * 2 * width + x] - pixel(x / 2.0 - 0.25, y / 2.0 - 0.25, 0.5);
-      sum += difference * difference;
-    }
-  return sqrt(sum / count);
-}
-
-static void fail(const char* what) {
-  char text[256] = "";
-  SuperResolution_getErrorMessage(text, sizeof text - 1);
+static int fail(const char* what, const char* text) {
   fprintf(stderr, "%s failed: %s\n", what, text);
-  exit(EXIT_FAILURE);
+  return EXIT_FAILURE;
 }
 
 int main(void) {
-  static float frame[height * width], enlarged[4 * height * width], image[4 * height * width];
+  static float frame[height * width], image[4 * height * width];
 
-  const int context = SuperResolution_init(width, height);
-  if (context < 0) fail("init");
-  SuperResolution_setCameraAndLensType(context, "m06 FOV 24");
+  movra_sr_options options;
+  movra_sr_default_options(&options, sizeof options);
+  options.reference = reference;
+  options.progress = showProgress;
+  options.progress_user = stderr;
+
+  movra_sr_burst* burst;
+  char error[200];
+  if (movra_sr_create(width, height, &options, &burst, error, sizeof error) < 0) return fail("create", error);
   for (int i = 0; i < frameCount; ++i) {
-    fillFrame(frame, shifts[i]);
-    if (SuperResolution_addImage(context, frame) != SUPERRESOLUTION_SUCCESS) fail("addImage");
+    fillFrame(frame, i);
+    if (movra_sr_add_frame(burst, frame, 0) < 0) return fail("add_frame", movra_sr_error_text(burst));
   }
-  if (SuperResolution_getSuperresolutionImage(context, image) != SUPERRESOLUTION_SUCCESS)
-    fail("getSuperresolutionImage");
-  SuperResolution_release(context);
+  movra_sr_result result;
+  result.size = sizeof result;
+  if (movra_sr_reconstruct(burst, image, 0, &result) < 0) return fail("reconstruct", movra_sr_error_text(burst));
 
-  fillFrame(frame, shifts[1]);
-  for (int y = 0; y < 2 * height; ++y)
-    for (int x = 0; x < 2 * width; ++x) enlarged[y * 2 * width + x] = frame[y / 2 * width + x / 2];
-
-  printf("error of one frame, enlarged with nearest neighbours: %.3f K\n", error(enlarged));
-  printf("error of the super-resolved image:                    %.3f K\n", error(image));
-  return error(image) < error(enlarged) ? EXIT_SUCCESS : EXIT_FAILURE;
+  printf("movra super-resolution %s: %s, sr factor %.2f, %.0f iterations, %.1f ms\n", movra_sr_version_text(),
+         movra_sr_status_text(result.status), result.sr_factor, result.iterations, 1000 * result.seconds.total);
+  for (int i = 0; i < frameCount; ++i) {
+    double x, y;
+    if (movra_sr_shift(burst, i, &x, &y) == MOVRA_SR_SUCCESS) printf("frame %d: shift (%6.3f, %6.3f)\n", i, x, y);
+  }
+  movra_sr_destroy(burst);
+  return isBetterThanOneFrame(image) ? EXIT_SUCCESS : EXIT_FAILURE;
 }

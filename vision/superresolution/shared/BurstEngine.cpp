@@ -16,6 +16,7 @@
 #include "vision/superresolution/detail/engine/ImageRepair.h"
 #include "vision/superresolution/detail/engine/NoReport.h"
 #include "vision/superresolution/detail/engine/ParameterChecks.h"
+#include "vision/superresolution/detail/engine/StageReport.h"
 #include "vision/superresolution/shared/NoBadPixelHandling.h"
 
 namespace movra::vision {
@@ -210,6 +211,11 @@ float BurstEngine<R, M, BadPixels, Report>::computeSR(cv::Mat_<float>& out) {
 template <class R, class M, class BadPixels, class Report>
 float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out) {
   Report report;
+  return computeSR(out, report);
+}
+
+template <class R, class M, class BadPixels, class Report>
+float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out, Report& report) {
   const int coverageLimit = detail::coverageLimitOfFirst<BurstEngine>(parts->factor);
   Parts& p = *parts;
   const int frameCount = p.window.count();
@@ -231,6 +237,7 @@ float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out) {
   const int iterations = p.minimization.minimize(frameCount, reference, p.registeredFrames.pointers(), p.shifts.data(),
                                                  p.masks.pointers(), p.srImage.get());
   report.stage(" minimization:         ");
+  report.iterations(iterations);
   if (iterations < 0) {
     return static_cast<float>(iterations);
   }
@@ -275,5 +282,9 @@ void BurstEngine<R, M, BadPixels, Report>::getMasks(std::vector<MaskImage>& out)
 template class BurstEngine<SrFloatRegistration1, SrFloatMinimization, SuperResolutionBadPixelHandling, ConsoleReport>;
 template class BurstEngine<SrFloatRegistration2, SrFloatMinimization, SuperResolutionBadPixelHandling, ConsoleReport>;
 template class BurstEngine<SrFloatNeonRegistration, SrFloatNeonMinimization, NoBadPixelHandling, NoReport>;
+template class BurstEngine<SrFloatRegistration1, SrFloatMinimization, SuperResolutionBadPixelHandling,
+                           detail::StageReport>;
+template class BurstEngine<SrFloatRegistration2, SrFloatMinimization, SuperResolutionBadPixelHandling,
+                           detail::StageReport>;
 
 }  // namespace movra::vision

@@ -19,7 +19,8 @@ struct EngineParts;
 /// collaborators that register, minimise and repair. SrFloat and SrFloatNeon are its named forms.
 ///
 /// Type parameters: `Registration` and `Minimization` share the mask's element type; `BadPixels` repairs frames on the
-/// way in and the image on the way out, or does nothing; `Report` writes the timing report, or nothing.
+/// way in and the image on the way out, or does nothing; `Report` writes the timing report, keeps
+/// it, or does nothing.
 ///
 /// Low-resolution frames have `height` rows of `width` floats, the result (int)(height factor) rows of
 /// (int)(width factor) floats, all dense and row-major. The engine copies what it is given and owns all its buffers,
@@ -138,6 +139,9 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   void getMasks(std::vector<MaskImage>& out) const;
 
  protected:
+  /// computeSR(out) with a report of the caller's.
+  MOVRA_SUPERRESOLUTION_LOCAL float computeSR(float* out, Report& report);
+
   MOVRA_SUPERRESOLUTION_LOCAL BadPixels& badPixels();
 
  private:

@@ -19,6 +19,9 @@ class MOVRA_SUPERRESOLUTION_API ConsoleReport {
   /// Writes the time since the start after `label`.
   void stage(const char* label) { std::cout << label << watch.stop() * 1000.0 << "[ms]" << std::endl; }
 
+  /// Not part of the report.
+  void iterations(int /*count*/) {}
+
   void close() { std::cout << "+++++++++++++++++++++++++++++" << std::endl; }
 
  private:

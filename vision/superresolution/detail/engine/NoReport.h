@@ -9,6 +9,7 @@ class MOVRA_SUPERRESOLUTION_API NoReport {
  public:
   void start() {}
   void stage(const char* /*label*/) {}
+  void iterations(int /*count*/) {}
   void close() {}
 };
 

@@ -1,0 +1,419 @@
+// The C interface for new programs, through the shared library.
+#include "vision/superresolution/Burst.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include "FailingAllocations.h"
+#include "tests/support/Checks.h"
+#include "tests/support/SilentConsole.h"
+#include "tests/support/SyntheticBurst.h"
+#include "vision/superresolution/SuperResolutionCAdapter.h"
+
+using namespace movra::test;
+
+namespace {
+
+constexpr int width = 48;
+constexpr int height = 40;
+constexpr std::size_t imageSize = 4 * width * height;
+
+movra_sr_options defaults() {
+  movra_sr_options options;
+  movra_sr_default_options(&options, sizeof options);
+  return options;
+}
+
+/// What makes the new interface do what the classic one does.
+movra_sr_options classic() {
+  movra_sr_options options = defaults();
+  options.motion = MOVRA_SR_MOTION_GLOBAL;
+  options.preset = MOVRA_SR_PRESET_FAST;
+  options.capacity = 5;
+  return options;
+}
+
+using Handle = std::unique_ptr<movra_sr_burst, decltype(&movra_sr_destroy)>;
+
+Handle open(const movra_sr_options& options = defaults(), const std::vector<Image>& frames = {}) {
+  movra_sr_burst* burst = nullptr;
+  char text[200] = "";
+  EXPECT_EQ(movra_sr_create(width, height, &options, &burst, text, sizeof text), MOVRA_SR_SUCCESS) << text;
+  for (const Image& frame : frames) {
+    EXPECT_EQ(movra_sr_add_frame(burst, frame.data(), 0), MOVRA_SR_SUCCESS) << movra_sr_error_text(burst);
+  }
+  return {burst, movra_sr_destroy};
+}
+
+movra_sr_result emptyResult() {
+  movra_sr_result result{};
+  result.size = sizeof result;
+  return result;
+}
+
+/// The image of the frames held; empty if there is none.
+Image reconstruct(const Handle& burst, movra_sr_status expected = MOVRA_SR_SUCCESS) {
+  Image image(imageSize, -1.0f);
+  movra_sr_result result = emptyResult();
+  EXPECT_EQ(movra_sr_reconstruct(burst.get(), image.data(), 0, &result), expected) << movra_sr_error_text(burst.get());
+  EXPECT_EQ(result.status, expected);
+  if (expected < 0) {
+    EXPECT_EQ(image, Image(imageSize, -1.0f)) << "the image was written in spite of the failure";
+    return {};
+  }
+  return image;
+}
+
+Image classicImage(const std::vector<Image>& frames) {
+  const SilentConsole console;
+  Image image(imageSize);
+  const int context = SuperResolution_init(width, height);
+  for (const Image& frame : frames) {
+    SuperResolution_addImage(context, frame.data());
+  }
+  SuperResolution_getSuperresolutionImage(context, image.data());
+  SuperResolution_release(context);
+  return image;
+}
+
+const std::vector<Image>& burstOfFive() {
+  static const std::vector<Image> frames = makeBurst({width, height}).frames;
+  return frames;
+}
+
+}  // namespace
+
+TEST(Burst, FastPresetWithGlobalMotionHasTheBitsOfTheClassicInterface) {
+  std::vector<Image> frames = burstOfFive();
+  EXPECT_TRUE(sameBits(reconstruct(open(classic(), frames)), classicImage(frames)));
+
+  // A flag in the middle is repaired in both; what stays flagged in the classic image is NaN here.
+  for (Image& frame : frames) {
+    for (int y = 18; y < 26; ++y) {
+      std::fill_n(&frame[static_cast<std::size_t>(y * width + 20)], 8, asFloat(129));
+    }
+  }
+  const Image expected = classicImage(frames);
+  const Image image = reconstruct(open(classic(), frames));
+  int holes = 0;
+  for (std::size_t i = 0; i < imageSize; ++i) {
+    const bool hole = std::fpclassify(expected[i]) == FP_SUBNORMAL;
+    holes += hole ? 1 : 0;
+    ASSERT_TRUE(hole ? std::isnan(image[i]) : image[i] == expected[i]) << i;
+  }
+  EXPECT_GT(holes, 0);
+}
+
+TEST(Burst, AResultDependsOnTheFramesHeldAlone) {
+  const std::vector<Image>& frames = burstOfFive();
+  const Image expected = reconstruct(open(classic(), frames));
+
+  const Handle burst = open(classic());
+  Image farOff = frames[2];  // its range would fix the grey values that corners are tracked in
+  std::fill_n(farOff.begin(), width * height / 3, 1000.0f);
+  EXPECT_EQ(movra_sr_add_frame(burst.get(), farOff.data(), 0), MOVRA_SR_SUCCESS);
+  Image ignored(imageSize);
+  movra_sr_reconstruct(burst.get(), ignored.data(), 0, nullptr);
+  for (const Image& frame : frames) {
+    EXPECT_EQ(movra_sr_add_frame(burst.get(), frame.data(), 0), MOVRA_SR_SUCCESS);
+  }
+  EXPECT_EQ(movra_sr_frame_count(burst.get()), 5);
+  EXPECT_TRUE(sameBits(reconstruct(burst), expected));
+  EXPECT_TRUE(sameBits(reconstruct(burst), expected)) << "the second time";
+  EXPECT_EQ(movra_sr_clear(burst.get()), MOVRA_SR_SUCCESS);
+  reconstruct(burst, MOVRA_SR_NO_FRAMES);
+}
+
+TEST(Burst, RowStrides) {
+  const std::vector<Image>& frames = burstOfFive();
+  const Image expected = reconstruct(open(defaults(), frames));
+  constexpr std::size_t stride = width + 7, imageStride = 2 * width + 3;
+  const Handle burst = open();
+  std::vector<unsigned char> noBadPixels(stride * height, 1);  // 1 between the rows
+  for (const Image& frame : frames) {
+    Image padded(stride * height, notANumber);
+    for (std::size_t y = 0; y < height; ++y) {
+      std::copy_n(&frame[y * width], width, &padded[y * stride]);
+      std::fill_n(&noBadPixels[y * stride], width, 0);
+    }
+    EXPECT_EQ(movra_sr_add_frame(burst.get(), padded.data(), stride), MOVRA_SR_SUCCESS);
+  }
+  EXPECT_EQ(movra_sr_set_bad_pixels(burst.get(), noBadPixels.data(), stride), MOVRA_SR_SUCCESS);
+  Image image(imageStride * 2 * height, -1.0f);
+  EXPECT_EQ(movra_sr_reconstruct(burst.get(), image.data(), imageStride, nullptr), MOVRA_SR_SUCCESS);
+  for (std::size_t y = 0; y < 2 * height; ++y) {
+    ASSERT_EQ(std::memcmp(&image[y * imageStride], &expected[y * 2 * width], 2 * width * sizeof(float)), 0) << y;
+    ASSERT_EQ(image[y * imageStride + 2 * width], -1.0f) << "written between the rows";
+  }
+}
+
+TEST(Burst, TellsShiftsCoverageAndParticulars) {
+  const SyntheticBurst truth = makeBurst({width, height});
+  movra_sr_options options = defaults();
+  options.motion = MOVRA_SR_MOTION_GLOBAL;
+  options.reference = 1;
+  const Handle burst = open(options, truth.frames);
+  double x = 0, y = 0;
+  EXPECT_EQ(movra_sr_shift(burst.get(), 0, &x, &y), MOVRA_SR_NO_RESULT);
+  std::vector<unsigned short> coverage(width * height);
+  EXPECT_EQ(movra_sr_coverage(burst.get(), coverage.data(), 0), MOVRA_SR_NO_RESULT);
+
+  Image image(imageSize);
+  movra_sr_result result = emptyResult();
+  ASSERT_EQ(movra_sr_reconstruct(burst.get(), image.data(), 0, &result), MOVRA_SR_SUCCESS);
+  EXPECT_GT(gainOverBicubic(image, truth, 1), 1.0);
+  movra_sr_field grid{};
+  grid.size = sizeof grid;
+  for (int i = 0; i < 5; ++i) {
+    const Shift expected = truth.shifts[static_cast<std::size_t>(i)];
+    EXPECT_EQ(movra_sr_shift(burst.get(), i, &x, &y), MOVRA_SR_SUCCESS);
+    EXPECT_NEAR(x, static_cast<double>(expected.x), 0.1);
+    EXPECT_NEAR(y, static_cast<double>(expected.y), 0.1);
+    EXPECT_EQ(movra_sr_shift_field(burst.get(), i, &grid, nullptr), MOVRA_SR_SUCCESS);
+    std::vector<float> field(static_cast<std::size_t>(2 * grid.columns * grid.rows));
+    EXPECT_EQ(movra_sr_shift_field(burst.get(), i, &grid, field.data()), MOVRA_SR_SUCCESS);
+    EXPECT_EQ(field, (std::vector<float>{static_cast<float>(x), static_cast<float>(y)})) << "one place";
+  }
+  EXPECT_EQ(movra_sr_shift(burst.get(), 5, &x, &y), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_EQ(movra_sr_coverage(burst.get(), coverage.data(), 0), MOVRA_SR_SUCCESS);
+  const auto [least, most] = std::minmax_element(coverage.begin(), coverage.end());
+  EXPECT_GE(*least, 1);
+  EXPECT_EQ(*most, 5);
+  EXPECT_EQ(result.frames, 5);
+  EXPECT_EQ(result.reference, 1);
+  EXPECT_EQ(result.used_frames, 5);
+  EXPECT_GT(result.sr_factor, 1.5);
+  EXPECT_LE(result.sr_factor, 2.0);
+  EXPECT_GE(result.iterations, 1);
+  EXPECT_GT(result.seconds.solve, 0);
+  EXPECT_GE(result.seconds.total, result.seconds.preparation + result.seconds.motion + result.seconds.solve);
+}
+
+TEST(Burst, ListedPixelsAreLeftOut) {
+  std::vector<Image> frames = burstOfFive();
+  std::vector<unsigned char> map(width * height, 0);
+  for (const std::size_t pixel : {5 * width + 7, 20 * width + 30, 33 * width + 11}) {
+    map[pixel] = 1;
+    for (Image& frame : frames) {
+      frame[pixel] += 25;  // stuck
+    }
+  }
+  std::vector<Image> flagged = frames;
+  for (Image& frame : flagged) {
+    for (std::size_t i = 0; i < map.size(); ++i) {
+      frame[i] = map[i] != 0 ? notANumber : frame[i];
+    }
+  }
+  const Handle burst = open(classic(), frames);
+  const Image spoilt = reconstruct(burst);
+  EXPECT_EQ(movra_sr_set_bad_pixels(burst.get(), map.data(), 0), MOVRA_SR_SUCCESS);
+  double x = 0;
+  EXPECT_EQ(movra_sr_shift(burst.get(), 0, &x, &x), MOVRA_SR_NO_RESULT) << "the result is of other pixels";
+  EXPECT_TRUE(sameBits(reconstruct(burst), reconstruct(open(classic(), flagged))));
+  EXPECT_EQ(movra_sr_set_bad_pixels(burst.get(), nullptr, 0), MOVRA_SR_SUCCESS);
+  EXPECT_TRUE(sameBits(reconstruct(burst), spoilt));
+}
+
+TEST(Burst, RefusesWhatItCannotUseAndStaysAsItWas) {
+  struct Case {
+    std::string text;
+    void (*spoil)(movra_sr_options&);
+  };
+  const Case cases[] = {
+      {"another version", [](movra_sr_options& o) { o.size -= 8; }},
+      {"another version", [](movra_sr_options& o) { o.size = ~std::size_t{0}; }},
+      {"motion", [](movra_sr_options& o) { o.motion = 7; }},
+      {"preset", [](movra_sr_options& o) { o.preset = -1; }},
+      {"registration", [](movra_sr_options& o) { o.registration = 2; }},
+      {"capacity", [](movra_sr_options& o) { o.capacity = -1; }},
+      {"reference", [](movra_sr_options& o) { o.reference = o.capacity; }},
+      {"reference", [](movra_sr_options& o) { o.reference = -2; }},
+      {"lowest_valid", [](movra_sr_options& o) { o.lowest_valid = static_cast<double>(notANumber); }},
+      {"valid range", [](movra_sr_options& o) { o.highest_valid = 65535; }},
+      {"psf_sigma", [](movra_sr_options& o) { o.psf_sigma = static_cast<double>(notANumber); }},
+      {"weight_tv", [](movra_sr_options& o) { o.weight_tv = 0.5; }},
+      {"iterations", [](movra_sr_options& o) { o.iterations = -3; }},
+      {"relative_residue", [](movra_sr_options& o) { o.relative_residue = 2; }},
+  };
+  for (const Case& each : cases) {
+    movra_sr_options options = classic();
+    each.spoil(options);
+    char text[100] = "";
+    auto* burst = reinterpret_cast<movra_sr_burst*>(text);
+    EXPECT_EQ(movra_sr_create(width, height, &options, &burst, text, sizeof text), MOVRA_SR_INVALID_ARGUMENT);
+    EXPECT_EQ(burst, nullptr);
+    EXPECT_NE(std::string(text).find(each.text), std::string::npos) << text;
+  }
+  movra_sr_burst* none = nullptr;
+  char oneLetter = 'x';
+  EXPECT_EQ(movra_sr_create(7, 40, nullptr, &none, &oneLetter, 1), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_EQ(oneLetter, 0);
+  EXPECT_EQ(movra_sr_create(40, 1 << 20, nullptr, &none, nullptr, 0), MOVRA_SR_INVALID_ARGUMENT);
+
+  const Handle burst = open(classic(), burstOfFive());
+  const Image before = reconstruct(burst);
+  Image image(imageSize);
+  Image useless(width * height, notANumber), cluster = burstOfFive()[0];
+  for (std::size_t y = 10; y < 16; ++y) {
+    std::fill_n(&cluster[y * width + 10], 6, notANumber);
+  }
+  movra_sr_result unsized{};
+  EXPECT_EQ(movra_sr_add_frame(burst.get(), nullptr, 0), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_EQ(movra_sr_add_frame(burst.get(), before.data(), width - 1), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_EQ(movra_sr_add_frame(burst.get(), useless.data(), 0), MOVRA_SR_BAD_FRAME);
+  EXPECT_STREQ(movra_sr_error_text(burst.get()), "no pixel of the frame is good");
+  EXPECT_EQ(movra_sr_add_frame(burst.get(), cluster.data(), 0), MOVRA_SR_BAD_FRAME);
+  EXPECT_STREQ(movra_sr_error_text(burst.get()), "Too many defect pixels. No processing possible.");
+  EXPECT_EQ(movra_sr_reconstruct(burst.get(), nullptr, 0, nullptr), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_EQ(movra_sr_reconstruct(burst.get(), image.data(), 5, nullptr), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_EQ(movra_sr_reconstruct(burst.get(), image.data(), 0, &unsized), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_EQ(movra_sr_coverage(burst.get(), nullptr, 0), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_EQ(movra_sr_add_frame(nullptr, before.data(), 0), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_TRUE(sameBits(reconstruct(burst), before));
+}
+
+TEST(Burst, FewAndPoorFrames) {
+  reconstruct(open(), MOVRA_SR_NO_FRAMES);
+  const std::vector<Image>& frames = burstOfFive();
+  EXPECT_LT(distance(reconstruct(open(defaults(), {frames[1]}), MOVRA_SR_SINGLE_FRAME),
+                     makeBurst({width, height}).truth, 2 * width, 8),
+            1.0);
+  EXPECT_EQ(reconstruct(open(defaults(), {3, Image(width * height, 21.5f)}), MOVRA_SR_STRUCTURELESS),
+            Image(imageSize, 21.5f));
+
+  movra_sr_options third = classic();
+  third.reference = 2;
+  reconstruct(open(third, {frames[0], frames[1]}), MOVRA_SR_INVALID_ARGUMENT);
+
+  // A stranger among the frames: no crash, and no image without a reservation.
+  std::vector<Image> strangers = frames;
+  strangers[3] = randomImage(width * height, 280, 300, 3);
+  for (const int registration : {MOVRA_SR_REGISTRATION_CORNERS, MOVRA_SR_REGISTRATION_PHASE}) {
+    movra_sr_options options = classic();
+    options.registration = registration;
+    Image image(imageSize);
+    EXPECT_NE(movra_sr_reconstruct(open(options, strangers).get(), image.data(), 0, nullptr), MOVRA_SR_SUCCESS);
+    EXPECT_GT(gainOverBicubic(reconstruct(open(options, frames)), makeBurst({width, height}), 1), 1.0);
+  }
+}
+
+TEST(Burst, ProgressGrowsAndMayCancel) {
+  struct Listener {
+    std::vector<double> heard;
+    std::size_t most;
+  };
+  const auto listen = [](void* user, double done) {
+    auto& listener = *static_cast<Listener*>(user);
+    listener.heard.push_back(done);
+    return listener.heard.size() > listener.most ? 1 : 0;
+  };
+  Listener listener{{}, 1000};
+  movra_sr_options options = defaults();
+  options.progress = listen;
+  options.progress_user = &listener;
+  const Handle burst = open(options, burstOfFive());
+  const Image expected = reconstruct(burst);
+  const std::size_t calls = listener.heard.size();
+  EXPECT_GE(calls, 5U);
+  EXPECT_TRUE(std::is_sorted(listener.heard.begin(), listener.heard.end()));
+  EXPECT_EQ(listener.heard.back(), 1.0);
+  for (std::size_t most = 0; most < calls; ++most) {
+    listener = {{}, most};
+    reconstruct(burst, MOVRA_SR_CANCELLED);
+    EXPECT_EQ(listener.heard.size(), most + 1) << "went on after being told to stop";
+  }
+  listener = {{}, 1000};
+  EXPECT_TRUE(sameBits(reconstruct(burst), expected));
+}
+
+TEST(Burst, EachAllocationMayFail) {
+  const Image expected = reconstruct(open(defaults(), burstOfFive()));
+  cv::setNumThreads(1);  // so that all allocations are this thread's
+  int failures = 0;
+  for (int n = 0, left = 0; left == 0; n += n < 40 ? 1 : 7) {
+    Image image(imageSize);
+    const movra_sr_options options = defaults();
+    movra_sr_burst* burst = nullptr;
+    allocationsUntilFailure = n;
+    movra_sr_status status = movra_sr_create(width, height, &options, &burst, nullptr, 0);
+    for (std::size_t i = 0; i < 5 && status == MOVRA_SR_SUCCESS; ++i) {
+      status = movra_sr_add_frame(burst, burstOfFive()[i].data(), 0);
+    }
+    if (status == MOVRA_SR_SUCCESS) {
+      status = movra_sr_reconstruct(burst, image.data(), 0, nullptr);
+    }
+    left = allocationsUntilFailure >= 0 ? 1 : 0;
+    allocationsUntilFailure = -1;
+    if (left == 0) {
+      ++failures;
+      ASSERT_EQ(status, MOVRA_SR_OUT_OF_MEMORY) << n << ": " << movra_sr_error_text(burst);
+    }
+    if (burst != nullptr) {  // goes on as if nothing had been
+      for (int i = movra_sr_frame_count(burst); i < 5; ++i) {
+        ASSERT_EQ(movra_sr_add_frame(burst, burstOfFive()[static_cast<std::size_t>(i)].data(), 0), MOVRA_SR_SUCCESS);
+      }
+      ASSERT_EQ(movra_sr_reconstruct(burst, image.data(), 0, nullptr), MOVRA_SR_SUCCESS);
+      ASSERT_TRUE(sameBits(image, expected)) << n;
+    }
+    movra_sr_destroy(burst);
+  }
+  EXPECT_GT(failures, 40);
+}
+
+TEST(Burst, PrintsNothing) {
+  const SilentConsole console;
+  testing::internal::CaptureStdout();
+  reconstruct(open(defaults(), burstOfFive()));
+  EXPECT_EQ(testing::internal::GetCapturedStdout() + console.text(), "");
+}
+
+TEST(Burst, VersionAndWords) {
+  EXPECT_EQ(movra_sr_version(), MOVRA_SR_VERSION);
+  EXPECT_STREQ(movra_sr_version_text(), MOVRA_PROJECT_VERSION);
+  std::set<std::string> texts;
+  for (int status = -9; status <= 6; ++status) {
+    texts.insert(movra_sr_status_text(status));
+  }
+  EXPECT_EQ(texts.size(), 15U) << "each status has words of its own, and so has an unknown one";
+  movra_sr_options longer[2];  // as a later version's caller has it
+  std::memset(longer, 0x55, sizeof longer);
+  movra_sr_default_options(longer, sizeof longer);
+  movra_sr_burst* burst = nullptr;
+  EXPECT_EQ(movra_sr_create(width, height, longer, &burst, nullptr, 0), MOVRA_SR_SUCCESS);
+  movra_sr_destroy(burst);
+  longer[1].capacity = 1;  // a field that this version does not know
+  EXPECT_EQ(movra_sr_create(width, height, longer, &burst, nullptr, 0), MOVRA_SR_INVALID_ARGUMENT);
+}
+
+// What the thread sanitizer looks at.
+TEST(BurstThreads, TwoHandlesOnTwoThreads) {
+  const std::vector<Image> frames[] = {burstOfFive(), makeBurst({width, height, smallShifts, 0.1, 7}).frames};
+  const Image alone[] = {reconstruct(open(classic(), frames[0])), reconstruct(open(classic(), frames[1]))};
+  std::vector<Image> together[2];
+  std::vector<std::thread> threads;
+  for (std::size_t t = 0; t < 2; ++t) {
+    threads.emplace_back([&, t] {
+      for (int repetition = 0; repetition < 4; ++repetition) {
+        together[t].push_back(reconstruct(open(classic(), frames[t])));
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  for (std::size_t t = 0; t < 2; ++t) {
+    for (const Image& image : together[t]) {
+      EXPECT_TRUE(sameBits(image, alone[t]));
+    }
+  }
+}
