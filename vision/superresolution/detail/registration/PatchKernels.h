@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+
+namespace movra::vision::detail {
+
+/// Shape of the patches that are tracked, counted in elements: a pixel of several channels is as many elements.
+struct PatchShape {
+  int width;     // elements of a row
+  int height;    // rows
+  int channels;  // distance of an element and its neighbour to the right
+
+  /// Patches are stored in blocks of eight elements, row by row, the last of each row filled up with zeros.
+  int blocksPerRow() const { return (width + 7) / 8; }
+};
+
+/// Eight elements of a patch. Gradients stand in pairs of those that are added first: 0, 4, 1, 5, 2, 6, 3, 7.
+struct alignas(16) PatchBlock {
+  short grey[8];
+  short gradX[8];
+  short gradY[8];
+};
+
+/// Weights of an element, of its neighbour to the right, and of the two below them, in 1/16384.
+using BilinearWeights = short[4];
+
+/// Kernels over small patches between pixels. Grey values of a patch are in 1/32 grey levels, gradients as
+/// cv::buildOpticalFlowPyramid makes them, each rounded half up. They are read at whole positions with their neighbours to
+/// the right and below.
+///
+/// Sums over a patch are in float: four partial sums over whole blocks, element k going to number k mod 4, and one over
+/// what is left of the rows, in order of rows and columns. The result is rest + ((0 + 2) + (1 + 3)). Strides count
+/// elements.
+struct PatchKernels {
+  /// Reads a patch at `grey` and at `derivatives`, x and y of each element side by side; sums: gradX^2, gradX gradY,
+  /// gradY^2.
+  void (*readPatch)(const unsigned char* grey, std::ptrdiff_t greyStride, const short* derivatives,
+                    std::ptrdiff_t derivativeStride, const PatchShape& shape, const BilinearWeights& weights,
+                    PatchBlock* patch, float* sums);
+
+  /// Sums of gradX D and gradY D, D = image - patch. Products of elements k and k + 4 of a block are added as integers.
+  void (*mismatch)(const unsigned char* grey, std::ptrdiff_t greyStride, const PatchShape& shape,
+                   const BilinearWeights& weights, const PatchBlock* patch, float* sums);
+
+  /// Sum of |image - patch|.
+  long (*distance)(const unsigned char* grey, std::ptrdiff_t greyStride, const PatchShape& shape,
+                   const BilinearWeights& weights, const PatchBlock* patch);
+
+  /// Derivatives (H. Scharr) of `count` elements of a row, x and y of each side by side: differences of the neighbours,
+  /// weighted 3, 10 and 3 over three rows or columns.
+  void (*scharrRow)(const unsigned char* row, std::ptrdiff_t stride, int channels, int count, short* derivatives);
+};
+
+/// The kernels of the active instruction set.
+const PatchKernels& patchKernels();
+
+}  // namespace movra::vision::detail
