@@ -10,7 +10,8 @@ namespace movra::vision {
 /// fixed-point arithmetic, serial, with the argument lists of the OpenCV functions of the same names. Any number of
 /// threads may use it; it starts none.
 ///
-/// Points may be anywhere; those whose windows do not meet the image, or that are not numbers, are lost. Results are the same bits on every processor: those that OpenCV 4.6 has on x86-64.
+/// Points may be anywhere; those whose windows do not meet the image, or that are not numbers, are lost. Results are the
+/// same bits on every processor: those that OpenCV 4.6 has on x86-64.
 class MOVRA_SUPERRESOLUTION_API CvReplacements {
  public:
   /// Makes the image pyramid that calcOpticalFlowPyrLK takes: 8-bit images, each half as wide and high as the one before,
