@@ -11,6 +11,8 @@ namespace movra {
 /// Failure inside the library: a message for the caller and the place where it arose.
 class MOVRA_SUPERRESOLUTION_API Exception : public std::exception {
  public:
+  /// @param message what what() returns
+  /// @param location what location() returns
   Exception(std::string message, std::string location) : text(std::move(message)), place(std::move(location)) {}
   ~Exception() override;
 

@@ -43,21 +43,29 @@ class MOVRA_SUPERRESOLUTION_API BadPixel {
   /// Moves the record to row p.x, column p.y: the point is transposed, so set(pos()) swaps x and y.
   void set(const cv::Point_<unsigned int>& p);
 
+  /// Position as (column, row).
   cv::Point_<unsigned int> pos() const;
   /// Row into a, column into b.
   void pos(unsigned int& a, unsigned int& b) const;
+  /// Column.
   unsigned int x() const;
+  /// Row.
   unsigned int y() const;
 
   /// Appends the pixel at row a, column b.
   void addReplacementPixel(unsigned int a, unsigned int b);
+  /// Appends the pixel at column p.x, row p.y.
   void addReplacementPixel(const cv::Point_<unsigned int>& p);
+  /// The replacement pixels in the order in which they were appended, as (column, row).
   std::vector<cv::Point_<unsigned int>> getReplacementPixels() const;
+  /// Number of replacement pixels held.
   std::size_t getNumberOfReplacementPixels() const;
+  /// Drops all replacement pixels.
   void clearReplacements();
 
   /// Appends each code that is not yet held, in the given order. The caller defines the codes.
   void addDefectReasons(const std::vector<unsigned short>& reasons);
+  /// The codes held, in the order in which they were appended.
   std::vector<unsigned short> retrieveDefectReasons() const;
 
   // Finding defective pixels

@@ -11,6 +11,7 @@ struct FrameStack {
   int width;
   int height;
 
+  /// Number of pixels of one frame.
   std::size_t pixels() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
 };
 

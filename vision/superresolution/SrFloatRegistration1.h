@@ -45,19 +45,25 @@ class MOVRA_SUPERRESOLUTION_API SrFloatRegistration1 {
   SrFloatRegistration1(const SrFloatRegistration1&) = delete;
   SrFloatRegistration1& operator=(const SrFloatRegistration1&) = delete;
 
+  /// @{
   /// Largest mean squared residual of a pixel that still counts as registered, relative to the gradient energy; default
   /// 1e-4.
   float getRegError() const;
   void setRegError(float maximumError);
+  /// @}
 
+  /// @{
   /// Radius of the Gaussian blur before the second stage in pixels; default 5. Takes effect at the next registration.
   /// @throws movra::Exception if twice the radius is not less than width and height; nothing is changed
   int getGaussRadius() const;
   void setGaussRadius(int radius);
+  /// @}
 
+  /// @{
   /// Half width of the mean filter over the residual in pixels; default 3.
   int getRegErrBlurRadius() const;
   void setRegErrBlurRadius(int radius);
+  /// @}
 
   /// Takes one new frame (height x width) into the store; the oldest one drops out once `numFrames` are held.
   /// @throws movra::Exception if `frame` is null; the store is then as before

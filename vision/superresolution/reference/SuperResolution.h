@@ -44,10 +44,12 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   SuperResolution(const SuperResolution&) = delete;
   SuperResolution& operator=(const SuperResolution&) = delete;
 
+  /// @{
   /// Number of pixels of a frame, of the result, and number of frame slots.
   int getInputSize() const;
   int getOutputSize() const;
   int getWindowSize() const;
+  /// @}
 
   /// The registration reference, counted back from the newest frame (0 = newest); default 0.
   int getReferenceIndex() const;
@@ -86,6 +88,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   /// Empties the window and the defect maps. The complete shifts stay until the next registration.
   void clearFrames();
 
+  /// @{
   /// Takes a frame into the window; the oldest one drops out once the window is full.
   /// @tparam T    float or short
   /// @param frame height x width values, copied
@@ -99,6 +102,7 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   int addFrame(const T* frame) {
     return loadFrame(frame);
   }
+  /// @}
 
   /// Reconstructs the high-resolution image from the frames held. The number of frames that count as full coverage,
   /// (int)(factor^2 + 1), is that of the first engine in the process that calls this for the type.
@@ -134,7 +138,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
 
   /// Converts a raw frame, takes it into the window and reconstructs, also while fewer frames than the window are held.
   /// @param nuc height x width counts
-  /// @param out, return value as for computeSR<float>
+  /// @param out as for computeSR<float>
+  /// @return as computeSR<float>
   /// @throws movra::Exception "NucToRad() not initialized" unless the calibration has the engine's frame size; those of
   ///         NucToRad, addFrame and computeSR
   float processFrame2(const short* nuc, float* out);

@@ -38,10 +38,12 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionRegistration {
   SuperResolutionRegistration(const SuperResolutionRegistration&) = delete;
   SuperResolutionRegistration& operator=(const SuperResolutionRegistration&) = delete;
 
+  /// @{
   /// Largest mean squared residual of a pixel that still counts as registered, relative to the gradient energy; default
   /// 1e-4.
   float getRegError() const;
   void setRegError(float maximumError);
+  /// @}
 
   /// The transforms that frames' spectra are made with.
   SuperResolutionFft2d& getFft() { return fft; }

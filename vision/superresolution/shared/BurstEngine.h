@@ -58,10 +58,12 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   BurstEngine(const BurstEngine&) = delete;
   BurstEngine& operator=(const BurstEngine&) = delete;
 
+  /// @{
   /// Number of pixels of a frame, of the result, and number of frame slots.
   int getInputSize() const;
   int getOutputSize() const;
   int getWindowSize() const;
+  /// @}
 
   /// The registration reference, counted back from the newest frame (0 = newest); default 0.
   int getReferenceIndex() const;
@@ -93,15 +95,18 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   /// @throws const char* "Invalid maximum number of iterations specified." unless iterations >= 1
   void setMaxCGIters(int iterations);
 
+  /// @{
   /// Least range (maximum less minimum) that a frame should have; default 2. The engine keeps it for its callers and
   /// does not test it.
   float getMinStructureThreshold() const;
   void setMinStructureThreshold(float threshold);
+  /// @}
 
   /// Empties the window, the registration's store and the defect maps. The complete shifts stay until the next
   /// registration; buffers, fractional shifts and masks stay too.
   void clearFrames();
 
+  /// @{
   /// Takes a frame into the window; the oldest one drops out once the window is full.
   /// @param data height x width floats, copied
   /// @return 0, or -2 when the repair of a bad pixel had to use a fallback value
@@ -113,6 +118,7 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   /// @param frame read as inputSize dense floats from its first element on, whatever its size and row stride
   /// @throws movra::Exception if it has fewer
   int addFrame(const cv::Mat_<float>& frame);
+  /// @}
 
   /// Reconstructs the high-resolution image from the frames held.
   /// @param out (int)(height factor) x (int)(width factor) floats, not null; not written when the result is -998
@@ -142,6 +148,7 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   /// computeSR(out) with a report of the caller's.
   MOVRA_SUPERRESOLUTION_LOCAL float computeSR(float* out, Report& report);
 
+  /// Repairs frames on the way in and the image on the way out.
   MOVRA_SUPERRESOLUTION_LOCAL BadPixels& badPixels();
 
  private:

@@ -42,9 +42,11 @@ class MOVRA_SUPERRESOLUTION_API CornerRegistration {
   CornerRegistration(const CornerRegistration&) = delete;
   CornerRegistration& operator=(const CornerRegistration&) = delete;
 
+  /// @{
   /// Largest mean squared residual of a pixel that still counts as registered, relative to the gradient energy; default 1e-4.
   float getRegError() const;
   void setRegError(float maximumError);
+  /// @}
 
   /// Takes one new frame (height x width) into the store; the oldest one drops out once `numFrames` are held.
   /// @throws movra::Exception if `frame` is null; the store is then as before

@@ -40,28 +40,38 @@ class MOVRA_SUPERRESOLUTION_API TvMinimization {
   TvMinimization(const TvMinimization&) = delete;
   TvMinimization& operator=(const TvMinimization&) = delete;
 
+  /// @{
   /// Standard deviation of the Gaussian PSF in high-resolution pixels; default 0.683. Setting rebuilds the base PSF. What is
   /// not above 0 gives a PSF that is not finite, and so such a result.
   float getPsfSigma() const;
   void setPsfSigma(float sigma);
+  /// @}
 
+  /// @{
   /// Inverse strength of the total-variation term (larger smooths less); default 400.
   float getWeightTV() const;
   void setWeightTV(float weight);
+  /// @}
 
+  /// @{
   /// Smallest difference between neighbours (in standard deviations of the reference frame) that lowers the weight of
   /// their edge; its inverse is the largest. Default 0.1.
   float getEpsilon() const;
   void setEpsilon(float smallest);
+  /// @}
 
+  /// @{
   /// Residual norm, relative to the right-hand side's, at which a solve has converged; default 0.007.
   float getRelRes() const;
   void setRelRes(float residue);
+  /// @}
 
+  /// @{
   /// Budget of conjugate-gradient iterations of one reconstruction; default 8. With 0 or less, the result is the
   /// back-projection of the frames.
   int getMaxIter() const;
   void setMaxIter(int iterations);
+  /// @}
 
   /// Reconstructs the high-resolution image. A constant reference frame has no standard deviation: the result is not
   /// finite then.
@@ -101,6 +111,7 @@ class MOVRA_SUPERRESOLUTION_API TvMinimization {
   bool iteration(int index, int frameCount, Mask** masks);
 
  protected:
+  /// Takes the solver that the named class has made for its convolution.
   MOVRA_SUPERRESOLUTION_LOCAL explicit TvMinimization(std::unique_ptr<detail::TvSolver<MaskElement>> solver);
 
  private:
