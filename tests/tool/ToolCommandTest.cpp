@@ -7,7 +7,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+#include <nlohmann/json.hpp>
 #include <set>
+#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -18,7 +20,7 @@
 #include "tools/movra-sr/io/Frames.h"
 #include "tools/movra-sr/io/ImageWriter.h"
 #include "tools/movra-sr/io/OutputFile.h"
-#include "tools/movra-sr/reconstruction/Reconstruction.h"
+#include "tools/movra-sr/reconstruction/GlobalMotion.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
 using namespace movra::tool;
@@ -128,13 +130,15 @@ TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
     return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
   };
   Parameters parameters, byVectors;
-  parameters.referenceIndex = byVectors.referenceIndex = 0;
+  parameters.referenceSlot = byVectors.referenceSlot = engineWindow - 1;
   byVectors.engine = Engine::vector;
-  const Reconstruction production = reconstruct(window, parameters);
-  const Reconstruction vector = reconstruct(window, byVectors);
+  const Reconstruction production = reconstructGlobally(window, parameters);
+  const Reconstruction vector = reconstructGlobally(window, byVectors);
   EXPECT_TRUE(sameBits(production.image, vector.image));
   EXPECT_EQ(production.srFactor, vector.srFactor);
-  EXPECT_EQ(production.shifts, vector.shifts);
+  for (std::size_t i = 0; i < window.size(); ++i) {
+    EXPECT_EQ(production.frames[i].shift, vector.frames[i].shift);
+  }
 
   testing::internal::CaptureStdout();
   const cv::Mat_<float> byDefault = throughCInterface(window, 0, nullptr);
@@ -200,7 +204,8 @@ TEST_F(ToolCommand, RawFramesBecomeTemperaturesByTwoExposures) {
   refused("raw --nuc-low cold.tiff=45 --nuc-high warm.tiff=45", 2, "same temperature");
   refused("raw --nuc-low cold.tiff=-5 --nuc-high burst/truth.tiff=45", 3, "truth.tiff");
   refused("burst --nuc-low cold.tiff=-5 --nuc-high warm.tiff=45", 3, "no counts");
-  refused("raw --nuc-low cold.tiff=-5 --nuc-high cold.tiff=45", 3, "Too many defect pixels");
+  refused("raw --nuc-low cold.tiff=-5 --nuc-high cold.tiff=45", 3, "equal counts");
+  refused("raw --nuc-low warm.tiff=45 --nuc-high cold.tiff=-5", 2, "exchange them");
 }
 
 TEST_F(ToolCommand, FilesFoldersAndPagesGiveTheSameImage) {
@@ -348,21 +353,99 @@ TEST_F(ToolCommand, AWrongCommandLineIsCodeTwo) {
     EXPECT_EQ(result.code, 2) << arguments << ": " << result.err;
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << arguments << ": " << result.err;
   };
-  for (const std::string arguments :
-       {"", "reconstruct x.tiff", "reconstruct x.tiff -o out.jpg", "sharpen x.tiff", "simulate -o z --size 9x9"}) {
+  for (const std::string arguments : {"", "reconstruct", "reconstruct x.tiff", "reconstruct x.tiff -o out.jpg",
+                                      "sharpen x.tiff", "simulate -o z --size 9x9"}) {
     expectUsageError(arguments);
   }
   for (const std::string options :
-       {"--reference 5", "--psf-sigma nan", "--registration-error 1e-300", "--tv-weight 0.5", "--gain 0",
-        "--engine turbo", "--registration magic", "--engine vector --registration phase",
+       {"--palette hot", "--preview p.png --range 5,4", "--psf-sigma nan", "--registration-error 1e-300",
+        "--tv-weight 0.5", "--gain 0", "--engine turbo", "--registration magic", "--engine vector --registration phase",
         "--engine reference --registration corners", "--camera m07", "--engine vector --bad-pixels z.csv",
         "--camera 'm01 FOV 1' --psf-sigma 0.5"}) {
     expectUsageError("reconstruct x.tiff -o y.tiff " + options);
   }
+}
 
-  const Outcome help = run("--help");
-  EXPECT_EQ(help.code, 0);
-  EXPECT_NE(help.out.find("Exit codes"), std::string::npos);
+TEST_F(ToolCommand, EveryHelpFitsItsColumnsAndTellsTheExitCodes) {
+  for (const std::string command : {"", "reconstruct", "bad-pixels", "simulate", "compare", "info"}) {
+    const Outcome help = run(command + " --help");
+    EXPECT_EQ(help.code, 0) << command;
+    EXPECT_NE(help.out.find("Exit codes"), std::string::npos) << command;
+    EXPECT_NE(help.out.find("Example:"), std::string::npos) << command;
+    std::istringstream lines(help.out);
+    for (std::string line; std::getline(lines, line);) {
+      EXPECT_LE(line.size(), 100U) << line;
+    }
+    EXPECT_LE(std::count(help.out.begin(), help.out.end(), '\n'), 60) << command;
+  }
+  EXPECT_GT(run("reconstruct --help-all").out.size(), run("reconstruct --help").out.size() + 500);
+}
+
+TEST_F(ToolCommand, JsonIsOneDocumentWithTheFiguresOfTheWords) {
+  const auto document = [&](const std::string& arguments, int code) {
+    const Outcome result = run(arguments + " --json");
+    EXPECT_EQ(result.code, code) << arguments << result.err;
+    const auto json = nlohmann::json::parse(result.out, nullptr, false);
+    EXPECT_FALSE(json.is_discarded()) << arguments << ": " << result.out;
+    EXPECT_EQ(json["exit_code"], code) << arguments;
+    return json;
+  };
+  const auto simulated = document("simulate -o burst --size 96x72 --stuck 2", 0);
+  EXPECT_EQ(simulated["files"]["frames"].size(), 5U);
+  EXPECT_EQ(simulated["burst"], nlohmann::json::parse(readAll(at("burst/burst.json"))));
+
+  const auto made = document("reconstruct burst -o sr.tiff --coverage coverage.tiff", 0);
+  const std::string words = run("reconstruct burst -o sr.tiff --force").out;
+  EXPECT_NEAR(made["sr_factor"], number(words, "sr factor: "), 0.005);
+  EXPECT_NEAR(made["inside"]["minimum"], number(words, "minimum "), 0.005);
+  EXPECT_NEAR(made["inside"]["mean"], number(words, "mean "), 0.005);
+  EXPECT_NEAR(made["inside"]["maximum"], number(words, "maximum "), 0.005);
+  EXPECT_NE(words.find(made["status"].get<std::string>()), std::string::npos);
+  const cv::Rect inside(made["inside"]["x"], made["inside"]["y"], made["inside"]["width"], made["inside"]["height"]);
+  const cv::Mat_<float> image = readImage(at("sr.tiff")).pixels;
+  EXPECT_NEAR(cv::mean(image(inside))[0], made["inside"]["mean"], 1e-4);
+  for (std::size_t i = 0; i < 5; ++i) {
+    EXPECT_NEAR(made["frames"][i]["dx"], simulated["burst"]["frames"][i]["dx"], 0.1) << i;
+  }
+  const cv::Mat_<float> coverage = readImage(at("coverage.tiff")).pixels;
+  EXPECT_EQ(coverage.size(), cv::Size(96, 72));
+  double least = 0;
+  double most = 0;
+  cv::minMaxLoc(coverage, &least, &most);
+  EXPECT_TRUE(least >= 1 && most == 5) << least << most;
+  ASSERT_EQ(run("reconstruct burst -o cropped.tiff --crop-border").code, 0);
+  EXPECT_EQ(cv::norm(readImage(at("cropped.tiff")).pixels, image(inside), cv::NORM_INF), 0);
+
+  const auto compared = document("compare sr.tiff burst/truth.tiff", 0);
+  EXPECT_NEAR(compared["psnr_db"], psnr("sr.tiff"), 0.005);
+  EXPECT_EQ(document("bad-pixels burst/frame_00.tiff", 3)["error"].get<std::string>().find("burst/frame_00.tiff"), 0U);
+  EXPECT_EQ(document("info", 0)["cameras"].size(), 8U);
+  EXPECT_EQ(run("reconstruct burst -o sr.tiff --force --quiet").out, "");
+}
+
+TEST_F(ToolCommand, WhatIsWorthANoteIsToldAndStrictMakesItAFailure) {
+  ASSERT_EQ(run("simulate -o burst --size 96x72 --max-shift 0").code, 0);
+  const Outcome still = run("reconstruct burst -o still.tiff");
+  EXPECT_EQ(still.code, 0);
+  EXPECT_NE(still.err.find("fractions of a pixel"), std::string::npos) << still.err;
+  EXPECT_EQ(run("reconstruct burst -o strict.tiff --strict").code, 1);
+  EXPECT_FALSE(std::filesystem::exists(at("strict.tiff")));
+
+  // One axis only, a jump of level, and an unusable frame that the window does not hold.
+  ASSERT_EQ(run("simulate -o burst --size 96x72 --frames 6 --force").code, 0);
+  overwrite("burst/frame_05.tiff", cv::Mat_<float>(72, 96, 20.f));
+  EXPECT_EQ(run("reconstruct burst -o first.tiff --first 1").code, 0);
+  overwrite("burst/frame_02.tiff", cv::Mat_<float>(readImage(at("burst/frame_02.tiff")).pixels + 30));
+  const Outcome jump = run("reconstruct burst -o jump.tiff --first 1");
+  EXPECT_NE(jump.err.find("frame_02.tiff: its level is 29"), std::string::npos) << jump.err;
+
+  std::filesystem::remove(at("burst/frame_05.tiff"));
+  simulate();
+  const Outcome byFile = run("reconstruct burst -o file.tiff --reference frame_03.tiff");
+  const Outcome byNumber = run("reconstruct burst -o number.tiff --reference 1");
+  EXPECT_EQ(byFile.out.substr(0, byFile.out.find("image:")), byNumber.out.substr(0, byNumber.out.find("image:")));
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --reference 5").code, 2);
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --reference truth.tiff").code, 2);
 }
 
 }  // namespace

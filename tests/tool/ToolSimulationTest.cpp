@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
 #include "tools/movra-sr/simulation/Burst.h"
 #include "tools/movra-sr/simulation/Optics.h"
@@ -92,7 +91,7 @@ TEST(ToolSimulation, FaultsStandInTheDescriptionAndLeaveTheRestAsItIs) {
   EXPECT_LT(cv::norm(faulty.frames[4], clean.frames[4] + 1.5, cv::NORM_INF, bad == 0), 1e-4);
 
   const std::vector<std::string> names = {"a", "b", "c", "d", "e"};
-  const auto document = nlohmann::json::parse(describeBurst(faulty, camera, names));
+  const auto document = describeBurst(faulty, camera, names);
   EXPECT_EQ(document["bad_pixels"].size(), 46U);
   EXPECT_EQ(document["reference"], "b");
   EXPECT_EQ(document["frames"][4]["level"], 1.5);

@@ -129,7 +129,22 @@ cv::Mat_<cv::Vec3b> drawPicture(const Frame& image, const List& list) {
   return picture;
 }
 
-ExitCode listBadPixels(const BadPixelsOptions& options) {
+void describe(const BadPixelsOptions& options, Console& console, const List& list, cv::Size size, int images) {
+  Json& document = console.document;
+  document.update({{"frames", images}, {"width", size.width}, {"height", size.height}, {"count", list.rows}});
+  document["bad_pixels"] = Json::array();
+  for (int row = 0; row < list.rows; ++row) {
+    document["bad_pixels"].push_back({{"x", list(row, 0)}, {"y", list(row, 1)}});
+  }
+  if (!options.output.empty() && options.output != "-") {
+    document["files"]["list"] = options.output;
+  }
+  if (!options.picture.empty()) {
+    document["files"]["picture"] = options.picture;
+  }
+}
+
+ExitCode listBadPixels(const BadPixelsOptions& options, Console& console) {
   const std::vector<std::string> inputs = expandFolders(options.inputs);
   const auto newFile = [&](const std::string& name) {
     auto file = name.empty() || name == "-" ? nullptr : std::make_unique<OutputFile>(name, options.replace);
@@ -138,7 +153,7 @@ ExitCode listBadPixels(const BadPixelsOptions& options) {
     }
     return file;
   };
-  const auto csv = newFile(options.output);
+  const auto csv = newFile(options.output == "-" ? "" : options.output);
   const auto pictureFile = newFile(options.picture);
   if (csv && pictureFile && csv->isSameAs(*pictureFile)) {
     throw Failure(ExitCode::usage, "list and picture cannot both be " + options.output + "; give two names");
@@ -178,28 +193,31 @@ ExitCode listBadPixels(const BadPixelsOptions& options) {
   }
   OutputFile::commitAll(written);
 
-  std::ostream& words = csv ? std::cout : std::cerr;
-  if (!csv) {
+  describe(options, console, list, size, images);
+  if (!csv && !console.json) {
     std::cout << text;
   }
-  words << "bad pixels: " << list.rows << " in " << images << (images == 1 ? " frame of " : " frames of ")
-        << sizeText(size) << '\n';
+  const std::string count = "bad pixels: " + std::to_string(list.rows) + " in " + std::to_string(images) +
+                            (images == 1 ? " frame of " : " frames of ") + sizeText(size);
   if (csv) {
-    words << "list: " << options.output << '\n';
+    console.say(count);
+    console.say("list: " + options.output);
+  } else {
+    console.tell(count + '\n');
   }
   if (pictureFile) {
-    words << "picture: " << options.picture << '\n';
+    console.say("picture: " + options.picture);
   }
   if (unreplaced == 0) {
     return ExitCode::done;
   }
-  std::cerr << "movra-sr: " << unreplaced << " of them have no good pixel around; give a larger --radius\n";
+  console.note(std::to_string(unreplaced) + " of them have no good pixel around; give a larger --radius");
   return ExitCode::degraded;
 }
 
 }  // namespace
 
-void addBadPixels(CLI::App& application, Action& chosen) {
+void addBadPixels(CLI::App& application, Console& console, Action& chosen) {
   auto options = std::make_shared<BadPixelsOptions>();
   CLI::App* command = application.add_subcommand(
       "bad-pixels", "List the defective pixels of a sensor, with replacements, from raw 16-bit frames");
@@ -207,29 +225,27 @@ void addBadPixels(CLI::App& application, Action& chosen) {
       ->required();
   command->add_option("--low", options->low, "Values up to this are defects [the smallest that 16 bits hold]");
   command->add_option("--high", options->high, "Values from this on are defects [the largest that 16 bits hold]");
-  command
-      ->add_option("--max-count", options->maxCount,
-                   "A value is rare, and its pixels defects, when fewer pixels than this have values around it")
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
-  command->add_option("--window", options->window, "How many values below, above and around it are looked at")
-      ->check(CLI::Range(2, 65535))
-      ->capture_default_str();
-  command->add_option("--radius", options->radius, "How far from a defect its replacements may lie, pixels")
-      ->check(CLI::Range(1, 100))
-      ->capture_default_str();
-  command->add_option("-o,--output", options->output, "CSV file for the list [standard output]");
-  command->add_option("--picture", options->picture, "PNG of the first frame with the pixels marked");
+  const auto count = [&](const char* name, auto& value, int low, int high, const char* text) {
+    command->add_option(name, value, text)->check(CLI::Range(low, high))->capture_default_str();
+  };
+  count("--max-count", options->maxCount, 1, 65535,
+        "A value is rare, and its pixels defects, when fewer pixels than this have values around it");
+  count("--window", options->window, 2, 65535, "How many values below, above and around it are looked at");
+  count("--radius", options->radius, 1, 100, "How far from a defect its replacements may lie, pixels");
+  command->add_option("-o,--output", options->output, "CSV file for the list, - for standard output [-]")
+      ->type_name("FILE");
+  command->add_option("--picture", options->picture, "PNG of the first frame with the pixels marked")
+      ->type_name("FILE");
   command->add_flag("--force", options->replace, "Replace files that exist");
+  addConsoleOptions(*command, console);
   command->footer(
-      "A defect shows by a value that hardly any other pixel of the frame has: frames of an even scene are "
-      "best.\n"
-      "A small thing that is very hot or cold can look like defects, and a defect with an ordinary value is "
-      "not\n"
-      "found. Where many pixels are stuck at the same value, --low and --high catch them. The list of "
-      "several\n"
-      "frames holds what was found in any of them. Use it with movra-sr reconstruct --bad-pixels.");
-  command->callback([options, &chosen] { chosen = [options] { return listBadPixels(*options); }; });
+      "Example:\n"
+      "  movra-sr bad-pixels even-scene.tiff -o sensor.csv --picture sensor.png\n\n"
+      "A defect shows by a value that hardly any other pixel of the frame has: frames of an even scene are\n"
+      "best. A small thing that is very hot or cold can look like defects, and a defect with an ordinary\n"
+      "value is not found. Where many pixels are stuck at the same value, --low and --high catch them. The\n"
+      "list of several frames holds what was found in any of them. Use it with reconstruct --bad-pixels.");
+  command->callback([=, &console, &chosen] { chosen = [=, &console] { return listBadPixels(*options, console); }; });
 }
 
 }  // namespace movra::tool

@@ -1,5 +1,4 @@
 #include <cstdio>
-#include <iostream>
 #include <memory>
 #include <opencv2/core.hpp>
 
@@ -32,7 +31,7 @@ cv::Mat_<float> withoutBorder(const Frame& image, int border) {
   return inner.clone();
 }
 
-ExitCode compare(const CompareOptions& options) {
+ExitCode compare(const CompareOptions& options, Console& console) {
   Frame image = readImage(options.image);
   const Frame truth = readImage(options.truth);
   const bool enlarge = image.pixels.size() * 2 == truth.pixels.size();
@@ -55,31 +54,37 @@ ExitCode compare(const CompareOptions& options) {
     throw Failure(ExitCode::badInput, truth.name + ": all pixels are equal, which leaves nothing to compare with");
   }
 
+  const double psnr = peakSignalToNoise(a, b);
+  const double ssim = structuralSimilarity(a, b);
   char line[160];
-  std::cout << image.name << (enlarge ? ", enlarged twice (bicubic, a = -0.75)," : "") << " against " << truth.name
-            << '\n';
-  std::snprintf(line, sizeof line, "PSNR: %.2f dB\nSSIM: %.4f\n", peakSignalToNoise(a, b), structuralSimilarity(a, b));
-  std::cout << line;
-  std::snprintf(line, sizeof line, "data range: %g (that of the second image), border of %d pixels left out\n",
+  console.say(image.name + (enlarge ? ", enlarged twice (bicubic, a = -0.75)," : "") + " against " + truth.name);
+  std::snprintf(line, sizeof line, "PSNR: %.2f dB\nSSIM: %.4f", psnr, ssim);
+  console.say(line);
+  std::snprintf(line, sizeof line, "data range: %g (that of the second image), border of %d pixels left out",
                 high - low, options.border);
-  std::cout << line;
+  console.say(line);
+  console.document.update({{"image", image.name}, {"truth", truth.name}, {"enlarged", enlarge}});
+  // JSON knows no infinity, which equal images have: null.
+  console.document.update({{"psnr_db", psnr}, {"ssim", ssim}, {"data_range", high - low}, {"border", options.border}});
   return ExitCode::done;
 }
 
 }  // namespace
 
-void addCompare(CLI::App& application, Action& chosen) {
+void addCompare(CLI::App& application, Console& console, Action& chosen) {
   auto options = std::make_shared<CompareOptions>();
   CLI::App* command = application.add_subcommand(
       "compare", "Print PSNR and SSIM of an image against a truth; an image of half the size is enlarged bicubically");
-  command->add_option("IMAGE", options->image, "Image to judge")->required();
-  command->add_option("TRUTH", options->truth, "Image to judge it by")->required();
+  command->add_option("IMAGE", options->image, "Image to judge")->required()->type_name("FILE");
+  command->add_option("TRUTH", options->truth, "Image to judge it by")->required()->type_name("FILE");
   command
       ->add_option("--border", options->border,
                    "Pixels left out on each side, where not all frames have seen the scene")
       ->check(CLI::Range(0, 10000))
       ->capture_default_str();
-  command->callback([options, &chosen] { chosen = [options] { return compare(*options); }; });
+  addConsoleOptions(*command, console);
+  command->footer("Example:\n  movra-sr compare sharp.tiff burst/truth.tiff");
+  command->callback([=, &console, &chosen] { chosen = [=, &console] { return compare(*options, console); }; });
 }
 
 }  // namespace movra::tool

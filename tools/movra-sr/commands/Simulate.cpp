@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <system_error>
 
@@ -119,7 +118,7 @@ void writeBurst(const SimulateOptions& options, const SimulatedBurst& burst, con
   }
   writeImage(newFile("truth.tiff"), burst.truth, {"simulated truth; unit: " + unit, true});
   newFile("shifts.csv").write(shiftsAsCsv(burst, names));
-  newFile("burst.json").write(describeBurst(burst, camera, names));
+  newFile("burst.json").write(describeBurst(burst, camera, names).dump(2) + '\n');
   if (!burst.defects.empty()) {
     newFile("bad-pixels.csv").write(listOf(burst.defects));
   }
@@ -128,7 +127,7 @@ void writeBurst(const SimulateOptions& options, const SimulatedBurst& burst, con
   }
 }
 
-ExitCode simulate(const SimulateOptions& options) {
+ExitCode simulate(const SimulateOptions& options, Console& console) {
   SimulatedCamera camera = options.camera;
   const cv::Mat_<float> scene = makeScene(options, camera);
   checkFaults(camera);
@@ -140,23 +139,31 @@ ExitCode simulate(const SimulateOptions& options) {
   const std::filesystem::path next = folder / frameNames(camera.frameCount + 1).back();
   std::error_code error;
   if (std::filesystem::exists(next, error)) {
-    std::cerr << "movra-sr: " << next.string() << " is of another burst; do not mix them\n";
+    console.note(next.string() + " is of another burst; do not mix them");
   }
-  std::cout << "burst: " << burst.frames.size() << " frames of " << sizeText(camera.frameSize) << ", "
-            << (folder / names.front()).string() << " and following\n"
-            << "reference: " << names[static_cast<std::size_t>(burst.reference)] << '\n'
-            << "shifts: " << (folder / "shifts.csv").string() << '\n'
-            << "motion and faults: " << (folder / "burst.json").string() << '\n';
+  const auto tell = [&](const char* key, const char* words, const std::string& file, const std::string& more = {}) {
+    console.say(words + (": " + (folder / file).string()) + more);
+    console.document["files"][key] = (folder / file).string();
+  };
+  console.say("burst: " + std::to_string(names.size()) + " frames of " + sizeText(camera.frameSize) + ", " +
+              (folder / names.front()).string() + " and following");
+  console.say("reference: " + names[static_cast<std::size_t>(burst.reference)]);
+  for (const std::string& name : names) {
+    console.document["files"]["frames"].push_back((folder / name).string());
+  }
+  console.document["burst"] = describeBurst(burst, camera, names);
+  tell("shifts", "shifts", "shifts.csv");
+  tell("burst", "motion and faults", "burst.json");
   if (!burst.defects.empty()) {
-    std::cout << "bad pixels: " << burst.defects.size() << ", " << (folder / "bad-pixels.csv").string() << '\n';
+    tell("bad_pixels", "bad pixels", "bad-pixels.csv", ", " + std::to_string(burst.defects.size()));
   }
-  std::cout << "truth: " << (folder / "truth.tiff").string() << ", on the grid of the reference frame\n";
+  tell("truth", "truth", "truth.tiff", ", on the grid of the reference frame");
   return ExitCode::done;
 }
 
 }  // namespace
 
-void addSimulate(CLI::App& application, Action& chosen) {
+void addSimulate(CLI::App& application, Console& console, Action& chosen) {
   auto options = std::make_shared<SimulateOptions>();
   SimulatedCamera& camera = options->camera;
   CLI::App* command = application.add_subcommand(
@@ -168,11 +175,16 @@ void addSimulate(CLI::App& application, Action& chosen) {
     command->add_option(name, value, text)->check(CLI::Range(low, high))->capture_default_str()->group(group);
   };
 
-  command->add_option("-o,--output", options->folder, "Folder to write into; created when missing")->required();
-  command->add_option("--scene", options->sceneFile,
-                      "Picture to look at, one value per high-resolution pixel [a scene drawn in deg C]");
-  command->add_option("--size", options->size,
-                      "Size of a frame, WIDTHxHEIGHT [320x240, or all that the picture allows]");
+  command->add_option("-o,--output", options->folder, "Folder to write into; created when missing")
+      ->required()
+      ->type_name("FOLDER");
+  command
+      ->add_option("--scene", options->sceneFile,
+                   "Picture to look at, one value per high-resolution pixel [a scene drawn in deg C]")
+      ->type_name("FILE");
+  command
+      ->add_option("--size", options->size, "Size of a frame, WIDTHxHEIGHT [320x240, or all that the picture allows]")
+      ->type_name("SIZE");
   count("Options", "--frames", camera.frameCount, "Number of frames", 1, 1000);
   command->add_option("--seed", camera.seed, "Number that decides scene, motion and noise")->capture_default_str();
   number("Options", "--psf-sigma", camera.psfSigma, "Blur of optics and pixel area together, high-resolution pixels",
@@ -202,7 +214,8 @@ void addSimulate(CLI::App& application, Action& chosen) {
       "A row of shifts.csv is the position in the frame minus the position in the reference: with dx = 0.5\n"
       "the scene lies half a pixel further right, with dy = 0.5 further down. burst.json has the rest.\n"
       "The same seed gives the same scene, shifts and noise, whatever else is asked for.");
-  command->callback([options, &chosen] { chosen = [options] { return simulate(*options); }; });
+  addConsoleOptions(*command, console);
+  command->callback([=, &console, &chosen] { chosen = [=, &console] { return simulate(*options, console); }; });
 }
 
 }  // namespace movra::tool

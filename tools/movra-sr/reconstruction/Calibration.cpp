@@ -75,6 +75,14 @@ void toTemperatures(std::vector<Frame>& frames, const ExposureArgument& low, con
   const cv::Size size = frames.front().pixels.size();
   const Exposure cold = readExposure(low, size);
   const Exposure warm = readExposure(high, size);
+  if (cv::mean(cold.temperatures)[0] > cv::mean(warm.temperatures)[0]) {
+    throw Failure(ExitCode::usage, "--nuc-low is warmer than --nuc-high; exchange them");
+  }
+  if (cv::countNonZero(cold.counts != warm.counts) == 0) {
+    throw Failure(ExitCode::badInput, low.countsFile + " and " + high.countsFile +
+                                          ": all pixels have equal counts in the two exposures; take two of different "
+                                          "temperature");
+  }
   vision::SuperResolution converter(size.width, size.height, 1, 1);
   converter.setNucToRad(cold.counts, cold.temperatures, warm.counts, warm.temperatures);
   for (Frame& frame : frames) {

@@ -1,63 +1,67 @@
 #pragma once
 
 #include <opencv2/core.hpp>
-#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
-
-#include "tools/movra-sr/io/Frames.h"
 
 namespace movra::tool {
 
-constexpr int windowSize = 5;  ///< frames per reconstruction
-
-enum class Engine {
-  production,
-  vector,     ///< 4-lane vector operations; repairs no bad pixels
-  reference,  ///< plain operators; shifts by phase correlation
-};
-
-/// How the whole-pixel shifts are found.
-enum class RegistrationMethod { corners, phase };
-
-/// What a user can set. An empty value leaves the engine's own.
-struct Parameters {
-  Engine engine = Engine::production;
-  int referenceIndex = 3;  ///< counted back from the newest frame of the window
-  std::optional<float> psfSigma;
-  std::optional<float> weightTV;
-  std::optional<int> iterations;
-  std::optional<float> relativeResidue;
-  std::optional<float> registrationError;
-  std::optional<RegistrationMethod> registration;
-  bool counts = false;  ///< frames hold raw sensor values, not temperatures
-
-  /// Slot of the reference frame in a full window, oldest first.
-  int referenceSlot() const { return windowSize - 1 - referenceIndex; }
-};
-
 enum class Verdict {
   good,
+  singleFrame,           ///< made of one frame: sharper, without new detail
   tooFewUsablePixels,    ///< half or more of a frame's pixels could not be registered; there is an image
   displacementTooLarge,  ///< a frame lies further off than a tenth of the height; there is an image
   registrationFailed,    ///< no image
 };
 
-/// What came out of a window.
-struct Reconstruction {
-  Verdict verdict = Verdict::registrationFailed;
-  std::string reason;                          ///< why the registration failed, when the library told
-  float srFactor = 0;                          ///< 0.75 .. 2, of a good one only
-  cv::Mat_<float> image;                       ///< twice the frame size; empty when the registration failed
-  std::vector<std::string> patched;            ///< frames in which a bad pixel took a fallback value
-  std::vector<std::string> faint;              ///< frames whose values span less than the library asks for
-  std::vector<cv::Point2f> shifts;             ///< per frame, low-resolution pixels
-  std::vector<cv::Mat_<unsigned char>> masks;  ///< per frame, 1 where its registration is trusted;
-                                               ///< none from the vector engine
+/// What is known of one frame.
+struct FrameOutcome {
+  std::string name;
+  bool used = true;
+  std::string reason;     ///< why it was left out
+  cv::Point2d shift;      ///< in the middle of the image: position in the frame minus position in the reference, pixels
+  double roll = 0;        ///< degrees, clockwise
+  double zoom = 0;        ///< percent, against the reference
+  double agreement = -1;  ///< share of its blocks that follow that motion; -1 where the method has no blocks
+  double localMotion = 0;  ///< deviation of the local shifts about that motion, pixels
+  double offset = 0;       ///< level that was taken out, in the frames' unit
+  double usable = -1;      ///< share of its pixels that take part; -1 where the engine does not tell
+  bool patched = false;    ///< a bad pixel without good neighbours took a fallback value
+  bool faint = false;      ///< its values span less than the engine asks for
 };
 
-/// Reconstructs from a window of five frames of one size, oldest first. Throws Failure for a frame with too many bad
-/// pixels. The engine's timing report goes nowhere.
-Reconstruction reconstruct(const std::vector<Frame>& window, const Parameters& parameters);
+/// Shifts on a grid of places in the reference, per frame.
+struct ShiftGrid {
+  int columns = 0;
+  int rows = 0;
+  cv::Point2d first;  ///< position of the first place in the reference, low-resolution pixels
+  cv::Point2d step;
+  std::vector<std::vector<cv::Point2f>> shifts;  ///< per frame, rows x columns
+};
+
+/// What came out of a window of frames.
+struct Reconstruction {
+  Verdict verdict = Verdict::registrationFailed;
+  std::string reason;                 ///< why it failed, when the library told
+  cv::Mat_<float> image;              ///< twice the frame size; empty when it failed
+  cv::Mat_<unsigned short> coverage;  ///< frame size: number of frames that back each pixel; empty when not told
+  std::vector<FrameOutcome> frames;
+  int reference = 0;   ///< its frame
+  float srFactor = 0;  ///< 0.75 .. 2, of a good one of five frames
+  ShiftGrid field;     ///< of local motion only
+
+  /// Figures of the method, in the order in which they are told: name, as a key of JSON, and value.
+  std::vector<std::pair<std::string, double>> figures;
+  std::vector<std::pair<std::string, double>> seconds;  ///< per stage
+
+  int usedFrames() const {
+    int count = 0;
+    for (const FrameOutcome& frame : frames) {
+      count += frame.used ? 1 : 0;
+    }
+    return count;
+  }
+};
 
 }  // namespace movra::tool

@@ -1,10 +1,11 @@
 #include "tools/movra-sr/reconstruction/Window.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <filesystem>
 
 #include "tools/movra-sr/Outcome.h"
-#include "tools/movra-sr/reconstruction/Reconstruction.h"
 
 namespace movra::tool {
 
@@ -20,8 +21,8 @@ constexpr double tolerableShare = 0.1;
   throw Failure(ExitCode::badInput, frame.name + ": " + reason);
 }
 
-/// Refuses the frame when its usable values are none, too few or all the same.
-void checkValues(const Frame& frame, bool counts) {
+/// Why a frame cannot be used: its usable values are none, too few or all the same. Empty when it can.
+std::string faultOf(const Frame& frame, bool counts) {
   const float lowest = counts ? -32768.f : -274.f;
   const float highest = counts ? 32767.f : 5000.f;
   float low = highest;
@@ -41,64 +42,110 @@ void checkValues(const Frame& frame, bool counts) {
     high = std::max(high, value);
   }
   if (finite == 0) {
-    refuse(frame, "holds no finite value; leave this frame out or record it again");
+    return "holds no finite value; leave this frame out or record it again";
   }
   if (usable == 0 ||
       static_cast<double>(finite - usable) > tolerableShare * static_cast<double>(frame.pixels.total())) {
-    refuse(frame, counts ? "has values outside -32768 .. 32767; bring them into this range with --gain and --offset"
-                         : "has values outside -274 .. 5000, no temperatures; turn counts into temperatures with "
-                           "--gain and --offset, or give --counts");
+    return counts ? "has values outside -32768 .. 32767; bring them into this range with --gain and --offset"
+                  : "has values outside -274 .. 5000, no temperatures; turn counts into temperatures with "
+                    "--gain and --offset, or give --counts";
   }
   if (!(low < high)) {
-    refuse(frame, "is constant; leave this frame out or record it again");
+    return "is constant; leave this frame out or record it again";
   }
+  return {};
+}
+
+void checkSize(const Frame& first, const Frame& frame) {
+  const cv::Size size = frame.pixels.size();
+  if (std::min(size.width, size.height) < smallestSide) {
+    refuse(frame,
+           "is " + sizeText(size) + "; frames need at least " + std::to_string(smallestSide) + " pixels on each side");
+  }
+  if (size != first.pixels.size()) {
+    refuse(frame, "is " + sizeText(size) + " but " + first.name + " is " + sizeText(first.pixels.size()) +
+                      "; give frames of one size");
+  }
+}
+
+/// Refuses what the choice does not let it leave out.
+void dropUnusable(Window& window, const WindowChoice& choice) {
+  std::vector<Frame> usable;
+  std::string fault;
+  for (Frame& frame : window.frames) {
+    fault = faultOf(frame, choice.counts);
+    if (!fault.empty() && !choice.leaveOut) {
+      refuse(frame, fault);
+    }
+    if (fault.empty()) {
+      usable.push_back(std::move(frame));
+    } else {
+      window.notes.push_back(frame.name + ": " + fault);
+    }
+  }
+  if (usable.empty()) {
+    throw Failure(ExitCode::badInput, window.notes.back());
+  }
+  window.frames = std::move(usable);
+}
+
+std::string framesInWords(int count) {
+  return std::to_string(count) + (count == 1 ? " frame" : " frames");
 }
 
 }  // namespace
 
-Window readWindow(const std::vector<std::string>& inputs, const Scale& scale, std::optional<int> first, bool counts) {
+Window readWindow(FrameSource& source, const WindowChoice& choice) {
   Window window;
-  std::string firstName;
-  std::string firstSize;
-  const auto receive = [&](Frame&& frame) {
-    if (window.given == 0) {
-      firstName = frame.name;
-      firstSize = sizeText(frame.pixels.size());
-      if (std::min(frame.pixels.cols, frame.pixels.rows) < smallestSide) {
-        refuse(frame,
-               "is " + firstSize + "; frames need at least " + std::to_string(smallestSide) + " pixels on each side");
-      }
-    }
-    if (sizeText(frame.pixels.size()) != firstSize) {
-      refuse(frame, "is " + sizeText(frame.pixels.size()) + " but " + firstName + " is " + firstSize +
-                        "; give frames of one size");
-    }
-    checkValues(frame, counts);
-
-    const int number = ++window.given;
-    if (first && (number < *first || number >= *first + windowSize)) {
-      return;
-    }
-    window.frames.push_back(std::move(frame));
-    if (window.frames.size() > windowSize) {
-      window.frames.erase(window.frames.begin());
-    }
-  };
-  for (const std::string& file : expandFolders(inputs)) {
-    readFrames(file, scale, receive);
+  window.given = static_cast<int>(source.count());
+  const std::string least = choice.least == 5 ? "five" : std::to_string(choice.least);
+  if (window.given < choice.least) {
+    const std::string where = source.files().empty() ? "" : source.files().front() + ": ";
+    throw Failure(ExitCode::badInput, where + framesInWords(window.given) + " given, but a reconstruction takes " +
+                                          least + "; add frames of the same burst");
   }
-
-  if (window.given < windowSize) {
-    throw Failure(ExitCode::badInput, (firstName.empty() ? "" : firstName + ": ") + std::to_string(window.given) +
-                                          (window.given == 1 ? " frame" : " frames") +
-                                          " given, but a reconstruction takes five; add frames of the same burst");
-  }
-  if (window.frames.size() < windowSize) {
-    throw Failure(ExitCode::usage, "--first " + std::to_string(*first) +
-                                       ": five frames from there on are more than the " + std::to_string(window.given) +
+  const int most = choice.most > 0 ? choice.most : window.given;
+  const int begin = choice.first ? *choice.first - 1 : std::max(0, window.given - most);
+  const int end = std::min(window.given, begin + most);
+  if (end - begin < choice.least) {
+    throw Failure(ExitCode::usage, "--first " + std::to_string(choice.first.value_or(1)) + ": " + least +
+                                       (choice.least == 1 ? " frame" : " frames") +
+                                       " from there on are more than the " + std::to_string(window.given) +
                                        " given; use a smaller number");
   }
+  for (int i = begin; i < end; ++i) {
+    window.frames.push_back(source.read(static_cast<std::size_t>(i)));
+    checkSize(window.frames.front(), window.frames.back());
+  }
+  window.notes = source.takeNotes();
+  dropUnusable(window, choice);
   return window;
+}
+
+int findReference(const Window& window, const std::string& text) {
+  const int count = static_cast<int>(window.frames.size());
+  if (text.empty()) {
+    return std::max(0, count - 4);
+  }
+  int back = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), back);
+  if (error == std::errc() && end == text.data() + text.size()) {
+    if (back < 0 || back >= count) {
+      throw Failure(ExitCode::usage, "--reference " + text + ": the " + framesInWords(count) +
+                                         " that are used count back from 0, the newest, to " +
+                                         std::to_string(count - 1));
+    }
+    return count - 1 - back;
+  }
+  const std::filesystem::path wanted = text;
+  for (int i = 0; i < count; ++i) {
+    const std::filesystem::path name = window.frames[static_cast<std::size_t>(i)].name;
+    if (name == wanted || name.filename() == wanted) {
+      return i;
+    }
+  }
+  throw Failure(ExitCode::usage, "--reference " + text + ": is none of the frames that are used, " +
+                                     window.frames.front().name + " .. " + window.frames.back().name);
 }
 
 }  // namespace movra::tool

@@ -4,19 +4,33 @@
 #include <string>
 #include <vector>
 
-#include "tools/movra-sr/io/Frames.h"
+#include "tools/movra-sr/io/FrameSource.h"
 
 namespace movra::tool {
 
-/// The frames that a reconstruction takes out of what the user gave.
-struct Window {
-  std::vector<Frame> frames;  ///< five, in order
-  int given = 0;              ///< frames there were in all
+/// Which frames are wanted.
+struct WindowChoice {
+  std::optional<int> first;  ///< number of the first one, from 1; else the last ones
+  int least = 1;
+  int most = 0;         ///< 0: all
+  bool counts = false;  ///< raw sensor values, not temperatures
+  /// Whether a frame without usable values is left out, with a reason; else it is refused.
+  bool leaveOut = false;
 };
 
-/// Reads the files (folders expanded) and keeps five frames: those from the `first` one on, counted from 1,
-/// or the last five. All frames are read and checked, five are held. Throws Failure for too few frames, sizes
-/// that differ, and frames without usable values; `counts` tells raw sensor values from temperatures.
-Window readWindow(const std::vector<std::string>& inputs, const Scale& scale, std::optional<int> first, bool counts);
+/// The frames that a reconstruction takes out of what the user gave.
+struct Window {
+  std::vector<Frame> frames;       ///< in order
+  int given = 0;                   ///< frames there were in all
+  std::vector<std::string> notes;  ///< what the user should know: files skipped, frames left out and why
+};
+
+/// Reads the frames that are wanted, those from the first one on, or the last; others are not looked at. Throws Failure for
+/// too few frames, sizes that differ, and, unless it is left out, a frame without usable values.
+Window readWindow(FrameSource& source, const WindowChoice& choice);
+
+/// The place in the window of the frame that `text` names: a number, counted back from the newest (0), or a file. Empty
+/// text means the default: the fourth from the end, or the oldest of fewer. Throws Failure (wrong command line).
+int findReference(const Window& window, const std::string& text);
 
 }  // namespace movra::tool

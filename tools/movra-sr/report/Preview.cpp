@@ -22,12 +22,7 @@ constexpr int barWidth = 18;
 constexpr int labelWidth = 84;
 constexpr int ticks = 5;
 
-struct Range {
-  float low;
-  float high;
-};
-
-Range robustRange(const cv::Mat_<float>& image) {
+ValueRange robustRange(const cv::Mat_<float>& image) {
   std::vector<float> values;
   values.reserve(image.total());
   std::copy_if(image.begin(), image.end(), std::back_inserter(values), [](float v) { return std::isfinite(v); });
@@ -39,8 +34,8 @@ Range robustRange(const cv::Mat_<float>& image) {
     std::nth_element(values.begin(), nth, values.end());
     return *nth;
   };
-  const Range range{percentile(0.005), percentile(0.995)};
-  return range.high > range.low ? range : Range{range.low, range.low + 1};
+  const ValueRange range{percentile(0.005), percentile(0.995)};
+  return range.high > range.low ? range : ValueRange{range.low, range.low + 1};
 }
 
 /// The unit in the letters that can be drawn, which are those of ASCII.
@@ -53,7 +48,7 @@ std::string drawable(std::string unit) {
 }
 
 /// The range as levels 0 .. 255; what is not finite is 0.
-cv::Mat_<unsigned char> levels(const cv::Mat_<float>& image, const Range& range) {
+cv::Mat_<unsigned char> levels(const cv::Mat_<float>& image, const ValueRange& range) {
   cv::Mat_<unsigned char> level(image.size());
   const float scale = 255 / (range.high - range.low);
   std::transform(image.begin(), image.end(), level.begin(), [&](float v) {
@@ -63,25 +58,17 @@ cv::Mat_<unsigned char> levels(const cv::Mat_<float>& image, const Range& range)
   return level;
 }
 
-cv::Mat_<cv::Vec3b> falseColour(const cv::Mat_<float>& image, const Range& range) {
-  cv::Mat coloured;
-  cv::applyColorMap(levels(image, range), coloured, cv::COLORMAP_INFERNO);
-  cv::Mat_<cv::Vec3b> result = coloured;
-  std::transform(image.begin(), image.end(), result.begin(), result.begin(),
-                 [](float v, const cv::Vec3b& colour) { return std::isfinite(v) ? colour : missing; });
-  return result;
-}
-
 void write(cv::Mat& canvas, const std::string& text, cv::Point baseline) {
   cv::putText(canvas, text, baseline, font, fontScale, ink, 1, cv::LINE_AA);
 }
 
-void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const Range& range, const std::string& unit) {
+void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const ValueRange& range, const std::string& unit,
+                   const Look& look) {
   cv::Mat_<float> ramp(place.height, place.width);
   for (int y = 0; y < ramp.rows; ++y) {
     ramp.row(y) = range.high - (range.high - range.low) * static_cast<float>(y) / static_cast<float>(ramp.rows - 1);
   }
-  falseColour(ramp, range).copyTo(canvas(place));
+  inColours(ramp, look, range).copyTo(canvas(place));
   const int decimals = range.high - range.low < 1 ? 3 : range.high - range.low < 10 ? 2 : 1;
   for (int tick = 0; tick < ticks; ++tick) {
     const int y = place.y + tick * (place.height - 1) / (ticks - 1);
@@ -95,20 +82,46 @@ void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const Range& range, c
 
 }  // namespace
 
+const std::vector<Palette>& palettes() {
+  static const std::vector<Palette> known = {{"inferno", cv::COLORMAP_INFERNO}, {"grey", -1},
+                                             {"hot", cv::COLORMAP_HOT},         {"plasma", cv::COLORMAP_PLASMA},
+                                             {"viridis", cv::COLORMAP_VIRIDIS}, {"turbo", cv::COLORMAP_TURBO}};
+  return known;
+}
+
+ValueRange rangeOf(const cv::Mat_<float>& image, const Look& look) {
+  return look.range ? *look.range : robustRange(image);
+}
+
+cv::Mat_<cv::Vec3b> inColours(const cv::Mat_<float>& image, const Look& look, const ValueRange& range) {
+  const auto palette = std::find_if(palettes().begin(), palettes().end(),
+                                    [&](const Palette& each) { return look.palette == each.name; });
+  cv::Mat coloured;
+  if (palette == palettes().end() || palette->colours < 0) {
+    cv::cvtColor(levels(image, range), coloured, cv::COLOR_GRAY2BGR);
+  } else {
+    cv::applyColorMap(levels(image, range), coloured, palette->colours);
+  }
+  cv::Mat_<cv::Vec3b> result = coloured;
+  std::transform(image.begin(), image.end(), result.begin(), result.begin(),
+                 [](float v, const cv::Vec3b& colour) { return std::isfinite(v) ? colour : missing; });
+  return result;
+}
+
 cv::Mat_<cv::Vec3b> drawPreview(const cv::Mat_<float>& bicubic, const cv::Mat_<float>& reconstruction,
-                                const std::string& unit) {
-  const Range range = robustRange(reconstruction);
+                                const std::string& unit, const Look& look) {
+  const ValueRange range = rangeOf(reconstruction, look);
   const int width = reconstruction.cols;
   const int height = reconstruction.rows;
   const int column = std::max(width, captionWidth);
   cv::Mat canvas(height + captionHeight + gap, 2 * column + 4 * gap + barWidth + labelWidth, CV_8UC3, background);
   const cv::Rect left(gap, captionHeight, width, height);
   const cv::Rect right(left.x + column + gap, captionHeight, width, height);
-  falseColour(bicubic, range).copyTo(canvas(left));
-  falseColour(reconstruction, range).copyTo(canvas(right));
+  inColours(bicubic, look, range).copyTo(canvas(left));
+  inColours(reconstruction, look, range).copyTo(canvas(right));
   write(canvas, "reference frame, bicubic", {left.x, captionHeight - 9});
   write(canvas, "super-resolution", {right.x, captionHeight - 9});
-  drawColourBar(canvas, {right.x + column + gap, captionHeight, barWidth, height}, range, unit);
+  drawColourBar(canvas, {right.x + column + gap, captionHeight, barWidth, height}, range, unit, look);
   return canvas;
 }
 

@@ -10,42 +10,74 @@ namespace {
 
 template <class... Values>
 std::string format(const char* pattern, Values... values) {
-  char text[256];
+  char text[320];
   std::snprintf(text, sizeof text, pattern, values...);
   return text;
 }
 
-std::string list(const std::vector<std::string>& names) {
+std::string faintFrames(const Reconstruction& result) {
   std::string text;
-  for (const std::string& name : names) {
-    text += (text.empty() ? "" : ", ") + name;
+  for (const FrameOutcome& frame : result.frames) {
+    if (frame.faint) {
+      text += (text.empty() ? "" : ", ") + frame.name;
+    }
   }
   return text;
 }
 
-std::string usableShare(const Reconstruction& result, std::size_t frame) {
-  if (frame >= result.masks.size()) {
-    return "       -  ";
+bool isNegligible(double roll) {
+  return std::abs(roll) < 0.05;
+}
+
+/// Both axes, one or none of them lack sub-pixel places.
+std::string spreadRemark(const Reconstruction& result) {
+  constexpr double narrow = 0.25;
+  const bool turned = std::any_of(result.frames.begin(), result.frames.end(),
+                                  [](const FrameOutcome& frame) { return !isNegligible(frame.roll); });
+  const Spread spread = spreadOf(result);
+  if (result.usedFrames() < 2 || turned || (spread.x >= narrow && spread.y >= narrow)) {
+    return {};
   }
-  const cv::Mat_<unsigned char>& mask = result.masks[frame];
-  return format("%7.1f%%  ", 100.0 * cv::countNonZero(mask) / static_cast<double>(mask.total()));
+  if (spread.x < narrow && spread.y < narrow) {
+    return "the frames do not move by fractions of a pixel, so that they add no detail to each other; expect "
+           "less noise only";
+  }
+  const bool lacksX = spread.x < narrow;
+  return format(
+      "the frames hardly differ by fractions of a pixel %s (spread %.2f of 1, %s %.2f); expect no more detail "
+      "in that direction",
+      lacksX ? "from left to right" : "from top to bottom", lacksX ? spread.x : spread.y,
+      lacksX ? "from top to bottom" : "from left to right", lacksX ? spread.y : spread.x);
 }
 
 }  // namespace
 
-std::string statusInWords(const Reconstruction& result, const Window& window) {
+bool isGood(const Reconstruction& result) {
+  return result.verdict == Verdict::good && faintFrames(result).empty();
+}
+
+std::string statusInWords(const Reconstruction& result) {
+  const int count = static_cast<int>(result.frames.size());
   switch (result.verdict) {
-    case Verdict::good:
-      return result.faint.empty()
+    case Verdict::good: {
+      const std::string faint = faintFrames(result);
+      if (!faint.empty()) {
+        return "degraded, values span less than 2, which is little structure to align by, in " + faint +
+               " (where frames are clean and the sr factor is high, the image is none the worse)";
+      }
+      return result.usedFrames() == count
                  ? "good, all frames could be aligned"
-                 : "degraded, values span less than 2, which is little structure to align by, in " + list(result.faint);
+                 : format("good, %d of %d frames could be aligned", result.usedFrames(), count);
+    }
+    case Verdict::singleFrame:
+      return count == 1 ? "degraded, made of one frame, which is sharper and holds no new detail"
+                        : "degraded, made of the reference alone, because no other frame could be aligned";
     case Verdict::tooFewUsablePixels:
       return "degraded, in at least one frame half of the pixels or more could not be aligned (motion in the "
-             "scene, "
-             "roll, noise); little is gained over enlarging one frame";
+             "scene, roll, noise, a jump of level); little is gained over enlarging one frame";
     case Verdict::displacementTooLarge:
       return format("degraded, a frame lies more than %d pixels (a tenth of the height) off the reference",
-                    window.frames.front().pixels.rows / 10);
+                    result.image.rows / 20);
     case Verdict::registrationFailed:
       break;
   }
@@ -54,16 +86,20 @@ std::string statusInWords(const Reconstruction& result, const Window& window) {
          "); take another --reference or other frames";
 }
 
-std::string remark(const Reconstruction& result) {
-  constexpr float negligible = 0.05f;  // pixels
-  const auto isWhole = [](float shift) { return std::abs(shift - std::round(shift)) < negligible; };
-  const bool sameGrid = std::all_of(result.shifts.begin(), result.shifts.end(),
-                                    [&](const cv::Point2f& s) { return isWhole(s.x) && isWhole(s.y); });
-  if (result.verdict != Verdict::good || !sameGrid) {
-    return {};
+std::vector<std::string> remarks(const Reconstruction& result) {
+  std::vector<std::string> texts;
+  for (const FrameOutcome& frame : result.frames) {
+    if (frame.patched) {
+      texts.push_back(frame.name + ": a bad pixel had no good neighbours and took a fallback value");
+    }
+    if (!frame.used) {
+      texts.push_back(frame.name + ": left out, " + frame.reason);
+    }
   }
-  return "the frames do not move by fractions of a pixel, so that they add no detail to each other; expect "
-         "less noise only";
+  if (const std::string spread = spreadRemark(result); result.verdict == Verdict::good && !spread.empty()) {
+    texts.push_back(spread);
+  }
+  return texts;
 }
 
 std::string srFactorInWords(const Reconstruction& result) {
@@ -72,17 +108,28 @@ std::string srFactorInWords(const Reconstruction& result) {
   }
   const double framesPerPixel = 4 * (static_cast<double>(result.srFactor) - 1) + 1;
   return format("%.2f of 2.00, on average %.1f of %d frames back a pixel", static_cast<double>(result.srFactor),
-                framesPerPixel, windowSize);
+                framesPerPixel, static_cast<int>(result.frames.size()));
 }
 
-std::string frameTable(const Reconstruction& result, const Window& window, const Parameters& parameters) {
+std::string statisticsInWords(const Statistics& statistics, const std::string& unit) {
+  const double span = statistics.maximum - statistics.minimum;
+  const int decimals = span < 1 ? 3 : span < 1000 ? 2 : 0;
+  return format("minimum %.*f, mean %.*f, maximum %.*f%s of the %dx%d pixels that all frames have seen", decimals,
+                statistics.minimum, decimals, statistics.mean, decimals, statistics.maximum,
+                unit.empty() ? "" : (' ' + unit).c_str(), statistics.inside.width, statistics.inside.height);
+}
+
+std::string frameTable(const Reconstruction& result) {
   std::string table =
-      "      dx       dy   usable  frame (dx, dy: position against the reference in pixels, right and "
-      "down)\n";
-  for (std::size_t i = 0; i < result.shifts.size(); ++i) {
-    table += format("%8.3f %8.3f ", static_cast<double>(result.shifts[i].x), static_cast<double>(result.shifts[i].y)) +
-             usableShare(result, i) + window.frames[i].name +
-             (static_cast<int>(i) == parameters.referenceSlot() ? " (reference)\n" : "\n");
+      "frames (dx, dy: position against the reference in pixels, right and down; roll in degrees, clockwise)\n"
+      "      dx       dy    roll    zoom  blocks  usable  level  frame\n";
+  const auto percent = [](double share) { return share < 0 ? std::string("     -") : format("%5.1f%%", 100 * share); };
+  for (std::size_t i = 0; i < result.frames.size(); ++i) {
+    const FrameOutcome& frame = result.frames[i];
+    table += format("%8.3f %8.3f %7.3f %6.2f%%  %s  %s %6.2f  ", frame.shift.x, frame.shift.y, frame.roll, frame.zoom,
+                    percent(frame.agreement).c_str(), percent(frame.usable).c_str(), frame.offset) +
+             frame.name + (static_cast<int>(i) == result.reference ? " (reference)" : "") +
+             (frame.used ? "\n" : " (left out: " + frame.reason + ")\n");
   }
   return table;
 }

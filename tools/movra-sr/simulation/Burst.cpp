@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "tools/movra-sr/simulation/Optics.h"
@@ -55,8 +54,8 @@ std::string shiftsAsCsv(const SimulatedBurst& burst, const std::vector<std::stri
   return table.str();
 }
 
-std::string describeBurst(const SimulatedBurst& burst, const SimulatedCamera& camera,
-                          const std::vector<std::string>& names) {
+nlohmann::ordered_json describeBurst(const SimulatedBurst& burst, const SimulatedCamera& camera,
+                                     const std::vector<std::string>& names) {
   using Json = nlohmann::ordered_json;
   const MotionModel& motion = camera.motion;
   const FaultModel& faults = camera.faults;
@@ -97,7 +96,7 @@ std::string describeBurst(const SimulatedBurst& burst, const SimulatedCamera& ca
   for (const Defect& defect : burst.defects) {
     defects.push_back({{"x", defect.pixel.x}, {"y", defect.pixel.y}, {"kind", nameOf(defect.kind)}});
   }
-  return document.dump(2) + '\n';
+  return document;
 }
 
 }  // namespace movra::tool

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
@@ -43,8 +44,8 @@ SimulatedBurst simulateBurst(const cv::Mat_<float>& scene, const SimulatedCamera
 /// minus the position in the reference, low-resolution pixels, x to the right, y downward.
 std::string shiftsAsCsv(const SimulatedBurst& burst, const std::vector<std::string>& names);
 
-/// All there is to know about the burst but its pixels, as a JSON document.
-std::string describeBurst(const SimulatedBurst& burst, const SimulatedCamera& camera,
-                          const std::vector<std::string>& names);
+/// All there is to know about the burst but its pixels.
+nlohmann::ordered_json describeBurst(const SimulatedBurst& burst, const SimulatedCamera& camera,
+                                     const std::vector<std::string>& names);
 
 }  // namespace movra::tool

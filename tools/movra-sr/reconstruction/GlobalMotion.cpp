@@ -1,4 +1,4 @@
-#include "tools/movra-sr/reconstruction/Reconstruction.h"
+#include "tools/movra-sr/reconstruction/GlobalMotion.h"
 
 #include <unistd.h>
 
@@ -27,7 +27,7 @@ constexpr float factor = 2;
 
 template <class Engine>
 void configure(Engine& engine, const Parameters& parameters) {
-  engine.setReferenceIndex(parameters.referenceIndex);
+  engine.setReferenceIndex(engineWindow - 1 - parameters.referenceSlot);
   const auto set = [&](auto setter, const auto& value) {
     if (value) {
       (engine.*setter)(*value);
@@ -50,24 +50,24 @@ double valueSpan(const cv::Mat_<float>& image) {
   return high - low;
 }
 
+/// Adds the frames to the engine and what is known of them to the result.
 template <class Engine>
 void addFrames(Engine& engine, const std::vector<Frame>& window, Reconstruction& result) {
   for (const Frame& frame : window) {
-    if (valueSpan(frame.pixels) < static_cast<double>(engine.getMinStructureThreshold())) {
-      result.faint.push_back(frame.name);
-    }
+    FrameOutcome outcome;
+    outcome.name = frame.name;
+    outcome.faint = valueSpan(frame.pixels) < static_cast<double>(engine.getMinStructureThreshold());
     if (std::is_same_v<Engine, VectorEngine> && !cv::checkRange(frame.pixels)) {
       throw Failure(ExitCode::badInput, frame.name +
                                             ": has pixels that are not finite numbers, and --engine vector "
                                             "repairs none; use --engine production");
     }
     try {
-      if (engine.addFrame(frame.pixels) < 0) {
-        result.patched.push_back(frame.name);
-      }
+      outcome.patched = engine.addFrame(frame.pixels) < 0;
     } catch (const Exception& refusal) {
       refuseFrame(frame, refusal.what());
     }
+    result.frames.push_back(outcome);
   }
 }
 
@@ -86,11 +86,35 @@ Verdict verdictOf(float status) {
 }
 
 template <class Engine>
+void takeShifts(const Engine& engine, Reconstruction& result) {
+  std::vector<cv::Point2f> shifts;
+  engine.getCompleteShifts(shifts);
+  for (std::size_t i = 0; i < result.frames.size(); ++i) {
+    result.frames[i].shift = shifts[i];
+  }
+}
+
+template <class Engine>
+void takeMasks(const Engine& engine, Reconstruction& result) {
+  std::vector<cv::Mat_<unsigned char>> masks;
+  engine.getMasks(masks);
+  result.coverage.create(masks.front().size());
+  result.coverage = 0;
+  for (std::size_t i = 0; i < result.frames.size(); ++i) {
+    result.frames[i].usable = cv::countNonZero(masks[i]) / static_cast<double>(masks[i].total());
+    cv::Mat_<unsigned short> used;
+    cv::Mat(masks[i] != 0).convertTo(used, CV_16U, 1. / 255);
+    result.coverage += used;
+  }
+}
+
+template <class Engine>
 Reconstruction run(const std::vector<Frame>& window, const Parameters& parameters) {
   const cv::Size size = window.front().pixels.size();
-  Engine engine(size.width, size.height, windowSize, factor);
+  Engine engine(size.width, size.height, engineWindow, factor);
   configure(engine, parameters);
   Reconstruction result;
+  result.reference = parameters.referenceSlot;
   addFrames(engine, window, result);
   float status = 0;
   try {
@@ -108,17 +132,21 @@ Reconstruction run(const std::vector<Frame>& window, const Parameters& parameter
   if (result.verdict == Verdict::good) {
     result.srFactor = status;
   }
-  engine.getCompleteShifts(result.shifts);
+  takeShifts(engine, result);
   // The vector engine hands out a part of its masks only.
   if constexpr (!std::is_same_v<Engine, VectorEngine>) {
-    engine.getMasks(result.masks);
+    takeMasks(engine, result);
   }
+  result.figures = {{"psf_sigma", static_cast<double>(engine.getPsfSigma())},
+                    {"tv_weight", static_cast<double>(engine.getWeightTV())},
+                    {"iterations", engine.getMaxCGIters()},
+                    {"relative_residue", static_cast<double>(engine.getRelativeResidue())}};
   return result;
 }
 
 }  // namespace
 
-Reconstruction reconstruct(const std::vector<Frame>& window, const Parameters& parameters) {
+Reconstruction reconstructGlobally(const std::vector<Frame>& window, const Parameters& parameters) {
   const DivertedDescriptor divertedReport(STDOUT_FILENO, DivertedDescriptor::nowhere);
   switch (parameters.engine) {
     case Engine::vector:

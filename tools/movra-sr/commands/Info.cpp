@@ -1,0 +1,41 @@
+#include <tiffio.h>
+#include <opencv2/core.hpp>
+#include <thread>
+
+#include "tools/movra-sr/commands/Cameras.h"
+#include "tools/movra-sr/commands/Commands.h"
+#include "vision/superresolution/LibraryInfo.h"
+
+namespace movra::tool {
+
+namespace {
+
+ExitCode tellAll(Console& console) {
+  const std::string tiff = TIFFGetVersion();
+  const std::pair<const char*, std::string> facts[] = {
+      {"library", vision::libraryVersion()},
+      {"instruction_set", vision::instructionSetInUse()},
+      {"threads", std::to_string(std::max(1U, std::thread::hardware_concurrency()))},
+      {"opencv", cv::getVersionString()},
+      {"tiff", tiff.substr(0, tiff.find('\n'))}};
+  console.say("movra-sr " MOVRA_SR_VERSION);
+  for (const auto& [key, value] : facts) {
+    std::string words = key;
+    std::replace(words.begin(), words.end(), '_', ' ');
+    console.say(words + ": " + value);
+    console.document[key] = value;
+  }
+  listCameras(console);
+  return ExitCode::done;
+}
+
+}  // namespace
+
+void addInfo(CLI::App& application, Console& console, Action& chosen) {
+  CLI::App* command = application.add_subcommand("info", "Version, instruction set, libraries and known cameras");
+  addConsoleOptions(*command, console);
+  command->footer("Example:\n  movra-sr info --json");
+  command->callback([&] { chosen = [&] { return tellAll(console); }; });
+}
+
+}  // namespace movra::tool

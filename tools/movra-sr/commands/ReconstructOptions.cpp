@@ -1,0 +1,224 @@
+#include "tools/movra-sr/commands/ReconstructOptions.h"
+
+#include <cmath>
+#include <functional>
+
+#include "tools/movra-sr/commands/Cameras.h"
+#include "tools/movra-sr/commands/Commands.h"
+#include "tools/movra-sr/commands/Help.h"
+#include "tools/movra-sr/io/ImageWriter.h"
+
+namespace movra::tool {
+
+namespace {
+
+/// An option whose values have names.
+template <class Value>
+CLI::Option* addChoice(CLI::App& command, const char* name, std::vector<std::pair<std::string, Value>> values,
+                       const std::function<void(Value)>& receive, const char* text, const char* byDefault) {
+  std::vector<std::string> names;
+  for (const auto& [word, value] : values) {
+    names.push_back(word);
+  }
+  const auto take = [values, receive](const std::string& word) {
+    for (const auto& [each, value] : values) {
+      if (each == word) {
+        receive(value);
+      }
+    }
+  };
+  return command.add_option_function<std::string>(name, take, text)
+      ->check(CLI::IsMember(names))
+      ->type_name("NAME")
+      ->default_str(byDefault)
+      ->group(HelpFormatter::methodGroup);
+}
+
+/// "LOW,HIGH".
+void parseRange(const std::string& text, Look& look) {
+  const std::size_t comma = text.find(',');
+  double low = 0;
+  double high = 0;
+  if (comma == std::string::npos || !CLI::detail::lexical_cast(text.substr(0, comma), low) ||
+      !CLI::detail::lexical_cast(text.substr(comma + 1), high) || !(low < high) || !std::isfinite(high - low)) {
+    throw Failure(ExitCode::usage, "--range " + text + ": give LOW,HIGH, two numbers, the smaller one first");
+  }
+  look.range = ValueRange{static_cast<float>(low), static_cast<float>(high)};
+}
+
+[[noreturn]] void refuse(const std::string& reason) {
+  throw Failure(ExitCode::usage, reason);
+}
+
+void checkFiles(const ReconstructOptions& options) {
+  if (options.inputs.empty()) {
+    refuse("FRAMES is required: name the files, or their folder (see movra-sr reconstruct --help)");
+  }
+  if (options.output.empty()) {
+    refuse("--output is required: name the result's file (see movra-sr reconstruct --help)");
+  }
+  requireWritable(options.output, {options.sixteenBits ? Sample::uint16 : Sample::float32, {}});
+  if (!options.preview.empty()) {
+    requireExtension(options.preview, {".png"}, "the preview is a PNG file; name it .png");
+  } else if (options.look.range || options.look.isPaletteGiven) {
+    refuse("--range and --palette are for pictures; give --preview too");
+  }
+  if (!options.coverage.empty()) {
+    requireWritable(options.coverage, {});
+  }
+}
+
+}  // namespace
+
+void checkOptions(ReconstructOptions& options) {
+  options.sixteenBits |= lowerCaseExtension(options.output) == ".png";
+  checkFiles(options);
+  if (options.scale.gain == 0) {
+    refuse("--gain 0 would wipe out the frames");
+  }
+  const Parameters& parameters = options.parameters;
+  if (options.isRaw() && (parameters.counts || options.scale.gain != 1 || options.scale.offset != 0)) {
+    refuse("--nuc-low and --nuc-high make temperatures of counts; leave --counts, --gain and --offset out");
+  }
+  if (parameters.engine == Engine::vector && parameters.registration == RegistrationMethod::phase) {
+    refuse("--engine vector has no other registration than corners");
+  }
+  if (parameters.engine == Engine::reference && parameters.registration == RegistrationMethod::corners) {
+    refuse("--engine reference has no other registration than phase");
+  }
+  if (parameters.engine == Engine::vector && !options.badPixels.empty()) {
+    refuse("--engine vector repairs no pixels, so it cannot honour --bad-pixels");
+  }
+  if (parameters.engine == Engine::vector && !options.coverage.empty()) {
+    refuse("--engine vector does not tell which pixels it used, so it cannot write --coverage");
+  }
+}
+
+void addInputOptions(CLI::App& command, ReconstructOptions& options) {
+  command
+      .add_option("FRAMES", options.inputs,
+                  "Frames in order: PNG, TIFF, PGM, NPY or CSV files, folders (numbered files in natural order), - "
+                  "for standard input")
+      ->type_name("FILE");
+  const char* const input = "Input";
+  command
+      .add_option_function<std::string>(
+          "--raw", [&](const std::string& text) { options.raw = parseRawLayout(text); },
+          "The files are headerless 16-bit frames of this size; \",big\" for big-endian")
+      ->type_name("WxH[,big]")
+      ->group(input);
+  command.add_option("--first", options.first, "Number of the first frame that is used, from 1 [the last ones]")
+      ->check(CLI::Range(1, 1000000))
+      ->group(input);
+  command
+      .add_option("--reference", options.reference,
+                  "Frame whose grid the image gets: its file, or a number that counts back from the newest [3]")
+      ->type_name("FRAME")
+      ->group(input);
+  command.add_option("--gain", options.scale.gain, "Temperature = gain * value + offset")
+      ->check(finite())
+      ->capture_default_str()
+      ->group(input);
+  command.add_option("--offset", options.scale.offset, "See --gain")
+      ->check(finite())
+      ->capture_default_str()
+      ->group(input);
+  command.add_flag("--counts", options.parameters.counts, "The values are sensor counts (-32768 .. 32767)")
+      ->group(input);
+  CLI::Option* const low =
+      command
+          .add_option("--nuc-low", options.nucLow,
+                      "FILE=TEMPERATURE or FILE=IMAGE: counts of a cold uniform surface and the temperature that they "
+                      "show; with --nuc-high, turns 16-bit counts into temperatures, pixel by pixel")
+          ->type_name("FILE=...")
+          ->group(input);
+  low->needs(command.add_option("--nuc-high", options.nucHigh, "The same of a warm surface; see --nuc-low")
+                 ->needs(low)
+                 ->type_name("FILE=...")
+                 ->group(input));
+  command
+      .add_option("--bad-pixels", options.badPixels,
+                  "List of the sensor's bad pixels, as movra-sr bad-pixels makes it; they are left out")
+      ->type_name("FILE")
+      ->group(input);
+  command.add_option("--unit", options.unit, "Unit of the values, for pictures and descriptions")->group(input);
+}
+
+void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
+  Parameters& parameters = options.parameters;
+  const char* const method = HelpFormatter::methodGroup;
+  CLI::Option* const camera =
+      command
+          .add_option_function<std::string>(
+              "--camera",
+              [&](const std::string& text) {
+                options.listCameras = text == "list";
+                if (!options.listCameras) {
+                  parameters.psfSigma = psfSigmaOf(text);
+                }
+              },
+              "Camera and lens, such as \"m07 FOV 15\"; sets the PSF width; \"list\" names those that are known")
+          ->group(method);
+  command
+      .add_option("--psf-sigma", parameters.psfSigma,
+                  "Standard deviation of the point-spread function, high-resolution pixels [0.683]")
+      ->check(finiteWithin(0.01, 100))
+      ->excludes(camera)
+      ->group(method);
+  command
+      .add_option("--tv-weight", parameters.weightTV, "Weight of the data against smoothness; larger is sharper [400]")
+      ->check(finiteWithin(1, 1e30))
+      ->group(method);
+  command.add_option("--iterations", parameters.iterations, "Largest number of solver iterations [8]")
+      ->check(CLI::Range(1, 10000))
+      ->group(method);
+  command
+      .add_option("--relative-residue", parameters.relativeResidue,
+                  "Relative residue at which the solver stops [0.007]")
+      ->check(finiteWithin(1.1e-6, 1e30))
+      ->group(method);
+  addChoice<Engine>(
+      command, "--engine",
+      {{"production", Engine::production}, {"vector", Engine::vector}, {"reference", Engine::reference}},
+      [&](Engine engine) { parameters.engine = engine; },
+      "Engine: production; vector, which is made of 4-lane vector operations and takes bad pixels as they are; or "
+      "reference, plain loops with phase correlation",
+      "production");
+  addChoice<RegistrationMethod>(
+      command, "--registration", {{"corners", RegistrationMethod::corners}, {"phase", RegistrationMethod::phase}},
+      [&](RegistrationMethod registration) { parameters.registration = registration; },
+      "How shifts are found: corners (tracked) or phase (phase correlation)", "corners");
+  command
+      .add_option("--registration-error", parameters.registrationError,
+                  "Alignment residue up to which a pixel is used, at most 1 [0.0001]")
+      ->check(finiteWithin(1e-12, 1))
+      ->group(method);
+}
+
+void addLookOptions(CLI::App& command, Look& look) {
+  const char* const output = "Output";
+  std::vector<std::string> names;
+  for (const Palette& palette : palettes()) {
+    names.emplace_back(palette.name);
+  }
+  command
+      .add_option_function<std::string>(
+          "--palette",
+          [&look](const std::string& name) {
+            look.palette = name;
+            look.isPaletteGiven = true;
+          },
+          "Colours of pictures: " + CLI::detail::join(names, ", "))
+      ->check(CLI::IsMember(names))
+      ->type_name("NAME")
+      ->default_str(look.palette)
+      ->group(output);
+  command
+      .add_option_function<std::string>(
+          "--range", [&look](const std::string& text) { parseRange(text, look); },
+          "Values that the colours span, for series; else all but the outermost 0.5 % of the pixels")
+      ->type_name("LOW,HIGH")
+      ->group(output);
+}
+
+}  // namespace movra::tool

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <optional>
+
+namespace movra::tool {
+
+constexpr int engineWindow = 5;  ///< frames that an engine takes
+
+/// Whether each part of the image has its own shift in each frame, or each frame has one.
+enum class Motion { local, global };
+
+enum class Preset { fast, standard, best };
+
+enum class Engine {
+  production,
+  vector,     ///< 4-lane vector operations; repairs no bad pixels
+  reference,  ///< plain operators; shifts by phase correlation
+};
+
+/// How the whole-pixel shifts are found.
+enum class RegistrationMethod { corners, phase };
+
+/// What a user can set of the method. An empty value leaves the library's own.
+struct Parameters {
+  static constexpr int bestReference = -1;
+
+  Motion motion = Motion::local;
+  int referenceSlot = 0;  ///< in the window, oldest first; or bestReference, with local motion
+  bool counts = false;    ///< frames hold raw sensor values, not temperatures
+  std::optional<float> psfSigma;
+  std::optional<float> weightTV;
+  std::optional<int> iterations;
+  std::optional<float> relativeResidue;
+
+  // Global motion only.
+  Engine engine = Engine::production;
+  std::optional<RegistrationMethod> registration;
+  std::optional<float> registrationError;
+
+  // Local motion only.
+  Preset preset = Preset::standard;
+  int threads = 0;  ///< 0: as many as the processor runs at once
+  bool correctOffset = true;
+  bool findBadPixels = true;
+  bool correctPattern = true;
+};
+
+}  // namespace movra::tool
