@@ -6,6 +6,7 @@
 #include "vision/superresolution/detail/base/TransposeKernels.h"
 #include "vision/superresolution/detail/fft/FftBatchKernels.h"
 #include "vision/superresolution/detail/fft/FftKernels.h"
+#include "vision/superresolution/detail/localmotion/LocalMotionKernels.h"
 #include "vision/superresolution/detail/operators/PsfKernels.h"
 #include "vision/superresolution/detail/registration/PatchKernels.h"
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
@@ -20,6 +21,7 @@ MOVRA_KERNEL_DISPATCH(FftBatchKernels, fftBatchKernels)
 MOVRA_KERNEL_DISPATCH(FftKernels, fftKernels)
 MOVRA_KERNEL_DISPATCH(FrameKernels, frameKernels)
 MOVRA_KERNEL_DISPATCH(PatchKernels, patchKernels)
+MOVRA_KERNEL_DISPATCH(LocalMotionKernels, localMotionKernels)
 MOVRA_KERNEL_DISPATCH(PsfKernels, psfKernels)
 MOVRA_KERNEL_DISPATCH(RegistrationKernels, registrationKernels)
 MOVRA_KERNEL_DISPATCH(SolverKernels, solverKernels)

@@ -77,7 +77,31 @@ void FramePsfs::setSigma(float newSigma) {
   }
 }
 
+// The Gaussian with its middle `shift` high-resolution pixels before that of the taps.
+void FramePsfs::moveGaussian(float shift, float* moved) const {
+  const float inverseWidth = 1.0f / (sigma * 1.4142135f);
+  const float middle = static_cast<float>(tapCount / 2) - shift;
+  float lower = approximateErf(-middle * inverseWidth);
+  float sum = 0;
+  for (int j = 0; j < tapCount; ++j) {
+    const float upper = approximateErf((static_cast<float>(j + 1) - middle) * inverseWidth);
+    moved[j] = 0.5f * (upper - lower);
+    sum += moved[j];
+    lower = upper;
+  }
+  for (int j = 0; j < tapCount; ++j) {
+    moved[j] /= sum;
+  }
+}
+
 void FramePsfs::moveTo(int count, const cv::Point_<float>* shifts) {
+  if (placement == PsfPlacement::movedGaussian) {
+    for (int k = 0; k < count; ++k) {
+      moveGaussian(shifts[k].x * factor, x(k));
+      moveGaussian(shifts[k].y * factor, y(k));
+    }
+    return;
+  }
   const auto move = placement == PsfPlacement::anyFactor ? movePsfFar : movePsf;
   for (int k = 0; k < count; ++k) {
     move(base(), tapCount, shifts[k].x * factor, x(k));

@@ -11,7 +11,10 @@ enum class PsfPlacement {
   /// The middle lies between the two middle taps, and shifts are shorter than one tap.
   evenTaps,
   /// The PSF is centred on the high-resolution pixels of a low-resolution one at any whole factor, and moves by any shift.
-  anyFactor
+  anyFactor,
+  /// As evenTaps, but the Gaussian itself is moved, and then its mass taken in each pixel: moving by interpolation between
+  /// taps would widen it by the variance f (1 - f), f the fraction of a pixel.
+  movedGaussian
 };
 
 /// The PSFs of the frames of a reconstruction: a Gaussian on the high-resolution grid, moved by each frame's shift. A PSF
@@ -38,6 +41,8 @@ class FramePsfs {
   float* y(int k) const { return psfY.get() + static_cast<std::ptrdiff_t>(k) * tapCount; }
 
  private:
+  void moveGaussian(float shift, float* moved) const;
+
   int tapCount;
   float factor;
   PsfPlacement placement;

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <functional>
+
+namespace movra::vision {
+
+/// Trade between time and picture: iterations, relative residue, and the motion that a tile may have inside, in pixels.
+enum class LocalMotionPreset {
+  fast,      ///< 8 iterations, 0.007, 0.2
+  standard,  ///< 12 iterations, 0.002, 0.12
+  best,      ///< 40 iterations, 0.001, 0.08
+};
+
+/// Parameters of LocalMotionSuperResolution. A value of 0 stands for the rule named in the comment.
+struct LocalMotionOptions {
+  /// Reference value that asks for the frame in the middle of the burst, or the first with a valid pixel.
+  static constexpr int bestReference = -1;
+
+  LocalMotionPreset preset = LocalMotionPreset::standard;
+
+  /// Index of the frame whose grid the result has, 0 ... frames - 1, or bestReference.
+  int reference = bestReference;
+
+  /// Valid values, bounds included; other pixels count as bad. Default: temperatures in degrees Celsius, as everywhere
+  /// in the library.
+  float lowestValid = -274;
+  float highestValid = 5000;
+
+  /// Standard deviation of the whole blur (optics and pixel area) in high-resolution pixels, 0.3 ... 2.
+  double psfSigma = 0.683;
+
+  /// Standard deviation of the Gaussian whose mass in each high-resolution pixel is the solver's PSF, 0.14 ... 2.
+  /// 0: sqrt(psfSigma^2 - 1/12), since such a pixel has the variance 1/12.
+  double solverSigma = 0;
+
+  /// Inverse strength of the total-variation term, 1 ... 10000. 0: from the residual of a first fit.
+  double weightTV = 0;
+
+  /// Budget of conjugate-gradient iterations per tile, 1 ... 1000, and relative residue at which a solve ends,
+  /// 1e-6 ... 1. 0: from the preset.
+  int iterations = 0;
+  double relativeResidue = 0;
+
+  /// Side of a tile without its margin in low-resolution pixels, 8 ... 4096. 0: from the motion.
+  int tileCore = 0;
+
+  /// Misalignment in low-resolution pixels beyond which a pixel is masked, 0.05 ... 10. 0: 0.5, or 0.15 for frames with
+  /// local motion.
+  double alignmentError = 0;
+
+  /// Share of agreeing blocks below which a frame is left out, 0 ... 1.
+  double leastAgreement = 0.25;
+
+  /// Takes the difference of each frame's level to the reference's out (the median difference).
+  bool correctOffset = true;
+
+  /// Runs jobs 0 ... n - 1, in any order and on any number of threads, and returns when all are done. Results have the same
+  /// bits for each. None: one after the other on the caller's thread. A job does not throw.
+  std::function<void(int jobs, const std::function<void(int)>& job)> runJobs;
+
+  /// Called on the caller's thread with the share of the work done, 0 ... 1; false ends the reconstruction.
+  std::function<bool(double done)> progress;
+};
+
+}  // namespace movra::vision

@@ -1,0 +1,106 @@
+#include "vision/superresolution/LocalMotionSuperResolution.h"
+
+#include <cmath>
+
+#include "movra/Exception.h"
+#include "vision/superresolution/detail/localmotion/LocalMotionBurst.h"
+
+namespace movra::vision {
+
+namespace {
+
+constexpr int smallestSide = 8;
+constexpr int largestSide = 16384;
+
+void require(bool holds, const char* text) {
+  if (!holds) {
+    MOVRA_THROW(text);
+  }
+}
+
+bool isWithin(double value, double low, double high) {
+  return value >= low && value <= high;
+}
+
+void checkOptions(const LocalMotionOptions& o) {
+  require(o.reference >= LocalMotionOptions::bestReference, "reference is neither a frame nor bestReference");
+  require(o.lowestValid < o.highestValid, "lowestValid is not below highestValid");
+  require(isWithin(o.psfSigma, 0.3, 2), "psfSigma is not within 0.3 ... 2");
+  require(o.solverSigma == 0 || isWithin(o.solverSigma, 0.14, 2), "solverSigma is not within 0.14 ... 2");
+  require(o.weightTV == 0 || isWithin(o.weightTV, 1, 10000), "weightTV is not within 1 ... 10000");
+  require(o.iterations == 0 || isWithin(o.iterations, 1, 1000), "iterations is not within 1 ... 1000");
+  require(o.relativeResidue == 0 || isWithin(o.relativeResidue, 1e-6, 1), "relativeResidue is not within 1e-6 ... 1");
+  require(o.tileCore == 0 || isWithin(o.tileCore, 8, 4096), "tileCore is not within 8 ... 4096");
+  require(o.alignmentError == 0 || isWithin(o.alignmentError, 0.05, 10), "alignmentError is not within 0.05 ... 10");
+  require(isWithin(o.leastAgreement, 0, 1), "leastAgreement is not within 0 ... 1");
+}
+
+}  // namespace
+
+const char* toString(LocalMotionStatus status) {
+  switch (status) {
+    case LocalMotionStatus::done:
+      return "the frames were joined into one image";
+    case LocalMotionStatus::singleFrame:
+      return "there is one frame: the image is its deconvolved enlargement";
+    case LocalMotionStatus::referenceAlone:
+      return "no frame could be aligned with the reference: the image is the reference's deconvolved enlargement";
+    case LocalMotionStatus::structureless:
+      return "the reference has one value throughout, and so has the image";
+    case LocalMotionStatus::noFrames:
+      return "there is no frame";
+    case LocalMotionStatus::noValidPixels:
+      return "the reference has no valid pixel";
+    case LocalMotionStatus::cancelled:
+      return "the reconstruction was cancelled";
+  }
+  return "unknown status";
+}
+
+const char* toString(FrameUse use) {
+  switch (use) {
+    case FrameUse::used:
+      return "used";
+    case FrameUse::noValidPixels:
+      return "left out: no valid pixel";
+    case FrameUse::notAligned:
+      return "left out: no motion aligns it with the reference";
+    case FrameUse::fewAgreeing:
+      return "left out: too few of its blocks agree with one motion";
+  }
+  return "unknown use";
+}
+
+LocalMotionSuperResolution::LocalMotionSuperResolution(int w, int h, const LocalMotionOptions& givenOptions)
+    : width(w), height(h), options(givenOptions) {
+  require(isWithin(w, smallestSide, largestSide), "width is not within 8 ... 16384");
+  require(isWithin(h, smallestSide, largestSide), "height is not within 8 ... 16384");
+  checkOptions(options);
+  burst = std::make_unique<detail::LocalMotionBurst>(width, height);
+}
+
+LocalMotionSuperResolution::~LocalMotionSuperResolution() = default;
+
+void LocalMotionSuperResolution::addFrame(const float* frame) {
+  require(frame != nullptr, "the frame is null");
+  burst->add(frame);
+}
+
+void LocalMotionSuperResolution::clearFrames() {
+  burst->clear();
+}
+
+int LocalMotionSuperResolution::frameCount() const {
+  return burst->count();
+}
+
+void LocalMotionSuperResolution::setBadPixels(const unsigned char* map) {
+  burst->setBadPixels(map);
+}
+
+LocalMotionResult LocalMotionSuperResolution::computeSR() {
+  require(options.reference < std::max(1, burst->count()), "the reference is not one of the frames");
+  return burst->reconstruct(options);
+}
+
+}  // namespace movra::vision

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+
+#include "movra/Export.h"
+#include "vision/superresolution/LocalMotionOptions.h"
+#include "vision/superresolution/LocalMotionResult.h"
+
+namespace movra::vision {
+
+namespace detail {
+class LocalMotionBurst;
+}
+
+/// Reconstruction of bursts from a moving hand: each part of the image has its own shift in each frame.
+///
+/// The motion of a frame is affine plus what its blocks say beyond that (roll, zoom, depth, rolling shutter). The image is
+/// solved on tiles so small that within each the shift hardly varies, by SrFloatMinimization, and the tiles are
+/// cross-faded. No frame is resampled. Bad pixels (flagged, NaN, infinite, out of range, listed) are masked.
+///
+/// Results are the same bit for bit on every instruction set and for any number of threads (LocalMotionOptions::runJobs).
+/// The class starts no thread of its own. It keeps copies of the frames; one thread at a time uses an object.
+class MOVRA_SUPERRESOLUTION_API LocalMotionSuperResolution {
+ public:
+  /// @param width,height size of a frame, at least 8 each
+  /// @throws movra::Exception for a size or an option out of its range, with its name
+  LocalMotionSuperResolution(int width, int height, const LocalMotionOptions& options = {});
+  ~LocalMotionSuperResolution();
+  LocalMotionSuperResolution(const LocalMotionSuperResolution&) = delete;
+  LocalMotionSuperResolution& operator=(const LocalMotionSuperResolution&) = delete;
+
+  /// Copies a frame, height x width, dense and row-major, to the end of the burst.
+  /// @throws movra::Exception if it is null; nothing is changed then
+  void addFrame(const float* frame);
+
+  /// Forgets all frames.
+  void clearFrames();
+
+  int frameCount() const;
+
+  /// Pixels of the sensor that are known to be bad, height x width, other than 0 where bad; null: none. Copied.
+  void setBadPixels(const unsigned char* map);
+
+  /// Reconstructs from all frames that were added, one or more. The frames stay as they are: a second call gives the same
+  /// bits.
+  LocalMotionResult computeSR();
+
+ private:
+  int width;
+  int height;
+  LocalMotionOptions options;
+  std::unique_ptr<detail::LocalMotionBurst> burst;
+};
+
+}  // namespace movra::vision

@@ -1,0 +1,105 @@
+#include "vision/superresolution/detail/localmotion/BlurredPyramid.h"
+
+#include <algorithm>
+
+#include "vision/superresolution/detail/localmotion/LocalMotionKernels.h"
+
+namespace movra::vision::detail {
+
+namespace {
+
+constexpr int blurRadius = 8;
+constexpr int smallestSide = 20;  // of the last level, where the image has it
+
+/// Gaussian of variance 3 filtered by the inverse of (1 4 1) / 6, whose impulse response is sqrt(3) z^|n| with
+/// z = sqrt(3) - 2 (M. Unser). One side and the middle; the whole sums to 1.
+struct BlurTaps {
+  float taps[blurRadius + 1];
+
+  BlurTaps() {
+    constexpr int reach = 24;
+    constexpr double ratio = 0.84648172489061413;  // exp(-1 / 6)
+    constexpr double pole = -0.26794919243112270;
+    double gauss[reach + 1];
+    double odd = ratio;  // ratio^(2 i + 1)
+    gauss[0] = 1;
+    for (int i = 0; i < reach; ++i) {
+      gauss[i + 1] = gauss[i] * odd;
+      odd *= ratio * ratio;
+    }
+    double inverse[2 * reach + 1];
+    inverse[0] = 1;
+    for (int i = 0; i < 2 * reach; ++i) {
+      inverse[i + 1] = inverse[i] * pole;
+    }
+    double exact[blurRadius + 1];
+    double total = 0;
+    for (int i = 0; i <= blurRadius; ++i) {
+      exact[i] = 0;
+      for (int j = -reach; j <= reach; ++j) {
+        exact[i] += gauss[j < 0 ? -j : j] * inverse[i < j ? j - i : i - j];
+      }
+      total += i == 0 ? exact[i] : 2 * exact[i];
+    }
+    for (int i = 0; i <= blurRadius; ++i) {
+      taps[i] = static_cast<float>(exact[i] / total);
+    }
+  }
+};
+
+const float splineTaps[2] = {4.0f / 6.0f, 1.0f / 6.0f};
+const float halvingTaps[3] = {6.0f / 16.0f, 4.0f / 16.0f, 1.0f / 16.0f};
+
+}  // namespace
+
+BlurredPyramid::BlurredPyramid(int width, int height) : source(width, height), between(width, height) {
+  while (true) {
+    images.push_back({PaddedImage(width, height), PaddedImage(width, height)});
+    if (std::min(width, height) < 2 * smallestSide) {
+      break;
+    }
+    width = (width + 1) / 2;
+    height = (height + 1) / 2;
+  }
+}
+
+void BlurredPyramid::make(const float* frame) {
+  static const BlurTaps blur;
+  for (int y = 0; y < source.height(); ++y) {
+    std::copy_n(frame + static_cast<std::ptrdiff_t>(y) * source.width(), source.width(), source.row(y));
+  }
+  source.mirror();
+  filter(source, blur.taps, blurRadius, images[0].coefficients);
+  for (std::size_t l = 0;; ++l) {
+    images[l].coefficients.mirror();
+    filter(images[l].coefficients, splineTaps, 1, images[l].values);
+    images[l].values.mirror();
+    if (l + 1 == images.size()) {
+      break;
+    }
+    filter(images[l].values, halvingTaps, 2, source);  // only level 0 needs the frame itself
+    PaddedImage& next = images[l + 1].coefficients;
+    for (int y = 0; y < next.height(); ++y) {
+      const float* const from = source.row(2 * y);
+      for (int x = 0; x < next.width(); ++x) {
+        next.row(y)[x] = from[2 * x];
+      }
+    }
+  }
+}
+
+void BlurredPyramid::filter(const PaddedImage& in, const float* taps, int radius, PaddedImage& out) {
+  const LocalMotionKernels& kernels = localMotionKernels();
+  for (int y = -radius; y < in.height() + radius; ++y) {
+    kernels.blurRow(in.row(y), taps, radius, in.width(), between.row(y));
+  }
+  for (int y = 0; y < in.height(); ++y) {
+    const float* rows[2 * PaddedImage::pad + 1];
+    for (int j = -radius; j <= radius; ++j) {
+      rows[radius + j] = between.row(y + j);
+    }
+    kernels.blurColumn(rows + radius, taps, radius, in.width(), out.row(y));
+  }
+}
+
+}  // namespace movra::vision::detail

@@ -1,0 +1,430 @@
+#include "vision/superresolution/detail/localmotion/LocalMotionBurst.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "movra/StopWatch.h"
+#include "vision/superresolution/detail/badpixels/ValueKey.h"
+#include "vision/superresolution/detail/localmotion/FrameFill.h"
+#include "vision/superresolution/detail/localmotion/FrameNoise.h"
+#include "vision/superresolution/detail/localmotion/MotionConsensus.h"
+#include "vision/superresolution/detail/localmotion/RobustStatistics.h"
+#include "vision/superresolution/detail/localmotion/TrustMasks.h"
+#include "vision/superresolution/detail/localmotion/WholePixelSearch.h"
+
+namespace movra::vision::detail {
+
+namespace {
+
+constexpr int fitIterations = 12;
+constexpr double fitResidue = 0.002;
+constexpr double fitWeight = 400;
+constexpr double weightPerNoise = 5;  // weight = 5 deviation / residual, within these limits
+constexpr double leastWeight = 15;
+constexpr double largestWeight = 400;
+constexpr int tileMargin = 6;
+constexpr double leastTrusted = 0.05;       // share of the reference's pixels
+constexpr double usualMisalignment = 0.5;   // pixels
+constexpr double localMisalignment = 0.15;  // with local motion: the field may be wrong where the depth steps
+
+/// How hard a preset tries.
+struct Effort {
+  int iterations;
+  double residue;
+  double motionPerTile;  // pixels by which the shift may vary across a core
+  int smallestCore;
+  int largestCore;
+};
+
+Effort effortOf(const LocalMotionOptions& options) {
+  Effort effort{12, 0.002, 0.12, 12, 64};
+  if (options.preset == LocalMotionPreset::fast) {
+    effort = {8, 0.007, 0.2, 16, 64};
+  } else if (options.preset == LocalMotionPreset::best) {
+    effort = {40, 0.001, 0.08, 8, 64};
+  }
+  if (options.iterations > 0) {
+    effort.iterations = options.iterations;
+  }
+  if (options.relativeResidue > 0) {
+    effort.residue = options.relativeResidue;
+  }
+  return effort;
+}
+
+}  // namespace
+
+void LocalMotionBurst::add(const float* frame) {
+  Frame added;
+  added.given.assign(frame, frame + static_cast<std::ptrdiff_t>(width) * height);
+  frames.push_back(std::move(added));
+}
+
+void LocalMotionBurst::setBadPixels(const unsigned char* map) {
+  if (map == nullptr) {
+    listedBad.clear();
+  } else {
+    listedBad.assign(map, map + static_cast<std::ptrdiff_t>(width) * height);
+  }
+}
+
+LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& options) {
+  const StopWatch total;
+  StopWatch stage;
+  const auto lap = [&](double& seconds) {
+    seconds += stage.stop();
+    stage.start();
+  };
+  LocalMotionResult result;
+  const JobRunner run(options.runJobs);
+  const auto goOn = [&](double done) { return !options.progress || options.progress(done); };
+  const auto cancelled = [&] {
+    result.status = LocalMotionStatus::cancelled;
+    result.image.release();
+    return result;
+  };
+  if (!prepare(options, result, run)) {
+    return result;
+  }
+  lap(result.seconds.preparation);
+  if (!goOn(0.1)) {
+    return cancelled();
+  }
+  findMotion(options, run);
+  lap(result.seconds.motion);
+  if (!goOn(0.25)) {
+    return cancelled();
+  }
+  const Effort effort = effortOf(options);
+  int core = options.tileCore;
+  if (core == 0) {
+    const double fitting = effort.motionPerTile / std::max(steepestMotion(), 1e-9);
+    core = static_cast<int>(
+        std::clamp(fitting, static_cast<double>(effort.smallestCore), static_cast<double>(effort.largestCore)));
+  }
+  markTrusted(options, run);
+  lap(result.seconds.masks);
+  SolverBurst burst = solverBurst(options);
+  result.weightTV = options.weightTV;
+  if (burst.referenceDeviation > 0) {
+    std::vector<std::vector<float>> residuals;
+    TiledReconstruction first(width, height, core, tileMargin, count());
+    first.fit(burst, {fitWeight, fitIterations, fitResidue}, run, true, residuals);
+    result.noise = residualDeviation(residuals, burst);
+    if (options.weightTV == 0) {
+      result.weightTV = std::clamp(weightPerNoise * burst.referenceDeviation / std::max(result.noise, 1e-30),
+                                   leastWeight, largestWeight);
+    }
+  }
+  lap(result.seconds.sensor);
+  if (!goOn(0.5)) {
+    return cancelled();
+  }
+  TiledReconstruction tiles(width, height, core, tileMargin, count());
+  const auto outcome = tiles.solve(
+      burst, {result.weightTV, effort.iterations, effort.residue}, run,
+      [&](double done) { return goOn(0.5 + 0.5 * done); }, result.image);
+  if (outcome.cancelled) {
+    return cancelled();
+  }
+  lap(result.seconds.solve);
+  result.tiles = outcome.tiles;
+  result.tileCore = core;
+  result.iterations = outcome.iterations;
+  result.psfSigma = burst.psfSigma;
+  report(result);
+  result.seconds.total = total.stop();
+  return result;
+}
+
+/// Good pixels, fill, level, blur. False if there is nothing to reconstruct from.
+bool LocalMotionBurst::prepare(const LocalMotionOptions& options, LocalMotionResult& result, const JobRunner& run) {
+  if (frames.empty()) {
+    result.status = LocalMotionStatus::noFrames;
+    return false;
+  }
+  run(count(), [&](int k) {
+    Frame& frame = frames[static_cast<std::size_t>(k)];
+    frame.pixels = frame.given;
+    frame.good.assign(frame.given.size(), 1);
+    frame.use = FrameUse::used;
+    frame.offset = 0;
+    frame.agreement = 1;
+    for (std::size_t i = 0; i < frame.given.size(); ++i) {
+      const float value = frame.given[i];
+      const bool valid = !isFlag(bitsOf(value)) && value >= options.lowestValid && value <= options.highestValid &&
+                         std::isfinite(value) && (listedBad.empty() || listedBad[i] == 0);
+      frame.good[i] = valid ? 1 : 0;
+    }
+    if (!fillBadPixels(frame.good, width, height, frame.pixels, frame.usable)) {
+      frame.use = FrameUse::noValidPixels;
+    }
+  });
+  reference = options.reference == LocalMotionOptions::bestReference ? count() / 2 : options.reference;
+  if (options.reference == LocalMotionOptions::bestReference) {
+    for (int i = 0; i < count() && frames[static_cast<std::size_t>(reference)].use != FrameUse::used; ++i) {
+      reference = i;
+    }
+  }
+  result.reference = reference;
+  const Frame& ref = frames[static_cast<std::size_t>(reference)];
+  if (ref.use != FrameUse::used) {
+    result.status = LocalMotionStatus::noValidPixels;
+    report(result);
+    return false;
+  }
+  run(count(), [&](int k) {
+    Frame& frame = frames[static_cast<std::size_t>(k)];
+    if (frame.use != FrameUse::used) {
+      return;
+    }
+    if (k != reference && options.correctOffset) {
+      takeOutLevel(frame, ref);
+    }
+    if (!frame.pyramid) {
+      frame.pyramid = std::make_unique<BlurredPyramid>(width, height);
+    }
+    frame.pyramid->make(frame.pixels.data());
+  });
+  std::vector<float> noises;
+  for (const Frame& frame : frames) {
+    if (frame.use == FrameUse::used) {
+      noises.push_back(static_cast<float>(estimateNoise(frame.pixels.data(), frame.pyramid->level(0).values)));
+    }
+  }
+  noise = static_cast<double>(medianOf(noises));
+  return true;
+}
+
+/// Takes the median difference to the reference out.
+void LocalMotionBurst::takeOutLevel(Frame& frame, const Frame& ref) {
+  std::vector<float> differences;
+  const std::size_t every = std::max<std::size_t>(1, frame.pixels.size() / 40000) | 1;
+  for (std::size_t i = 0; i < frame.pixels.size(); i += every) {
+    if (frame.good[i] != 0 && ref.good[i] != 0) {
+      differences.push_back(frame.pixels[i] - ref.pixels[i]);
+    }
+  }
+  const float level = medianOf(differences);
+  for (float& value : frame.pixels) {
+    value -= level;
+  }
+  frame.offset += static_cast<double>(level);
+}
+
+void LocalMotionBurst::findMotion(const LocalMotionOptions& options, const JobRunner& run) {
+  std::unique_ptr<AffineEstimation> estimation;
+  std::unique_ptr<BlockShifts> blocks;
+  const auto against = [&](int k) {
+    const MotionFrame ref = frames[static_cast<std::size_t>(k)].forMotion();
+    estimation = std::make_unique<AffineEstimation>(ref);
+    blocks = std::make_unique<BlockShifts>(ref, estimation->finest(), noise);
+  };
+  against(reference);
+  const auto motionOfAll = [&](bool search) {
+    run(count(), [&](int k) {
+      Frame& frame = frames[static_cast<std::size_t>(k)];
+      if (k == reference || frame.use == FrameUse::noValidPixels) {
+        frame.field = MotionField({}, width, height);
+        return;
+      }
+      if (search) {
+        frame.start = searchShift(*frames[static_cast<std::size_t>(reference)].pyramid, *frame.pyramid);
+      }
+      findMotionOf(frame, *estimation, *blocks, search ? estimation->coarsestLevel() : 0, options.leastAgreement,
+                   options.correctOffset);
+    });
+  };
+  motionOfAll(true);
+}
+
+void LocalMotionBurst::findMotionOf(Frame& frame, const AffineEstimation& estimation, const BlockShifts& blocks,
+                                    int coarsest, double leastAgreement, bool correctOffset) {
+  const MotionFrame seen = frame.forMotion();
+  AffineMotion motion = estimation.estimate(seen, frame.start, coarsest);
+  std::vector<BlockShift> shifts = blocks.measure(seen, motion);
+  frame.use = FrameUse::used;
+  frame.agreement = shareAgreeing(blocks, shifts, motion, width, height);
+  if (frame.agreement < 0.9) {
+    // Most blocks may share another motion: that of the scene behind something near, or the one around the start.
+    const auto tryBlocks = [&](const std::vector<BlockShift>& measured) {
+      const SharedMotion shared = findConsensus(blocks, measured, width, height);
+      if (shared.share > frame.agreement + 0.03) {
+        frame.agreement = shared.share;
+        motion = shared.motion;
+        shifts = measured;
+      }
+    };
+    tryBlocks(shifts);
+    if (frame.agreement < 0.6) {
+      tryBlocks(blocks.measure(seen, frame.start));
+    }
+  }
+  frame.field = MotionField(motion, width, height, blocks, shifts);
+  if (correctOffset) {
+    takeOutRemainder(frame, estimation);
+  }
+  if (frame.agreement < leastAgreement) {
+    frame.use = FrameUse::fewAgreeing;
+  }
+}
+
+/// Takes the median difference to the reference out that is left once the frame lies on it.
+void LocalMotionBurst::takeOutRemainder(Frame& frame, const AffineEstimation& estimation) {
+  std::vector<float> difference;
+  std::vector<unsigned char> inside;
+  estimation.finest().compare(*frame.pyramid, frame.field.affine(),
+                              frame.usable.empty() ? nullptr : frame.usable.data(), estimation.usable(), difference,
+                              inside);
+  std::vector<float> sample;
+  for (std::size_t i = 0; i < difference.size(); ++i) {
+    if (inside[i] != 0) {
+      sample.push_back(difference[i]);
+    }
+  }
+  const float level = medianOf(sample);
+  for (float& value : frame.pixels) {
+    value += level;
+  }
+  frame.offset -= static_cast<double>(level);
+}
+
+double LocalMotionBurst::steepestMotion() const {
+  double steepest = 0;
+  for (const Frame& frame : frames) {
+    if (frame.use == FrameUse::used) {
+      steepest = std::max(steepest, frame.field.steepest());
+    }
+  }
+  return steepest;
+}
+
+void LocalMotionBurst::markTrusted(const LocalMotionOptions& options, const JobRunner& run) {
+  const auto misalignmentOf = [&](const Frame& frame) {
+    return options.alignmentError > 0 ? options.alignmentError
+           : frame.field.isAffine()   ? usualMisalignment
+                                      : localMisalignment;
+  };
+  const TrustMasks masks(frames[static_cast<std::size_t>(reference)].forMotion(), noise);
+  run(count(), [&](int k) {
+    Frame& frame = frames[static_cast<std::size_t>(k)];
+    if (k == reference) {
+      frame.trusted.assign(frame.pixels.size(), 1);
+    } else if (frame.use == FrameUse::used) {
+      masks.mark(frame.forMotion(), frame.field, misalignmentOf(frame), frame.trusted);
+      const auto trusted = std::count(frame.trusted.begin(), frame.trusted.end(), 1);
+      if (static_cast<double>(trusted) < leastTrusted * static_cast<double>(frame.trusted.size())) {
+        frame.use = FrameUse::notAligned;
+        frame.trusted.clear();
+      }
+    } else {
+      frame.trusted.clear();
+    }
+  });
+}
+
+SolverBurst LocalMotionBurst::solverBurst(const LocalMotionOptions& options) const {
+  SolverBurst burst{width, height, {}, reference, 0, options.solverSigma};
+  if (burst.psfSigma == 0) {
+    // The taps integrate over a high-resolution pixel, which has a variance of its own.
+    constexpr double pixelVariance = 1. / 12;
+    constexpr double leastVariance = 0.02;
+    burst.psfSigma = std::sqrt(std::max(leastVariance, options.psfSigma * options.psfSigma - pixelVariance));
+  }
+  for (const Frame& frame : frames) {
+    const bool used = frame.use == FrameUse::used;
+    burst.frames.push_back(
+        {frame.pixels.data(), frame.good.data(), used ? frame.trusted.data() : nullptr, &frame.field});
+  }
+  const Frame& ref = frames[static_cast<std::size_t>(reference)];
+  double sum = 0, squares = 0, values = 0;
+  for (std::size_t i = 0; i < ref.pixels.size(); ++i) {
+    if (ref.good[i] != 0) {
+      sum += static_cast<double>(ref.pixels[i]);
+      values += 1;
+    }
+  }
+  const double mean = sum / values;
+  for (std::size_t i = 0; i < ref.pixels.size(); ++i) {
+    if (ref.good[i] != 0) {
+      const double d = static_cast<double>(ref.pixels[i]) - mean;
+      squares += d * d;
+    }
+  }
+  const double deviation = std::sqrt(squares / values);
+  burst.referenceDeviation = deviation > 1e-6 * std::abs(mean) && deviation > 1e-18 ? deviation : 0;
+  return burst;
+}
+
+double LocalMotionBurst::residualDeviation(const std::vector<std::vector<float>>& residuals,
+                                           const SolverBurst& burst) const {
+  std::vector<float> sizes;
+  for (std::size_t k = 0; k < frames.size(); ++k) {
+    if (burst.frames[k].trusted == nullptr) {
+      continue;
+    }
+    for (std::size_t i = 0; i < residuals[k].size(); ++i) {
+      if (!std::isnan(residuals[k][i]) && frames[k].good[i] != 0) {
+        sizes.push_back(std::abs(residuals[k][i]));
+      }
+    }
+  }
+  return 1.4826 * static_cast<double>(medianOf(sizes));
+}
+
+void LocalMotionBurst::report(LocalMotionResult& result) const {
+  result.reference = reference;
+  result.frames.clear();
+  result.usedFrames = 0;
+  const int columns = 9, rows = 7;
+  ShiftField& field = result.field;
+  field = {
+      columns, rows, 0, 0, static_cast<double>(width - 1) / (columns - 1), static_cast<double>(height - 1) / (rows - 1),
+      {}};
+  result.coverage.create(height, width);
+  result.coverage.setTo(0);
+  for (std::size_t k = 0; k < frames.size(); ++k) {
+    const Frame& frame = frames[k];
+    LocalMotionFrame told;
+    told.use = frame.use;
+    told.motion = frame.field.affine();
+    told.agreement = frame.agreement;
+    told.localMotion = frame.field.spread();
+    told.offset = frame.offset;
+    told.coverage = 0;
+    std::vector<cv::Point2f> shifts;
+    for (int i = 0; i < columns * rows; ++i) {
+      const auto s = frame.field.shiftAt(field.stepX * (i % columns), field.stepY * (i / columns));
+      shifts.emplace_back(static_cast<float>(s.x), static_cast<float>(s.y));
+    }
+    field.shifts.push_back(std::move(shifts));
+    if (frame.use == FrameUse::used && !frame.trusted.empty()) {
+      ++result.usedFrames;
+      double backed = 0;
+      for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+          const auto s = static_cast<int>(k) == reference ? AffineMotion::Shift{0, 0} : frame.field.shiftAt(x, y);
+          const int u = static_cast<int>(std::floor(x + s.x + 0.5)), v = static_cast<int>(std::floor(y + s.y + 0.5));
+          const std::size_t i =
+              static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
+          if (u >= 0 && u < width && v >= 0 && v < height && frame.trusted[i] != 0 &&
+              frame.good[static_cast<std::size_t>(v) * static_cast<std::size_t>(width) + static_cast<std::size_t>(u)] !=
+                  0) {
+            ++result.coverage(y, x);
+            backed += 1;
+          }
+        }
+      }
+      told.coverage = backed / (static_cast<double>(width) * height);
+    }
+    result.frames.push_back(told);
+  }
+  if (result.image.empty()) {
+    return;
+  }
+  result.status = count() == 1             ? LocalMotionStatus::singleFrame
+                  : result.usedFrames == 1 ? LocalMotionStatus::referenceAlone
+                                           : LocalMotionStatus::done;
+}
+
+}  // namespace movra::vision::detail

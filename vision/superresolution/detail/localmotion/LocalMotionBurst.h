@@ -1,0 +1,66 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "vision/superresolution/LocalMotionOptions.h"
+#include "vision/superresolution/LocalMotionResult.h"
+#include "vision/superresolution/detail/localmotion/AffineEstimation.h"
+#include "vision/superresolution/detail/localmotion/MotionField.h"
+#include "vision/superresolution/detail/localmotion/TiledReconstruction.h"
+
+namespace movra::vision::detail {
+
+/// The frames of a burst on their way from the sensor to the solver.
+class LocalMotionBurst {
+ public:
+  LocalMotionBurst(int width, int height) : width(width), height(height) {}
+
+  void add(const float* frame);
+  void clear() { frames.clear(); }
+  int count() const { return static_cast<int>(frames.size()); }
+  void setBadPixels(const unsigned char* map);
+
+  LocalMotionResult reconstruct(const LocalMotionOptions& options);
+
+ private:
+  struct Frame {
+    std::vector<float> given;
+    std::vector<float> pixels;  // offset taken out, bad ones filled
+    std::vector<char> good;
+    std::vector<unsigned char> usable;
+    std::vector<char> trusted;
+    std::unique_ptr<BlurredPyramid> pyramid;
+    MotionField field;
+    AffineMotion start;
+    double offset = 0;
+    double agreement = 1;
+    FrameUse use = FrameUse::used;
+
+    MotionFrame forMotion() const { return {pyramid.get(), usable.empty() ? nullptr : usable.data()}; }
+  };
+
+  bool prepare(const LocalMotionOptions& options, LocalMotionResult& result, const JobRunner& run);
+  void takeOutLevel(Frame& frame, const Frame& reference);
+  void findMotion(const LocalMotionOptions& options, const JobRunner& run);
+  void findMotionOf(Frame& frame, const AffineEstimation& estimation, const BlockShifts& blocks, int coarsest,
+                    double leastAgreement, bool correctOffset);
+  void takeOutRemainder(Frame& frame, const AffineEstimation& estimation);
+  void markTrusted(const LocalMotionOptions& options, const JobRunner& run);
+  void trustOverlap();
+  SolverBurst solverBurst(const LocalMotionOptions& options) const;
+  double residualDeviation(const std::vector<std::vector<float>>& residuals, const SolverBurst& burst) const;
+  void countCoverage(LocalMotionResult& result) const;
+  void report(LocalMotionResult& result) const;
+  double steepestMotion() const;
+
+  int width;
+  int height;
+  std::vector<Frame> frames;
+  std::vector<unsigned char> listedBad;
+  int reference = 0;
+  double noise = 0;
+  double referenceDeviation = 0;
+};
+
+}  // namespace movra::vision::detail

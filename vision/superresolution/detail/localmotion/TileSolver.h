@@ -1,0 +1,98 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include <opencv2/core.hpp>
+
+#include "vision/superresolution/SrFloatConvolution.h"
+#include "vision/superresolution/detail/localmotion/MotionField.h"
+#include "vision/superresolution/detail/operators/FramePsfs.h"
+
+namespace movra::vision::detail {
+
+template <class Mask>
+class TvSolver;
+
+/// A frame as the solver sees it.
+struct SolverFrame {
+  const float* pixels;       // height x width, all finite
+  const char* good;          // height x width on the frame's own grid, 0 where the pixel
+                             // must not count
+  const char* trusted;       // height x width on the reference's grid, 0 where the
+                             // motion is not right; null: nowhere
+  const MotionField* field;  // against the reference
+};
+
+/// Frames of a reconstruction, and what all tiles share.
+struct SolverBurst {
+  int width;
+  int height;
+  std::vector<SolverFrame> frames;
+  int reference;
+  double referenceDeviation;  // standard deviation of the reference frame
+  double psfSigma;            // of the Gaussian that the taps integrate over
+                              // high-resolution pixels
+};
+
+/// How hard to try.
+struct SolverEffort {
+  double weightTV;  // referred to the reference's standard deviation
+  int iterations;
+  double relativeResidue;
+};
+
+/// Solves one tile after the other, all of one size, by the solver of SrFloatMinimization, but with the PSF moved exactly.
+/// Everything is allocated at construction.
+class TileSolver {
+ public:
+  TileSolver(int tileWidth, int tileHeight, int frameCount);
+  ~TileSolver();
+
+  struct Outcome {
+    int iterations = 0;
+  };
+
+  /// Solves the tile whose first pixel is (left, top) of the reference.
+  Outcome solve(const SolverBurst& burst, const SolverEffort& effort, int left, int top);
+
+  /// The last tile, 2 tileHeight x 2 tileWidth.
+  const float* image() const { return result.get(); }
+
+  /// Writes what the last tile says about frame k less the frame, with the sign turned: frame - prediction, at the frame's
+  /// pixels that belong to the reference's columns [x0, x1) and rows [y0, y1) within the tile.
+  /// @param residual height x width on the frame's own grid
+  void subtractPrediction(const SolverBurst& burst, int k, int x0, int x1, int y0, int y1, float* residual);
+
+ private:
+  /// A frame's part in the tile.
+  struct Part {
+    int wholeX;
+    int wholeY;
+    cv::Point2f fraction;
+    bool takesPart;
+  };
+
+  bool gather(const SolverBurst& burst, std::size_t k, int left, int top, int slot);
+  double deviationOf(const float* pixels) const;
+
+  int tileWidth;
+  int tileHeight;
+  std::size_t tileSize;
+  std::unique_ptr<TvSolver<char>> minimization;
+  SrFloatConvolution convolution;
+  FramePsfs psf;  // of the frame that is predicted
+  std::unique_ptr<float[]> frameMemory;
+  std::unique_ptr<char[]> maskMemory;
+  std::unique_ptr<float[]> result;
+  std::unique_ptr<float[]> padded;      // the result with a margin, for predictions
+  std::unique_ptr<float[]> prediction;  // tileHeight x tileWidth
+  std::vector<float*> frames;           // those that take part, here and below
+  std::vector<char*> masks;
+  std::vector<cv::Point2f> fractions;
+  std::vector<Part> parts;  // of all frames
+  int tileLeft = 0;
+  int tileTop = 0;
+};
+
+}  // namespace movra::vision::detail
