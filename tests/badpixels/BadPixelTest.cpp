@@ -134,6 +134,27 @@ TEST(BadPixel, ReplacementsAreTheNearestGoodPixelOfEachDirectionByDistance) {
   EXPECT_EQ(rowsOf(list), (Rows{expected[0], bad[1], bad[2], bad[3]}));
 }
 
+template <class Integer>
+void expectTheSetIsFilledAndUsed() {
+  const BadPixel::Query query = BadPixel::computeReplacePixelQuery(2);
+  List list = listOf({rowOf(5, 5), rowOf(5, 6)}), expected = list.clone();
+  EXPECT_TRUE(BadPixel::calculateSingleReplacePixel(expected, 0, {20, 10}, query));
+  std::set<Integer> badPositions;
+  EXPECT_TRUE(BadPixel::calculateSingleReplacePixel(list, 0, {20, 10}, query, badPositions));
+  EXPECT_EQ(rowsOf(list), rowsOf(expected));
+  EXPECT_EQ(badPositions, (std::set<Integer>{105, 125}));
+  badPositions = {Integer{1}};  // a set that is not empty is believed
+  EXPECT_TRUE(BadPixel::calculateSingleReplacePixel(list, 0, {20, 10}, query, badPositions));
+  EXPECT_EQ(rowsOf(list)[0], Row(5, 5, 5, 6, 4, 5, 5, 4, 6, 5));
+}
+
+TEST(BadPixel, TheSetOfBadPositionsHasAnyIntegerType) {
+  expectTheSetIsFilledAndUsed<unsigned int>();
+  expectTheSetIsFilledAndUsed<int>();
+  expectTheSetIsFilledAndUsed<unsigned char>();
+  expectTheSetIsFilledAndUsed<std::int64_t>();
+}
+
 TEST(BadPixel, TheSimpleNeighbourhoodFallsThroughToTheNextDirection) {
   List corner = listOf({rowOf(0, 0)});
   EXPECT_TRUE(BadPixel::calculateSingleReplacePixel(corner, 0, {20, 10}, 3));

@@ -104,7 +104,7 @@ TEST_F(CornerRegistrationTest, ReportsFramesWithoutCommonTracks) {
     burst.prepare(frame);
     EXPECT_EQ(burst.run(0), -9);
     EXPECT_EQ(burst.masks[0], Mask(pixels, 1));
-    EXPECT_EQ(burst.shifts, std::vector<Shift>(2, Shift(-1, -1)));
+    EXPECT_EQ(burst.shifts, (std::vector<Shift>{{0, 0}, {-1, -1}}));
     EXPECT_EQ(burst.shifted[1], Image(pixels, -1));
   };
   expectNoTrack(Image(pixels, 25), frameOf(textured, {0, 0}));
@@ -117,6 +117,32 @@ TEST_F(CornerRegistrationTest, ReportsFramesWithoutCommonTracks) {
     };
   };
   expectNoTrack(frameOf(blobs(0), {0, 0}), frameOf(blobs(4), {0, 0}));
+}
+
+TEST_F(CornerRegistrationTest, AReferenceAloneNeedsNoCorners) {
+  Burst burst;
+  burst.prepare(Image(pixels, 25));
+  EXPECT_EQ(burst.run(), 0);
+  EXPECT_EQ(burst.shifts[0], Shift(0, 0));
+  EXPECT_EQ(burst.masks[0], Mask(pixels, 1));
+  EXPECT_EQ(burst.shifted[0], burst.frames[0]);
+
+  // A reference that comes before the frame that fails has its shift; the frame before both is as it was.
+  burst.prepareScene(textured, {{0, 0}, {1, 1}});
+  burst.prepare(Image(pixels, 25));
+  EXPECT_EQ(burst.run(2), -9);
+  EXPECT_EQ(burst.shifts, std::vector<Shift>(4, Shift(-1, -1)));
+  burst.registration.clearFrames();
+  burst.frames.clear();
+  burst.prepareScene(textured, {{0, 0}, {1, 1}});
+  burst.prepare(Image(pixels, 25));
+  EXPECT_EQ(burst.run(1), -9);
+  EXPECT_EQ(burst.shifts, (std::vector<Shift>{{-1, -1}, {0, 0}, {-1, -1}}));
+
+  cv::Mat_<float> none;
+  EXPECT_NO_THROW(burst.registration.extractCornersRefImage(none));
+  cv::Point_<int> coarse(7, 7);
+  EXPECT_EQ(burst.registration.registerWithCorners(0, 1, coarse), -9);
 }
 
 TEST_F(CornerRegistrationTest, AFrameThatDoesNotFitThrowsAfterTheOnesBeforeIt) {
@@ -146,15 +172,15 @@ TEST_F(CornerRegistrationTest, BoundsBothAxesByHalfTheHeight) {
     std::vector<Shift> complete;
     float* source = frame.data();
     float* target = moved.data();
-    detail::splitShifts(1, w, h, &source, &shift, &target, complete, "", 0);
-    return complete.at(0);
+    const bool within = detail::splitShifts(1, w, h, &source, &shift, &target, complete);
+    return std::pair(within, complete.at(0));
   };
   const float limit = 6;
   const float below = std::nextafter(limit, 0.0f);
-  EXPECT_EQ(trial({below, -below}), Shift(below, -below));
+  EXPECT_EQ(trial({below, -below}), std::pair(true, Shift(below, -below)));
   for (const float beyond : {limit, -limit, notANumber}) {
-    EXPECT_THROW(trial({beyond, 0}), Exception) << beyond;
-    EXPECT_THROW(trial({0, beyond}), Exception) << beyond;
+    EXPECT_FALSE(trial({beyond, 0}).first) << beyond;
+    EXPECT_FALSE(trial({0, beyond}).first) << beyond;
   }
 }
 
@@ -203,8 +229,10 @@ TEST_F(CornerRegistrationTest, RefusesWhatCannotBe) {
   Burst burst(3);
   EXPECT_THROW(burst.registration.prepareFrame(nullptr), Exception);
   burst.prepareScene(textured, {{0, 0}, {1, 1}, {2, 0}});
+  ASSERT_EQ(burst.run(), 0);
+  const std::vector<Shift> before = burst.registration.getCompleteShifts();
   burst.registration.clearFrames();
-  EXPECT_TRUE(burst.registration.getCompleteShifts().empty());
+  EXPECT_EQ(burst.registration.getCompleteShifts(), before);  // until the next registration
   burst.registration.prepareFrame(burst.frames[0].data());
   EXPECT_EQ(burst.run(), -9);  // one frame held, three asked for
 }

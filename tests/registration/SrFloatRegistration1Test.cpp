@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include <algorithm>
 #include <cmath>
 
@@ -21,22 +23,22 @@ using PhaseRun = RegistrationRun<SrFloatRegistration1>;
 
 TEST(CorrelationPeakTest, EveryPlaceIsASignedShiftAndTheFirstOfEqualMaximaCounts) {
   onEveryInstructionSet([] {
-    for (const auto& [width, height] : {std::pair(37, 5), std::pair(6, 4)}) {
-      Image surface(static_cast<std::size_t>(width * height), 2.0f);
-      EXPECT_EQ(detail::correlationPeak(surface.data(), width, height), cv::Point());  // flat
-      for (int i = width * height - 1; i > 0; --i) {
-        surface[static_cast<std::size_t>(i)] = 3.0f;
-        const cv::Point_<int> peak = detail::correlationPeak(surface.data(), width, height);
-        // Exactly half the size stays positive, also where integer division cuts an odd size.
-        EXPECT_EQ(peak.x, i % width - (i % width > width / 2 ? width : 0));
-        EXPECT_EQ(peak.y, i / width - (i / width > height / 2 ? height : 0));
-      }
-      surface[1] = notANumber;
-      EXPECT_EQ(detail::correlationPeak(surface.data(), width, height), cv::Point(2, 0));
-      for (const float first : {3.0f, notANumber}) {  // no peak above the first value
-        surface[0] = first;
-        EXPECT_EQ(detail::correlationPeak(surface.data(), width, height), cv::Point());
-      }
+    constexpr int width = 38, height = 5;
+    Image surface(width * height, 2.0f);
+    const auto peak = [&] { return detail::correlationPeak(surface.data(), width, height); };
+    EXPECT_EQ(peak(), cv::Point());  // flat
+    // From the last place to the first. Exactly half the size stays positive, also where division cuts an odd size.
+    for (const auto& [x, y, shift] :
+         {std::tuple(37, 4, cv::Point(-1, -1)), std::tuple(20, 3, cv::Point(-18, -2)),
+          std::tuple(19, 2, cv::Point(19, 2)), std::tuple(2, 0, cv::Point(2, 0)), std::tuple(1, 0, cv::Point(1, 0))}) {
+      surface[static_cast<std::size_t>(y * width + x)] = 3.0f;
+      EXPECT_EQ(peak(), shift);
+    }
+    surface[1] = notANumber;
+    EXPECT_EQ(peak(), cv::Point(2, 0));
+    for (const float first : {3.0f, notANumber}) {  // no peak above the first value
+      surface[0] = first;
+      EXPECT_EQ(peak(), cv::Point());
     }
   });
 }
@@ -106,13 +108,19 @@ TEST(SrFloatRegistration1Test, HoldsTheLastFrames) {
   }
   EXPECT_THROW(used.registration.prepareFrame(nullptr), Exception);
   used.registration.clearFrames();
-  EXPECT_TRUE(used.registration.getCompleteShifts().empty());
+  EXPECT_EQ(used.registration.getCompleteShifts(), fresh.registration.getCompleteShifts());
   EXPECT_EQ(used.run(), SrFloatRegistration1::noFrames);
 }
 
 TEST(SrFloatRegistration1Test, SizesAndRadiusMustFit) {
   EXPECT_THROW(SrFloatRegistration1(-1, 40, 5), std::bad_array_new_length);
-  EXPECT_THROW(SrFloatRegistration1(40, 10, 5), Exception);
+  EXPECT_THROW(SrFloatRegistration1(0, 10, 5), Exception);
+  for (const auto& [width, height] : {std::pair(8, 6), std::pair(1, 1), std::pair(40, 10)}) {
+    PhaseRun small(width, height, 2);  // takes a Gaussian that fits, and keeps the radius that was asked for
+    EXPECT_EQ(small.registration.getGaussRadius(), 5);
+    EXPECT_THROW(small.registration.setGaussRadius(5), Exception);
+    small.prepareAll({2, Image(static_cast<std::size_t>(width * height), 3)});
+  }
   PhaseRun r(40, 11, 2);
   for (const int radius : {-1, 6, std::numeric_limits<int>::max()}) {
     EXPECT_THROW(r.registration.setGaussRadius(radius), Exception);

@@ -35,9 +35,9 @@ int wrappingProduct(int a, int b) {
 
 /// Division of ints by a fixed divisor, towards zero, in a form that compilers vectorise.
 ///
-/// The reciprocal is too large by a little more than the rounding errors of its own and of the product, so
-/// that exact quotients do not fall below themselves; all others are at least 2^-31 of themselves away from
-/// the next integer.
+/// The reciprocal is rounded up by more than its own and the product's rounding error, so an exact quotient never comes
+/// out one too small. Any other quotient is at least 2^-31 (relative) below the next integer, so it never comes out one too
+/// large.
 class Divider {
  public:
   /// `divisor` is neither 0 nor -1: the quotient of the smallest int and -1 is no int.

@@ -3,6 +3,6 @@
 namespace movra::vision {
 
 SrFloatNeonRegistration::SrFloatNeonRegistration(int width, int height, int numFrames)
-    : CornerRegistration(width, height, numFrames, __FILE__) {}
+    : CornerRegistration(width, height, numFrames, "SrFloatNeonRegistration") {}
 
 }  // namespace movra::vision

@@ -13,7 +13,8 @@ namespace movra::vision {
 namespace {
 
 constexpr int defaultGaussRadius = 5;
-constexpr int sourceLine = 144;  // of "Too large displacement"
+// Line number in the location text of "Too large displacement". A fixed number that callers know, not this file's line.
+constexpr int sourceLine = 144;
 
 }  // namespace
 
@@ -75,7 +76,6 @@ void SrFloatRegistration1::prepareFrame(float* frame) {
 
 void SrFloatRegistration1::clearFrames() {
   frameCount = 0;
-  lastShifts.clear();
 }
 
 bool SrFloatRegistration1::holds(int count, int refIndex) const {
@@ -88,7 +88,9 @@ int SrFloatRegistration1::doRegistration(int count, int refIndex, float** frames
     return noFrames;
   }
   registerFrames(count, refIndex, frames, shifts, masks);
-  detail::splitShifts(count, width, height, frames, shifts, shiftedFrames, lastShifts, __FILE__, sourceLine);
+  if (!detail::splitShifts(count, width, height, frames, shifts, shiftedFrames, lastShifts)) {
+    detail::throwTooLargeDisplacement("SrFloatRegistration1", sourceLine);
+  }
   return 0;
 }
 

@@ -27,8 +27,9 @@ class PhaseRegistration;
 /// `numFrames` frames, never the caller's arrays; one thread at a time.
 ///
 /// A frame without a usable peak starts the second stage from (0, 0). So does one whose scene has a lower peak than the
-/// fixed pattern of the sensor, which does not move: uneven frames far from the reference can be measured wrong. A frame or reference without structure has no
-/// shift: the step's division by zero gives NaN, which doRegistration reports as too large a displacement.
+/// fixed pattern of the sensor, which does not move: uneven frames far from the reference can be measured wrong. A frame
+/// or reference without structure has no shift: the step's division by zero gives NaN, which doRegistration reports as too
+/// large a displacement.
 class MOVRA_SUPERRESOLUTION_API SrFloatRegistration1 {
  public:
   using Mask = char;
@@ -36,10 +37,10 @@ class MOVRA_SUPERRESOLUTION_API SrFloatRegistration1 {
   /// Result of a registration of no frames, or of more than are held.
   static constexpr int noFrames = -9;
 
-  /// @param width, height size of a frame, at least 11 each: the Gaussian must fit
+  /// @param width, height size of a frame. One below 11 takes the largest Gaussian that fits it.
   /// @param numFrames     frames per burst
   /// @throws std::bad_array_new_length if an argument is negative or too large
-  /// @throws movra::Exception if the frame is too small
+  /// @throws movra::Exception if the frame has no pixels
   SrFloatRegistration1(int width, int height, int numFrames);
   ~SrFloatRegistration1();
   SrFloatRegistration1(const SrFloatRegistration1&) = delete;
@@ -53,7 +54,8 @@ class MOVRA_SUPERRESOLUTION_API SrFloatRegistration1 {
   /// @}
 
   /// @{
-  /// Radius of the Gaussian blur before the second stage in pixels; default 5. Takes effect at the next registration.
+  /// Radius of the Gaussian blur before the second stage in pixels; default 5, also where a smaller one is used because
+  /// the frame is small. Setting takes effect at the next registration.
   /// @throws movra::Exception if twice the radius is not less than width and height; nothing is changed
   int getGaussRadius() const;
   void setGaussRadius(int radius);
@@ -69,7 +71,7 @@ class MOVRA_SUPERRESOLUTION_API SrFloatRegistration1 {
   /// @throws movra::Exception if `frame` is null; the store is then as before
   void prepareFrame(float* frame);
 
-  /// Forgets all frames and the shifts of the last registration.
+  /// Forgets all frames. The complete shifts stay until the next doRegistration.
   void clearFrames();
 
   /// Registers the held frames and moves them onto the reference by whole pixels.
@@ -91,7 +93,8 @@ class MOVRA_SUPERRESOLUTION_API SrFloatRegistration1 {
   /// where doRegistration gives -9.
   void registerFrames(int count, int refIndex, float** frames, cv::Point_<float>* shifts, char** masks);
 
-  /// Complete shifts of the last doRegistration, whole pixels included.
+  /// Complete shifts of the last doRegistration, whole pixels included: the first `count` of the list. The list never gets
+  /// shorter; what follows is older.
   const std::vector<cv::Point_<float>>& getCompleteShifts() const { return lastShifts; }
 
   /// Clears `count` masks and computes the gradients of the blurred reference.

@@ -3,6 +3,6 @@
 namespace movra::vision {
 
 SrFloatRegistration2::SrFloatRegistration2(int width, int height, int numFrames)
-    : CornerRegistration(width, height, numFrames, __FILE__) {}
+    : CornerRegistration(width, height, numFrames, "SrFloatRegistration2") {}
 
 }  // namespace movra::vision

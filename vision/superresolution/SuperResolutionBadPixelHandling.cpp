@@ -28,6 +28,7 @@ enum DefectCode : unsigned char { good, underRange, overRange, invalid, belowVal
 constexpr float scale = 2;
 constexpr int maskRadius = 3;
 constexpr int maxUnreplaceable = 10;
+constexpr unsigned mostReserved = 4096;  // maps; histories of this length and less never reallocate
 
 ValidRange validRange(float lowest, float highest) {
   return {keyOf(lowest), keyOf(highest)};
@@ -126,11 +127,11 @@ bool truncatesInto(float position, int n) {
 
 SuperResolutionBadPixelHandling::SuperResolutionBadPixelHandling(unsigned int count)
     : frameCount(count), neighbourOffsets{{-1, 0}, {1, 0}, {0, -1}, {0, 1}} {
+  defectMaps.reserve(std::min(count, mostReserved));
   setDataIsNUC(false);
 }
 
 void SuperResolutionBadPixelHandling::setDataIsNUC(bool isNUC) {
-  dataIsNUC = isNUC;
   minValidValue = isNUC ? -32768.0f : -274.0f;
   maxValidValue = isNUC ? 32767.0f : 5000.0f;
 }
@@ -171,8 +172,14 @@ bool SuperResolutionBadPixelHandling::getReplacementValue_(const cv::Mat_<float>
 
 int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& frame) {
   const ValidRange valid = validRange(minValidValue, maxValidValue);
-  cv::Mat_<unsigned char> defectMap = takeSpareMap();
-  defectMap.create(frame.size());
+  // The map is in the history before anything can fail: history and window hold the same frames also without memory. An
+  // empty map then tells that nothing is known of the frame.
+  cv::Mat_<unsigned char> unkept;
+  cv::Mat_<unsigned char>& defectMap = frameCount > 0 ? pushSpareMap() : unkept;
+  if (defectMap.size() != frame.size()) {
+    defectMap.release();
+    defectMap = cv::Mat_<unsigned char>(frame.size());
+  }
   defectMap.setTo(good);
 
   const ValueScan scan = scanValues(frame, valid);
@@ -182,22 +189,19 @@ int SuperResolutionBadPixelHandling::detectAndReplaceBadPixel(cv::Mat_<float>& f
     const float maxVal = extremeValue(scan.largest, valid.lowest, frame, nullptr);
     repair = replaceDefects(frame, defectMap, minVal, maxVal);
   }
-  if (frameCount > 0) {
-    defectMaps.push_back(std::move(defectMap));
-  }
   if (repair.unreplaceable > maxUnreplaceable) {
     MOVRA_THROW("Too many defect pixels. No processing possible.");
   }
   return repair.result;
 }
 
-cv::Mat_<unsigned char> SuperResolutionBadPixelHandling::takeSpareMap() {
-  if (defectMaps.empty() || defectMaps.size() < frameCount) {
-    return {};
+cv::Mat_<unsigned char>& SuperResolutionBadPixelHandling::pushSpareMap() {
+  if (defectMaps.size() < frameCount) {
+    defectMaps.emplace_back();
+  } else {
+    std::rotate(defectMaps.begin(), defectMaps.begin() + 1, defectMaps.end());
   }
-  cv::Mat_<unsigned char> oldest = std::move(defectMaps.front());
-  defectMaps.erase(defectMaps.begin());
-  return oldest;
+  return defectMaps.back();
 }
 
 SuperResolutionBadPixelHandling::Repair SuperResolutionBadPixelHandling::replaceDefects(

@@ -94,8 +94,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
     int unreplaceable = 0;
   };
 
-  // The oldest map, taken out of a full history, so that the next one reuses its buffer; else an empty map.
-  cv::Mat_<unsigned char> takeSpareMap();
+  // Appends a map to the history: the oldest one of a full history, so that its buffer is reused; else an empty one.
+  cv::Mat_<unsigned char>& pushSpareMap();
 
   // Repairs the frame and writes the codes of its defective pixels into the map, which holds zeros.
   Repair replaceDefects(cv::Mat_<float>& frame, cv::Mat_<unsigned char>& defectMap, float minVal, float maxVal) const;
@@ -107,7 +107,6 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   unsigned int frameCount;
   float minValidValue;
   float maxValidValue;
-  bool dataIsNUC;
   cv::Point_<int> neighbourOffsets[4];
   std::vector<cv::Mat_<unsigned char>> defectMaps;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -41,10 +42,11 @@ struct SuperResolution_CtxData {
 // In this order: constructed first, the initializer outlives the other two.
 const movra::exp::TypeObjectInitializer typeObjectInitializer;
 std::vector<SuperResolution_CtxData> SuperResolution_Contexts;
-std::string SuperResolution_LastError;
+// Of fixed size, so that a text can be left without memory too; longer ones are cut.
+char SuperResolution_LastError[1024] = "";
 
-int fail(const std::string& text, int code = SUPERRESOLUTION_ERROR) {
-  SuperResolution_LastError = text;
+int fail(const char* text, int code = SUPERRESOLUTION_ERROR, const char* more = "") {
+  std::snprintf(SuperResolution_LastError, sizeof SuperResolution_LastError, "%s%s", text, more);
   return code;
 }
 
@@ -61,7 +63,7 @@ int guarded(Call call) {
   } catch (const movra::Exception& exception) {
     return fail(exception.what());
   } catch (const cv::Exception& exception) {
-    return fail("cv::Exception: " + exception.err);
+    return fail("cv::Exception: ", SUPERRESOLUTION_ERROR, exception.err.c_str());
   } catch (...) {
     return fail("Unknown exception in addImage()");
   }
@@ -281,7 +283,7 @@ int SuperResolution_setCameraAndLensType(int context, const char* description) {
 
 int SuperResolution_getErrorMessage(char* buffer, int length) {
   if (buffer != nullptr && length > 0) {
-    std::strncpy(buffer, SuperResolution_LastError.c_str(), static_cast<std::size_t>(length));
+    std::strncpy(buffer, SuperResolution_LastError, static_cast<std::size_t>(length));
   }
   return SUPERRESOLUTION_SUCCESS;
 }

@@ -5,7 +5,8 @@
 namespace movra::vision::detail {
 
 /// Two-point calibration, per pixel: slope and offset of the line through (nucLow, radLow) and (nucHigh, radHigh). A pixel
-/// whose two counts are equal has no line: both are NaN there. All images have one size.
+/// whose two counts are equal has no line: both are NaN there. The results have the size of `nucLow`, the other images at
+/// least that.
 void twoPointCalibration(const cv::Mat_<short>& nucLow, const cv::Mat_<float>& radLow, const cv::Mat_<short>& nucHigh,
                          const cv::Mat_<float>& radHigh, cv::Mat_<float>& slope, cv::Mat_<float>& offset);
 

@@ -202,7 +202,6 @@ void SuperResolution::setDataIsNUC(bool isNUC) {
 
 void SuperResolution::clearFrames() {
   parts->window.clear();
-  parts->registration.clearShifts();
   parts->badPixelHandling.clearDefectMaps();
 }
 
@@ -277,9 +276,10 @@ void SuperResolution::saveFrame(T* out) const {
 
 void SuperResolution::setNucToRad(const cv::Mat_<short>& nucLow, const cv::Mat_<float>& radLow,
                                   const cv::Mat_<short>& nucHigh, const cv::Mat_<float>& radHigh) {
-  const cv::Size size = nucLow.size();
-  if (radLow.size() != size || nucHigh.size() != size || radHigh.size() != size) {
-    MOVRA_THROW("The calibration images differ in size");
+  for (const cv::Size& size : {radLow.size(), nucHigh.size(), radHigh.size()}) {
+    if (size.width < nucLow.cols || size.height < nucLow.rows) {
+      MOVRA_THROW("A calibration image is smaller than the first");
+    }
   }
   cv::Mat_<float> slope;
   cv::Mat_<float> offset;
@@ -291,7 +291,7 @@ void SuperResolution::setNucToRad(const cv::Mat_<short>& nucLow, const cv::Mat_<
 }
 
 void SuperResolution::NucToRad(const cv::Mat_<short>& nuc) {
-  if (parts->nucSlope.empty() || parts->nucSlope.size() != nuc.size()) {
+  if (parts->nucSlope.cols < nuc.cols || parts->nucSlope.rows < nuc.rows) {
     MOVRA_THROW("NucToRad() not initialized");
   }
   const cv::Mat_<float> slope = parts->nucSlope;

@@ -33,11 +33,11 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   static constexpr float displacementTooLarge = -6.0f;
   static constexpr float tooManyMaskedPixels = -3.0f;
 
-  /// @param width, height size of a frame, at least 11 each
+  /// @param width, height size of a frame
   /// @param numFrames     most frames held
   /// @param factor        up-scaling factor, a whole number
   /// @throws std::bad_array_new_length if a size is negative or too large
-  /// @throws movra::Exception if the frame is too small
+  /// @throws movra::Exception if the frame has no pixels
   /// @throws const char* "Invalid reference index specified." if there is no room for a frame
   SuperResolution(int width, int height, int numFrames, float factor);
   ~SuperResolution();
@@ -125,12 +125,13 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   /// Calibrates each pixel by two exposures of uniform surfaces: counts and radiometric values of a low and a high one.
   /// Slopes and offsets outside (-1000, 1000) become the mean of their neighbours; a pixel with equal counts has none, and
   /// its radiometric values are NaN, which the window takes for a bad pixel.
-  /// @throws movra::Exception if the four images differ in size; nothing is changed then
+  /// The calibration has the size of `nucLow`.
+  /// @throws movra::Exception if another image is smaller; nothing is changed then
   void setNucToRad(const cv::Mat_<short>& nucLow, const cv::Mat_<float>& radLow, const cv::Mat_<short>& nucHigh,
                    const cv::Mat_<float>& radHigh);
 
   /// Converts one raw frame to radiometric values; those outside (-1000, 1000) become the mean of their neighbours.
-  /// @throws movra::Exception "NucToRad() not initialized" unless the calibration has the frame's size
+  /// @throws movra::Exception "NucToRad() not initialized" if the calibration is smaller than the frame
   void NucToRad(const cv::Mat_<short>& nuc);
 
   /// The frame that NucToRad or processFrame2 converted last, height x width floats.
@@ -157,8 +158,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   /// Copies that matrix.
   void getQuality(cv::Mat_<float>& q) const;
 
-  /// Fills the result with the mean of the working frames, each pixel repeated over the high-resolution pixels it covers:
-  /// an image to compare with. Working frames are the moved frames of the last reconstruction, normalised to mean 0 and
+  /// Fills the result with the mean of the working frames, each pixel doubled in both directions whatever the factor, and
+  /// the last row and column repeated as often as it takes: an image to compare with. Working frames are the moved frames of the last reconstruction, normalised to mean 0 and
   /// standard deviation 1 of the reference. All 0 when no frame is held.
   void simpleCombine();
 
@@ -181,7 +182,11 @@ bool SuperResolution::checkImageStructureQuality(const cv::Mat_<T>& img) const {
   }
   double minimum = 0;
   double maximum = 0;
-  cv::minMaxLoc(img.reshape(1), &minimum, &maximum);
+  cv::Mat values = img.reshape(1);
+  if (values.depth() == CV_16F) {
+    values.convertTo(values, CV_32F);
+  }
+  cv::minMaxLoc(values, &minimum, &maximum);
   return maximum - minimum >= static_cast<double>(minStructureThreshold);
 }
 

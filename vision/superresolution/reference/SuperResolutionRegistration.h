@@ -28,11 +28,12 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionRegistration {
   static constexpr int noFrames = -9;
   static constexpr int displacementTooLarge = -6;
 
-  /// @param width, height size of a frame, more than twice the radius each
+  /// @param width, height size of a frame
   /// @param factor        up-scaling factor of the engine; shifts, in low-resolution pixels, do not depend on it
-  /// @param gaussRadius   radius of the Gaussian blur before the least-squares step in pixels
+  /// @param gaussRadius   radius of the Gaussian blur before the least-squares step in pixels; where it does not
+  ///                      fit the frame, the largest one that does
   /// @throws std::bad_array_new_length if a size is negative or too large
-  /// @throws movra::Exception if the frame is too small
+  /// @throws movra::Exception if the frame has no pixels
   SuperResolutionRegistration(int width, int height, float factor, int gaussRadius);
   ~SuperResolutionRegistration();
   SuperResolutionRegistration(const SuperResolutionRegistration&) = delete;
@@ -65,9 +66,6 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionRegistration {
 
   /// Complete shifts of the last doRegistration, whole pixels included.
   const std::vector<PointF>& getCompleteShifts() const { return completeShifts; }
-
-  /// Forgets them.
-  void clearShifts() { completeShifts.clear(); }
 
  private:
   int width;

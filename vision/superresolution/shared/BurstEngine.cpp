@@ -227,7 +227,9 @@ float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out, Report& report
   }
   report.stage(" registration:         ");
 
-  const std::vector<cv::Point_<float>> completeShifts = p.registration.getCompleteShifts();
+  // The list can be longer: its end is from earlier registrations.
+  const cv::Point_<float>* const firstShift = p.registration.getCompleteShifts().data();
+  const std::vector<cv::Point_<float>> completeShifts(firstShift, firstShift + frameCount);
   report.start();
   const detail::Verdict verdict =
       detail::judgeRegistration(frameCount, completeShifts, p.masks.pointers(), p.height, p.width);

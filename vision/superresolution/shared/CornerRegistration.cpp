@@ -1,28 +1,24 @@
 #include "vision/superresolution/shared/CornerRegistration.h"
 
 #include <algorithm>
-#include <cfloat>
 #include <cmath>
-
-#include <opencv2/imgproc.hpp>
-#include <opencv2/video/tracking.hpp>
 
 #include "movra/Exception.h"
 #include "vision/superresolution/detail/base/Sizes.h"
 #include "vision/superresolution/detail/registration/CornerDetection.h"
 #include "vision/superresolution/detail/registration/CornerTracking.h"
 #include "vision/superresolution/detail/registration/FineRegistration.h"
-#include "vision/superresolution/detail/registration/RegistrationKernels.h"
+#include "vision/superresolution/detail/registration/TrackableFrames.h"
 #include "vision/superresolution/detail/registration/WholePixelMove.h"
 
 namespace movra::vision {
 
 namespace {
 
-constexpr int pyramidLevels = 3;
-constexpr int sourceLine = 174;  // of "Too large displacement"
+// Line number in the location text of "Too large displacement". A fixed number that callers know, not this file's line.
+constexpr int sourceLine = 174;
 
-// The element that half of the others precede; the upper one of an even number.
+// Upper median: element size / 2 of the sorted values.
 float upperMedian(std::vector<float> values) {
   std::sort(values.begin(), values.end());
   return values[values.size() / 2];
@@ -30,86 +26,65 @@ float upperMedian(std::vector<float> values) {
 
 }  // namespace
 
+namespace detail {
+
+// What a corner registration consists of.
+struct CornerRegistrationParts {
+  CornerRegistrationParts(int width_, int height_, int numFrames_, const char* className_)
+      : width(width_),
+        height(height_),
+        numPixels(checkedArea(height_, width_)),
+        numFrames(checkedSize(numFrames_)),
+        className(className_),
+        store(width, height, numFrames),
+        fine(width, height) {}
+
+  bool holds(unsigned frame) const {
+    return frame < static_cast<unsigned>(store.count()) && store.isTrackable(static_cast<int>(frame));
+  }
+
+  int width;
+  int height;
+  int numPixels;
+  int numFrames;
+  const char* className;
+  TrackableFrames store;
+  FineRegistration fine;
+  std::vector<cv::Point_<float>> corners;
+  std::vector<cv::Point_<float>> lastShifts;
+  std::vector<cv::Point_<float>> measuredShifts;
+};
+
+}  // namespace detail
+
 template <class Mask>
-CornerRegistration<Mask>::CornerRegistration(int width_, int height_, int numFrames_, const char* path)
-    : width(width_),
-      height(height_),
-      numPixels(detail::checkedArea(height_, width_)),
-      numFrames(detail::checkedSize(numFrames_)),
-      frameCount(0),
-      gaussRadius(5),
-      lkWindow(21),
-      frames(static_cast<std::size_t>(numFrames)),
-      pyramids(static_cast<std::size_t>(numFrames)),
-      grey(height, width),
-      fine(std::make_unique<detail::FineRegistration>(width, height)),
-      displayMax(-FLT_MAX),
-      displayMin(FLT_MAX),
-      displayScale(1),
-      displayOffset(0),
-      sourcePath(path) {}
+CornerRegistration<Mask>::CornerRegistration(int width, int height, int numFrames, const char* className)
+    : parts(std::make_unique<detail::CornerRegistrationParts>(width, height, numFrames, className)) {}
 
 template <class Mask>
 CornerRegistration<Mask>::~CornerRegistration() = default;
 
 template <class Mask>
 float CornerRegistration<Mask>::getRegError() const {
-  return fine->regError;
+  return parts->fine.regError;
 }
 
 template <class Mask>
 void CornerRegistration<Mask>::setRegError(float maximumError) {
-  fine->regError = maximumError;
+  parts->fine.regError = maximumError;
 }
 
 template <class Mask>
 void CornerRegistration<Mask>::prepareFrame(float* frame) {
-  if (numFrames == 0 || numPixels == 0) {
-    return;  // nothing to register ever
-  }
-  if (frame == nullptr) {
+  if (frame == nullptr && parts->numPixels > 0) {
     MOVRA_THROW("The frame's data pointer is null");
   }
-  if (frameCount < numFrames) {
-    ++frameCount;
-  } else {
-    std::rotate(frames.begin(), frames.begin() + 1, frames.end());
-    std::rotate(pyramids.begin(), pyramids.begin() + 1, pyramids.end());
-  }
-  cv::Mat_<float>& blurred = frames[static_cast<std::size_t>(frameCount - 1)];
-  const auto radius = static_cast<float>(gaussRadius);
-  const double sigma = std::sqrt(3.0f * radius * radius / 25.0f);
-  cv::GaussianBlur(cv::Mat_<float>(height, width, frame), blurred, {2 * gaussRadius + 1, 2 * gaussRadius + 1}, sigma, 0,
-                   cv::BORDER_REFLECT_101);
-
-  double minimum = 0;
-  double maximum = 0;
-  cv::minMaxIdx(blurred, &minimum, &maximum);
-  widenDisplayWindow(static_cast<float>(minimum), static_cast<float>(maximum));
-  detail::registrationKernels().toGrey(blurred.template ptr<float>(), displayOffset, displayScale, numPixels,
-                                       grey.data);
-  cv::buildOpticalFlowPyramid(grey, pyramids[static_cast<std::size_t>(frameCount - 1)], {lkWindow, lkWindow},
-                              pyramidLevels, true, cv::BORDER_REFLECT_101, cv::BORDER_CONSTANT, true);
-}
-
-// Frames whose range lies inside the window share its mapping to grey values; another one replaces it by its own range
-// and a tenth on each side. An infinite range maps nothing, and as a window it would never be left again.
-template <class Mask>
-void CornerRegistration<Mask>::widenDisplayWindow(float minimum, float maximum) {
-  const bool hasRange = std::isfinite(maximum - minimum);
-  if (hasRange && (minimum < displayMin || maximum > displayMax)) {
-    const float margin = (maximum - minimum) * 0.1f;
-    displayMin = minimum - margin;
-    displayMax = maximum + margin;
-    displayOffset = -displayMin;
-    displayScale = 255.0f / (displayMax - displayMin);
-  }
+  parts->store.add(frame);
 }
 
 template <class Mask>
 void CornerRegistration<Mask>::clearFrames() {
-  frameCount = 0;
-  lastShifts.clear();
+  parts->store.clear();
 }
 
 template <class Mask>
@@ -119,70 +94,71 @@ int CornerRegistration<Mask>::doRegistration(int count, int refIndex, float** so
   if (status != 0) {
     return status;
   }
-  detail::splitShifts(count, width, height, sourceFrames, shifts, shiftedFrames, lastShifts, sourcePath, sourceLine);
+  if (!detail::splitShifts(count, parts->width, parts->height, sourceFrames, shifts, shiftedFrames,
+                           parts->lastShifts)) {
+    detail::throwTooLargeDisplacement(parts->className, sourceLine);
+  }
   return 0;
 }
 
 template <class Mask>
 int CornerRegistration<Mask>::registerFrames(int count, int refIndex, float** /*frames*/, cv::Point_<float>* shifts,
                                              Mask** masks) {
-  if (count < 1 || count > frameCount || refIndex < 0 || refIndex >= count) {
+  if (count < 1 || count > parts->store.count() || refIndex < 0 || refIndex >= count) {
     return noTrack;  // no frame to read
   }
   initialize(masks, refIndex);
-  extractCornersRefImage(frames[static_cast<std::size_t>(refIndex)]);
-  if (corners.empty()) {
-    return noTrack;
-  }
-  // First the corners of all frames, then the fine steps: either finds its part of the reference in cache. When a frame
-  // cannot be tracked, the masks of those before it are still made.
+  extractCornersRefImage(parts->store.blurred(refIndex));
+  // First the corners of all frames, then the fine steps: either finds its part of the reference in cache.
   const auto ref = static_cast<unsigned>(refIndex);
   std::vector<cv::Point_<int>> coarse(static_cast<std::size_t>(count));
-  int status = 0;
-  unsigned tracked = 0;
-  for (; tracked < coarse.size(); ++tracked) {
-    status = tracked == ref ? 0 : registerWithCorners(ref, tracked, coarse[tracked]);
-    if (status != 0) {
-      break;
-    }
-  }
   std::vector<cv::Point_<float>> measured(coarse.size());
+  unsigned tracked = 0;  // frames before the first that cannot be tracked
+  while (tracked < coarse.size() && (tracked == ref || registerWithCorners(ref, tracked, coarse[tracked]) == 0)) {
+    ++tracked;
+  }
   for (unsigned i = 0; i < tracked; ++i) {
     if (i != ref) {
       measured[i] = opticalFlow(ref, i, coarse[i], masks[i]);
     }
   }
-  if (status != 0) {
-    return status;
+  if (tracked < coarse.size()) {
+    if (ref < tracked) {
+      shifts[ref] = {0, 0};
+    }
+    return noTrack;
   }
-  measuredShifts = std::move(measured);
-  std::copy(measuredShifts.begin(), measuredShifts.end(), shifts);
+  parts->measuredShifts = std::move(measured);
+  std::copy(parts->measuredShifts.begin(), parts->measuredShifts.end(), shifts);
   return 0;
 }
 
 template <class Mask>
 void CornerRegistration<Mask>::initialize(Mask** masks, int refIndex) {
-  for (int i = 0; i < numFrames; ++i) {
-    std::fill_n(masks[i], numPixels, static_cast<Mask>(i == refIndex ? 1 : 0));
+  for (int i = 0; i < parts->numFrames; ++i) {
+    std::fill_n(masks[i], parts->numPixels, static_cast<Mask>(i == refIndex ? 1 : 0));
   }
-  if (refIndex >= 0 && refIndex < frameCount) {
-    fine->setReference(frames[static_cast<std::size_t>(refIndex)].template ptr<float>());
+  if (refIndex >= 0 && parts->holds(static_cast<unsigned>(refIndex))) {
+    parts->fine.setReference(parts->store.blurred(refIndex).template ptr<float>());
   }
 }
 
 template <class Mask>
 void CornerRegistration<Mask>::extractCornersRefImage(cv::Mat_<float>& ref) {
-  corners = detail::findCorners(ref);
+  parts->corners = detail::findCorners(ref);
 }
 
 template <class Mask>
 int CornerRegistration<Mask>::registerWithCorners(unsigned ref, unsigned frame, cv::Point_<int>& coarse) {
   coarse = {0, 0};
-  if (corners.empty() || std::max(ref, frame) >= static_cast<unsigned>(frameCount)) {
+  const std::vector<cv::Point_<float>>& corners = parts->corners;
+  if (corners.empty() || !parts->holds(ref) || !parts->holds(frame)) {
     return noTrack;
   }
+  const detail::TrackableFrames& store = parts->store;
   const detail::CornerTracks tracks =
-      detail::trackCorners(pyramids[ref], pyramids[frame], corners, lkWindow, pyramidLevels);
+      detail::trackCorners(store.pyramid(static_cast<int>(ref)), store.pyramid(static_cast<int>(frame)), corners,
+                           detail::TrackableFrames::trackingWindow, detail::TrackableFrames::highestLevel);
 
   std::vector<float> dx;
   std::vector<float> dy;
@@ -219,15 +195,21 @@ int CornerRegistration<Mask>::registerWithCorners(unsigned ref, unsigned frame, 
 template <class Mask>
 cv::Point_<float> CornerRegistration<Mask>::opticalFlow(unsigned ref, unsigned frame, cv::Point_<int> coarse,
                                                         Mask* mask) {
-  if (std::max(ref, frame) >= static_cast<unsigned>(frameCount)) {
+  if (!parts->holds(ref) || !parts->holds(frame)) {
     return {static_cast<float>(coarse.x), static_cast<float>(coarse.y)};
   }
-  return fine->step(frames[ref].template ptr<float>(), frames[frame].template ptr<float>(), coarse, mask);
+  return parts->fine.step(parts->store.blurred(static_cast<int>(ref)).template ptr<float>(),
+                          parts->store.blurred(static_cast<int>(frame)).template ptr<float>(), coarse, mask);
 }
 
 template <class Mask>
 void CornerRegistration<Mask>::shiftFrame(float* src, cv::Point_<float>& shift, float* dst) {
-  detail::moveByWholePixels(src, width, height, shift, dst);
+  detail::moveByWholePixels(src, parts->width, parts->height, shift, dst);
+}
+
+template <class Mask>
+const std::vector<cv::Point_<float>>& CornerRegistration<Mask>::getCompleteShifts() const {
+  return parts->lastShifts;
 }
 
 template class CornerRegistration<char>;

@@ -4,8 +4,16 @@ namespace movra::vision::detail {
 
 namespace {
 
+// Allocates nothing: the first kernel call of a process must not.
 InstructionSet widestInstructionSet() {
-  return availableInstructionSets().back();
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx2")) {
+    const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                        __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
+    return avx512 ? InstructionSet::avx512 : InstructionSet::avx2;
+  }
+#endif
+  return InstructionSet::baseline;
 }
 
 InstructionSet& active() {
@@ -28,16 +36,12 @@ const char* name(InstructionSet set) {
 }
 
 std::vector<InstructionSet> availableInstructionSets() {
-  std::vector<InstructionSet> sets{InstructionSet::baseline};
-#if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2")) {
-    sets.push_back(InstructionSet::avx2);
-    if (__builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512dq") &&
-        __builtin_cpu_supports("avx512vl")) {
-      sets.push_back(InstructionSet::avx512);
+  std::vector<InstructionSet> sets;
+  for (const InstructionSet set : {InstructionSet::baseline, InstructionSet::avx2, InstructionSet::avx512}) {
+    if (set <= widestInstructionSet()) {
+      sets.push_back(set);
     }
   }
-#endif
   return sets;
 }
 

@@ -25,6 +25,10 @@ void selectInstructionSet(InstructionSet set);
 // templates or inline functions of the standard library or OpenCV: the linker keeps one copy of each for the whole
 // library, and that copy could be one with instructions that the processor lacks.
 //
+// To add a kernel: declare a pointer in the table's header, with what it computes; write the loop in the table's source
+// and enter it there by name. A new table needs its source in the list of kernel sources (CMakeLists.txt) and a line in
+// KernelTables.cpp. Tables were preferred to the compiler's own multiversioning because a test can force each set.
+//
 // This macro, in an ordinary source inside namespace movra::vision::detail, defines `const Table& table()`, which
 // returns the table of the active set.
 #if defined(__x86_64__)

@@ -17,13 +17,16 @@ constexpr int minSquaredDistance = 4;
 constexpr std::size_t maxCorners = 100;
 
 std::vector<const float*> strongMaxima(const cv::Mat_<float>& strength) {
+  if (strength.rows < 3 || strength.cols < 3) {
+    return {};
+  }
   double largest = 0;
   cv::minMaxLoc(strength, nullptr, &largest);
   const auto threshold = static_cast<float>(largest * qualityLevel);
   std::vector<const float*> maxima;
   const int inside = strength.cols - 2;
-  std::vector<unsigned char> isMaximum(static_cast<std::size_t>(std::max(inside, 0)));
-  for (int y = 1; y < strength.rows - 1 && inside > 0; ++y) {
+  std::vector<unsigned char> isMaximum(static_cast<std::size_t>(inside));
+  for (int y = 1; y < strength.rows - 1; ++y) {
     const float* row = strength[y] + 1;
     registrationKernels().markMaxima(row, static_cast<long>(strength.step1()), threshold, inside, isMaximum.data());
     for (auto found = isMaximum.begin(); (found = std::find(found, isMaximum.end(), 1)) != isMaximum.end(); ++found) {
@@ -43,6 +46,9 @@ bool isNearOneOf(const std::vector<cv::Point_<float>>& corners, cv::Point_<float
 }  // namespace
 
 std::vector<cv::Point_<float>> findCorners(const cv::Mat_<float>& image) {
+  if (image.empty()) {
+    return {};
+  }
   cv::Mat_<float> strength;
   cv::cornerMinEigenVal(image, strength, blockSize);
   std::vector<const float*> maxima = strongMaxima(strength);

@@ -4,6 +4,8 @@
 
 #include <opencv2/video/tracking.hpp>
 
+#include "vision/superresolution/detail/base/CallingThread.h"
+
 namespace movra::vision::detail {
 
 namespace {
@@ -25,8 +27,10 @@ bool meets(cv::Point_<float> position, int window, cv::Size image) {
 CornerTracks trackCorners(const std::vector<cv::Mat>& from, const std::vector<cv::Mat>& to,
                           const std::vector<cv::Point_<float>>& corners, int window, int levels) {
   CornerTracks tracks;
-  cv::calcOpticalFlowPyrLK(from, to, corners, tracks.positions, tracks.isTracked, cv::noArray(), {window, window},
-                           levels, {cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 30, 0.01}, 0, 1e-4);
+  onCallingThread([&] {
+    cv::calcOpticalFlowPyrLK(from, to, corners, tracks.positions, tracks.isTracked, cv::noArray(), {window, window},
+                             levels, {cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 30, 0.01}, 0, 1e-4);
+  });
   for (std::size_t i = 0; i < corners.size(); ++i) {
     if (!meets(tracks.positions[i], window, to.front().size())) {
       tracks.isTracked[i] = 0;

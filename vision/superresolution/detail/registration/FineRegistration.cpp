@@ -28,9 +28,9 @@ FineRegistration::FineRegistration(int width_, int height_)
       height(height_),
       gradX(makeAlignedFloats(static_cast<std::size_t>(checkedArea(height_, width_)))),
       gradY(makeAlignedFloats(static_cast<std::size_t>(width_ * height_))),
-      residual(makeAlignedFloats(boxRows * static_cast<std::size_t>(width_))),
-      residualBlurred(makeAlignedFloats(static_cast<std::size_t>(width_))),
-      boxFilter(width_) {}
+      residual(makeAlignedFloats(boxRows * static_cast<std::size_t>(height_ > 0 ? width_ : 0))),
+      residualBlurred(makeAlignedFloats(static_cast<std::size_t>(height_ > 0 ? width_ : 0))),
+      boxFilter(height_ > 0 ? width_ : 0) {}
 
 void FineRegistration::setReference(const float* reference) {
   const RegistrationKernels& kernels = registrationKernels();

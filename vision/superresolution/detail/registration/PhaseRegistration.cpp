@@ -28,22 +28,28 @@ PhaseRegistration::PhaseRegistration(int width_, int height_, SrFloatFft2d& fft_
       numPixels(checkedArea(height_, width_)),
       numBins(checkedArea(height_, width_ / 2 + 1)),
       fft(fft_),
+      gaussRadius(gaussRadius_),
       gaussSpectrum(new float[static_cast<std::size_t>(numBins)][2]()),
       product(new float[static_cast<std::size_t>(numBins)][2]()),
       correlation(makeAlignedFloats(static_cast<std::size_t>(numPixels))),
       refBlurred(makeAlignedFloats(static_cast<std::size_t>(numPixels))),
       frameBlurred(makeAlignedFloats(static_cast<std::size_t>(numPixels))) {
-  setGaussRadius(gaussRadius_);
+  makeGauss(std::min(gaussRadius, (std::min(width, height) - 1) / 2));
 }
 
 void PhaseRegistration::setGaussRadius(int radius) {
+  makeGauss(radius);
+  gaussRadius = radius;
+}
+
+void PhaseRegistration::makeGauss(int radius) {
   const auto r = static_cast<float>(radius);
   const float sigma = std::sqrt(3.0f * r * r / 25.0f);
   // A radius that does not fit is refused below before a tap is written.
-  auto kernel = std::make_unique<float[]>(static_cast<std::size_t>(std::clamp(radius, 0, width)) + 1);
-  fft.gaussFft(radius, sigma, gaussSpectrum.get(), kernel.get());
-  gaussKernel = std::move(kernel);
-  gaussRadius = radius;
+  auto taps = std::make_unique<float[]>(static_cast<std::size_t>(std::clamp(radius, 0, width)) + 1);
+  fft.gaussFft(radius, sigma, gaussSpectrum.get(), taps.get());
+  gaussTaps = std::move(taps);
+  usedRadius = radius;
 }
 
 void PhaseRegistration::registerFrames(int count, int refIndex, float** frames, const Spectrum* spectra, char** masks,
@@ -75,7 +81,7 @@ void PhaseRegistration::initialize(char** masks, int count) {
 void PhaseRegistration::blur(const float* image, Spectrum spectrum, float* blurred) {
   spectrumKernels().multiplyByConjugate(*spectrum, *gaussSpectrum.get(), numBins, *product.get());
   fft.backward(product.get(), blurred);
-  fft.repairGaussBlur(image, blurred, gaussRadius, gaussKernel.get());
+  fft.repairGaussBlur(image, blurred, usedRadius, gaussTaps.get());
 }
 
 cv::Point_<int> PhaseRegistration::phaseCorrelation() {

@@ -26,7 +26,7 @@ class PhaseRegistration {
   using Spectrum = float (*)[2];
 
   /// @param fft transforms of this size; used, not owned
-  /// @param gaussRadius see setGaussRadius
+  /// @param gaussRadius see setGaussRadius; where it does not fit, the largest radius that does is used
   PhaseRegistration(int width, int height, SrFloatFft2d& fft, int gaussRadius);
 
   /// Radius of the blur in pixels; its variance is 3/25 of the radius squared.
@@ -51,6 +51,7 @@ class PhaseRegistration {
   FineRegistration fine;
 
  private:
+  void makeGauss(int radius);
   void blur(const float* image, Spectrum spectrum, float* blurred);
 
   int width;
@@ -58,8 +59,9 @@ class PhaseRegistration {
   int numPixels;
   int numBins;
   SrFloatFft2d& fft;
-  int gaussRadius = 0;
-  std::unique_ptr<float[]> gaussKernel;  // one side and the middle: gaussRadius + 1 taps
+  int gaussRadius;                     // as asked for
+  int usedRadius = 0;                  // that fits
+  std::unique_ptr<float[]> gaussTaps;  // one side and the middle: usedRadius + 1
   std::unique_ptr<float[][2]> gaussSpectrum;
   std::unique_ptr<float[][2]> product;
   Spectrum refSpectrum = nullptr;

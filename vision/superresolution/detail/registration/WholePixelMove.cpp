@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 
 #include "movra/Exception.h"
 
@@ -63,15 +64,18 @@ bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<f
   return within == frameCount;
 }
 
-void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
-                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts, const char* source, int line) {
+bool splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
+                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts) {
   if (completeShifts.size() < static_cast<std::size_t>(frameCount)) {
     completeShifts.resize(static_cast<std::size_t>(frameCount));
   }
   std::copy_n(shifts, std::min(leadingWithin(frameCount, height, shifts) + 1, frameCount), completeShifts.begin());
-  if (!moveAll(frameCount, width, height, frames, shifts, shiftedFrames)) {
-    throw Exception("Too large displacement", Exception::locationText(source, line, "doRegistration"));
-  }
+  return moveAll(frameCount, width, height, frames, shifts, shiftedFrames);
+}
+
+void throwTooLargeDisplacement(const char* className, int line) {
+  const std::string path = std::string("vision/superresolution/") + className + ".cpp";
+  throw Exception("Too large displacement", Exception::locationText(path, line, "doRegistration"));
 }
 
 }  // namespace movra::vision::detail

@@ -6,7 +6,8 @@
 
 namespace movra::vision::detail {
 
-/// The rounded shift floor(shift + 0.5), in double so that what remains is within half a pixel. A shift that is not finite or beyond 2^30 gives 0 or +-2^30.
+/// The rounded shift floor(shift + 0.5), in double so that what remains is within half a pixel. A shift that is not finite
+/// or beyond 2^30 gives 0 or +-2^30.
 int wholePixels(float shift);
 
 /// True when two frames that lie `shift` apart have pixels in common.
@@ -26,10 +27,14 @@ bool moveAll(int frameCount, int width, int height, float** frames, cv::Point_<f
 
 /// Second half of a registration: keeps the complete shifts, moves each frame by its whole pixels and leaves its
 /// fractional shift.
-/// @param source, line where the exception is thrown: path and line of the caller
-/// @throws movra::Exception "Too large displacement" at the first shift that is not within half the height on both axes;
-///         that frame and those after it are then copied as they are
-void splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
-                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts, const char* source, int line);
+/// @param completeShifts grows to the number of frames, never shrinks
+/// @return false at the first shift that is not within half the height on both axes; that frame and those after it are
+///         then copied as they are
+bool splitShifts(int frameCount, int width, int height, float** frames, cv::Point_<float>* shifts,
+                 float** shiftedFrames, std::vector<cv::Point_<float>>& completeShifts);
+
+/// Throws movra::Exception "Too large displacement" with the place doRegistration of a named class.
+/// @param line a fixed number that callers know
+[[noreturn]] void throwTooLargeDisplacement(const char* className, int line);
 
 }  // namespace movra::vision::detail

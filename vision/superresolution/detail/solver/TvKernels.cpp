@@ -4,7 +4,8 @@ namespace movra::vision::detail::MOVRA_KERNEL_SET {
 
 namespace {
 
-constexpr float inverseRootTwo = 0.70710677f;  // a diagonal neighbour is farther by this
+// 1/sqrt(2): differences across a diagonal are divided by its length.
+constexpr float inverseRootTwo = 0.70710677f;
 
 inline float edgeWeight(float difference, const EdgeRule& rule) {
   const float atMost = difference < rule.largest ? difference : rule.largest;
@@ -88,11 +89,11 @@ inline float stencil(const float* x, int width, int c, const RowEdges& w, const 
 
 // The divisions for the row below and the memory reads of the stencil do not wait for each other.
 template <bool left, bool right, bool up, bool down>
-inline void applyAt(const float* frozen, const float* x, int width, int c, int weightedAs, const EdgeRule& rule,
+inline void applyAt(const float* frozen, const float* x, int width, int c, int weightsFrom, const EdgeRule& rule,
                     const RowEdges& here, const RowEdges& next, float* out) {
   EdgesDown d{0, 0, 0};
   if (down) {
-    d = edgesDown<left, right>(frozen, width, weightedAs, rule);
+    d = edgesDown<left, right>(frozen, width, weightsFrom, rule);
     next.above[c] = d.down;
     if (left) {
       next.aboveRight[c - 1] = d.left;
@@ -118,9 +119,9 @@ void applyAlongRow(const float* frozen, const float* x, int width, const EdgeRul
     applyAt<false, false, up, down>(frozen, x, width, 0, 0, rule, here, next, out);
     return;
   }
-  // The edges of the image's first pixel are weighted as those of its right neighbour are.
-  const int weightedAs = !up && width > 2 ? 1 : 0;
-  applyAt<false, true, up, down>(frozen, x, width, 0, weightedAs, rule, here, next, out);
+  // On purpose: pixel 0 takes the edge weights of pixel 1. Results depend on it.
+  const int weightsFrom = !up && width > 2 ? 1 : 0;
+  applyAt<false, true, up, down>(frozen, x, width, 0, weightsFrom, rule, here, next, out);
 #pragma GCC ivdep
   for (int c = 1; c < last; ++c) {
     applyAt<true, true, up, down>(frozen, x, width, c, c, rule, here, next, out);

@@ -36,7 +36,7 @@ template <class Mask>
 int TvSolver<Mask>::minimize(int count, int refIndex, float** frames, const cv::Point_<float>* shifts, Mask** masks,
                              float* out) {
   requireCount(count);
-  if (refIndex < 0 || refIndex >= count) {
+  if (refIndex < 0 || refIndex >= count) {  // always so without frames
     MOVRA_THROW("The reference is not one of the frames");
   }
   const SolverKernels& kernels = solverKernels();

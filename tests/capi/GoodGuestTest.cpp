@@ -1,0 +1,84 @@
+// The library in a host that watches its threads and its standard output. Each test runs in a process of its own.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <iostream>
+
+#include <opencv2/core.hpp>
+
+#include "tests/support/SyntheticBurst.h"
+#include "vision/superresolution/SrFloat.h"
+#include "vision/superresolution/SuperResolutionCAdapter.h"
+
+namespace {
+
+using namespace movra::test;
+
+constexpr int width = 320;
+constexpr int height = 240;
+
+bool reconstructs(const std::vector<Image>& frames) {
+  const int context = SuperResolution_init(width, height);
+  int code = context;
+  for (const Image& frame : frames) {
+    code |= SuperResolution_addImage(context, frame.data());
+  }
+  return code == 0 && SuperResolution_queryOutputImageSize(context, nullptr, nullptr) == 0;
+}
+
+/// How a copy of this process ends that runs `host`: its exit code, or the negative number of a signal.
+template <class Host>
+int endOf(Host host) {
+  std::cout.flush();
+  const pid_t child = fork();
+  if (child == 0) {
+    _exit(host());
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+TEST(GoodGuest, StaysOnTheCallersThreadAndKeepsTheHostsSetting) {
+  const std::vector<Image> frames = makeBurst({width, height}).frames;
+  const int end = endOf([&] {
+    cv::setNumThreads(4);
+    std::cout.rdbuf(nullptr);
+    if (!reconstructs(frames) || cv::getNumThreads() != 4) {
+      return 100;
+    }
+    movra::vision::SrFloat<movra::vision::SrFloatRegistration1> engine(width, height, 5, 2);
+    for (const Image& frame : frames) {
+      engine.addFrame(frame.data());
+    }
+    cv::Mat_<float> out;
+    engine.computeSR(out);
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<int>(std::distance(tasks, std::filesystem::directory_iterator()));
+  });
+  EXPECT_EQ(end, 1) << "threads";
+}
+
+TEST(GoodGuest, AClosedStandardOutputDoesNoHarm) {
+  const std::vector<Image> frames = makeBurst({width, height}).frames;
+  for (const bool isPipe : {true, false}) {
+    const int end = endOf([&] {
+      signal(SIGPIPE, SIG_DFL);
+      int ends[2];
+      if (pipe(ends) != 0 || dup2(ends[1], 1) != 1 || close(ends[0]) != 0 || (!isPipe && close(1) != 0)) {
+        return 100;
+      }
+      std::cout.exceptions(std::ios::failbit | std::ios::badbit);
+      std::cout.precision(2);
+      const bool works = reconstructs(frames);
+      return works && std::cout.good() && std::cout.precision() == 2 && std::ferror(stdout) == 0 ? 0 : 1;
+    });
+    EXPECT_EQ(end, 0) << (isPipe ? "pipe without a reader" : "closed descriptor");
+  }
+}
+
+}  // namespace

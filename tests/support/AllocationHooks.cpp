@@ -1,0 +1,70 @@
+#include "tests/support/AllocationHooks.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <limits>
+#include <new>
+
+namespace movra::test::allocations {
+
+long made = 0;
+std::size_t bytes = 0;
+
+namespace {
+
+long firstFailure = std::numeric_limits<long>::max();
+long lastFailure = 0;
+bool hasFailed = false;
+
+bool failsNow(std::size_t size) {
+  const long number = made++;
+  bytes += size;
+  const bool fails = firstFailure <= number && number < lastFailure;
+  hasFailed = hasFailed || fails;
+  return fails;
+}
+
+}  // namespace
+
+void failFrom(long first, long count) {
+  hasFailed = false;
+  firstFailure = made + first;
+  lastFailure = firstFailure + count;
+}
+
+bool disarm() {
+  firstFailure = std::numeric_limits<long>::max();
+  return hasFailed;
+}
+
+}  // namespace movra::test::allocations
+
+using movra::test::allocations::failsNow;
+
+void* operator new(std::size_t size) {
+  void* const memory = failsNow(size) ? nullptr : std::malloc(size > 0 ? size : 1);
+  if (memory == nullptr) {
+    throw std::bad_alloc();
+  }
+  return memory;
+}
+void* operator new[](std::size_t size) {
+  return operator new(size);
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+
+extern "C" int posix_memalign(void** out, std::size_t alignment, std::size_t size) noexcept {
+  *out = failsNow(size) ? nullptr : aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment);
+  return *out != nullptr ? 0 : ENOMEM;
+}
