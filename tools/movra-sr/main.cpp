@@ -53,6 +53,8 @@ int run(int argc, char** argv, Console& console) {
 
   movra::tool::Action chosen;
   addReconstruct(application, console, chosen);
+  addStream(application, console, chosen);
+  addRegister(application, console, chosen);
   addBadPixels(application, console, chosen);
   addSimulate(application, console, chosen);
   addCompare(application, console, chosen);
@@ -114,5 +116,8 @@ int main(int argc, char** argv) {
   movra::tool::OutputFile::removeUnfinishedOnSignals();
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
   Console console;
+  for (int i = 0; i < argc; ++i) {
+    console.commandLine += (i == 0 ? "movra-sr" : std::string(" ") + argv[i]);
+  }
   return runGuarded(argc, argv, console);
 }

@@ -19,6 +19,8 @@ void addReconstruct(CLI::App& application, Console& console, Action& chosen);
 void addSimulate(CLI::App& application, Console& console, Action& chosen);
 void addCompare(CLI::App& application, Console& console, Action& chosen);
 void addBadPixels(CLI::App& application, Console& console, Action& chosen);
+void addRegister(CLI::App& application, Console& console, Action& chosen);
+void addStream(CLI::App& application, Console& console, Action& chosen);
 void addInfo(CLI::App& application, Console& console, Action& chosen);
 
 /// --json, --quiet and --strict, which every subcommand has.

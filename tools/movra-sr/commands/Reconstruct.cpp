@@ -5,49 +5,18 @@
 #include "tools/movra-sr/commands/Help.h"
 #include "tools/movra-sr/commands/OutputSet.h"
 #include "tools/movra-sr/commands/ReconstructOptions.h"
-#include "tools/movra-sr/io/BadPixelFile.h"
 #include "tools/movra-sr/io/ImageWriter.h"
-#include "tools/movra-sr/reconstruction/Calibration.h"
-#include "tools/movra-sr/reconstruction/GlobalMotion.h"
+#include "tools/movra-sr/reconstruction/Preparation.h"
+#include "tools/movra-sr/reconstruction/Reconstruct.h"
 #include "tools/movra-sr/reconstruction/Window.h"
 #include "tools/movra-sr/report/Description.h"
+#include "tools/movra-sr/report/HtmlReport.h"
 #include "tools/movra-sr/report/Quality.h"
 #include "tools/movra-sr/report/Words.h"
 
 namespace movra::tool {
 
 namespace {
-
-struct Exposures {
-  ExposureArgument low;
-  ExposureArgument high;
-};
-
-Exposures parseExposures(const ReconstructOptions& options) {
-  return options.isRaw() ? Exposures{parseExposure(options.nucLow), parseExposure(options.nucHigh)} : Exposures{};
-}
-
-/// All files that are read, but for the frames' own.
-std::vector<std::string> otherInputs(const ReconstructOptions& options, const Exposures& exposures) {
-  std::vector<std::string> inputs;
-  for (const std::string& file : {exposures.low.countsFile, exposures.low.temperatureFile, exposures.high.countsFile,
-                                  exposures.high.temperatureFile, options.badPixels}) {
-    if (!file.empty()) {
-      inputs.push_back(file);
-    }
-  }
-  return inputs;
-}
-
-/// Copies of the frames in which the listed pixels are marked.
-std::vector<Frame> withMarks(const std::vector<Frame>& frames, const BadPixelFile& badPixels) {
-  std::vector<Frame> marked;
-  for (const Frame& frame : frames) {
-    marked.push_back({frame.pixels.clone(), frame.name, frame.sample});
-    markBadPixels(badPixels, marked.back());
-  }
-  return marked;
-}
 
 /// Levels that jump, which global motion suffers from.
 void noteJumps(const Window& window, int reference, Console& console) {
@@ -95,12 +64,14 @@ struct Outputs {
   OutputFile* image;
   OutputFile* preview;
   OutputFile* coverage;
+  OutputFile* report;
 
   Outputs(const ReconstructOptions& options, const std::vector<std::string>& inputs)
       : files(options.replace, inputs),
         image(files.open("image", options.output)),
         preview(files.open("preview", options.preview)),
-        coverage(files.open("coverage", options.coverage)) {}
+        coverage(files.open("coverage", options.coverage)),
+        report(files.open("report", options.report)) {}
 };
 
 /// Integers where they are asked for or the file takes nothing else, then in the frames' encoding if they have one.
@@ -113,13 +84,17 @@ ImageEncoding encodingFor(const ReconstructOptions& options, const Frame& frame,
 }
 
 void write(const ReconstructOptions& options, const Outputs& outputs, const Reconstruction& result,
-           const Frame& reference) {
+           const Frame& reference, const Console& console) {
   const cv::Rect part = keptPart(options, result);
   const cv::Mat_<float> image = result.image(part).clone();
   writeImage(*outputs.image, image, {describeInFile(options, result)}, encodingFor(options, reference, image));
+  const cv::Mat_<float> bicubic = enlargeBicubically(reference.pixels)(part).clone();
   if (outputs.preview != nullptr) {
-    const cv::Mat_<float> bicubic = enlargeBicubically(reference.pixels)(part).clone();
     writePng(*outputs.preview, drawPreview(bicubic, image, options.unit, options.look));
+  }
+  if (outputs.report != nullptr) {
+    outputs.report->write(
+        drawReport({result, bicubic, image, console.document, console.commandLine, options.unit, options.look}));
   }
   if (outputs.coverage != nullptr) {
     cv::Mat_<float> counts;
@@ -149,36 +124,30 @@ ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
     return ExitCode::done;
   }
   checkOptions(options);
-  const Exposures exposures = parseExposures(options);
-  const BadPixelFile badPixels = options.badPixels.empty() ? BadPixelFile{} : readBadPixels(options.badPixels);
-
-  WindowChoice choice;
-  choice.first = options.first;
-  choice.least = choice.most = engineWindow;
-  choice.counts = options.isRaw() || options.parameters.counts;
+  const Preparation preparation(options.nucLow, options.nucHigh, options.badPixels);
   FrameSource source(options.inputs, {options.scale, options.raw});
-  std::vector<std::string> inputs = otherInputs(options, exposures);
+  std::vector<std::string> inputs = preparation.files();
   inputs.insert(inputs.end(), source.files().begin(), source.files().end());
   Outputs outputs(options, inputs);
-  Window window = readWindow(source, choice);
+  Window window = readWindow(source, choiceFor(options));
   for (const std::string& note : window.notes) {
     console.note(note);
   }
-  if (options.isRaw()) {
-    toTemperatures(window.frames, exposures.low, exposures.high);
-  }
+  preparation.calibrate(window.frames);
   Parameters parameters = options.parameters;
-  parameters.referenceSlot = findReference(window, options.reference);
-  noteJumps(window, parameters.referenceSlot, console);
-  const Reconstruction result = options.badPixels.empty()
-                                    ? reconstructGlobally(window.frames, parameters)
-                                    : reconstructGlobally(withMarks(window.frames, badPixels), parameters);
+  parameters.referenceSlot = referenceFor(window, options);
+  if (parameters.motion == Motion::global) {
+    noteJumps(window, parameters.referenceSlot, console);
+  }
+  std::vector<Frame> frames = window.frames;
+  preparation.mark(frames);
+  const Reconstruction result = reconstruct(frames, parameters);
 
   const auto statistics = result.image.empty() ? std::nullopt : statisticsOf(result);
   tellResult(options, window, result, statistics, console);
-  if (!options.badPixels.empty()) {
-    console.say("bad pixels: " + std::to_string(badPixels.list.rows) + " marked by " + badPixels.name);
-    console.document["bad_pixels"]["listed"] = badPixels.list.rows;
+  if (const auto listed = preparation.listedPixels()) {
+    console.say("bad pixels: " + std::to_string(*listed) + " marked by " + options.badPixels);
+    console.document["bad_pixels"]["listed"] = *listed;
   }
   const std::string status = statusInWords(result);
   if (result.verdict == Verdict::registrationFailed) {
@@ -200,7 +169,7 @@ ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
   if (console.strict && (!isGood(result) || console.hasNotes())) {
     throw Failure(ExitCode::degraded, "nothing written, because of --strict: " + status);
   }
-  write(options, outputs, result, window.frames[static_cast<std::size_t>(result.reference)]);
+  write(options, outputs, result, window.frames[static_cast<std::size_t>(result.reference)], console);
   console.say("size: " + sizeText(keptPart(options, result).size()));
   outputs.files.commit(console);
   return isGood(result) ? ExitCode::done : ExitCode::degraded;
@@ -228,6 +197,9 @@ void addReconstruct(CLI::App& application, Console& console, Action& chosen) {
       ->group(output);
   command->add_flag("--crop-border", options->cropBorder, "Leave out the border that not all frames have seen")
       ->group(output);
+  command->add_option("--report", options->report, "HTML page: before and after, motion, coverage, figures")
+      ->type_name("FILE")
+      ->group(output);
   addLookOptions(*command, options->look);
   command->add_flag("--force", options->replace, "Replace files that exist")->group(output);
   command->add_flag("--verbose", options->verbose, "The motion and usable share of each frame, on standard error")
@@ -238,8 +210,8 @@ void addReconstruct(CLI::App& application, Console& console, Action& chosen) {
   command->footer(
       "Example:\n"
       "  movra-sr reconstruct FOLDER -o sharp.tiff --preview sharp.png\n\n"
-      "The sr factor tells how well the frames cover the image: 2 when every pixel is backed by all five,\n"
-      "1 when by one only.");
+      "The sr factor tells how well the frames cover the image: 2 when every pixel is backed by five frames\n"
+      "or more, 1 when by one only.");
   command->callback([=, &console, &chosen] { chosen = [=, &console] { return reconstructBurst(*options, console); }; });
 }
 

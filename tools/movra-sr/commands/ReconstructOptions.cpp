@@ -15,7 +15,8 @@ namespace {
 /// An option whose values have names.
 template <class Value>
 CLI::Option* addChoice(CLI::App& command, const char* name, std::vector<std::pair<std::string, Value>> values,
-                       const std::function<void(Value)>& receive, const char* text, const char* byDefault) {
+                       const std::function<void(Value)>& receive, const char* text, const char* byDefault,
+                       const char* group = HelpFormatter::methodGroup) {
   std::vector<std::string> names;
   for (const auto& [word, value] : values) {
     names.push_back(word);
@@ -31,7 +32,7 @@ CLI::Option* addChoice(CLI::App& command, const char* name, std::vector<std::pai
       ->check(CLI::IsMember(names))
       ->type_name("NAME")
       ->default_str(byDefault)
-      ->group(HelpFormatter::methodGroup);
+      ->group(group);
 }
 
 /// "LOW,HIGH".
@@ -46,36 +47,59 @@ void parseRange(const std::string& text, Look& look) {
   look.range = ValueRange{static_cast<float>(low), static_cast<float>(high)};
 }
 
+/// Frames that are used of a longer recording: more cost time and gain little.
+constexpr int usualFrames = 12;
+
 [[noreturn]] void refuse(const std::string& reason) {
   throw Failure(ExitCode::usage, reason);
 }
 
 void checkFiles(const ReconstructOptions& options) {
-  if (options.inputs.empty()) {
-    refuse("FRAMES is required: name the files, or their folder (see movra-sr reconstruct --help)");
-  }
   if (options.output.empty()) {
     refuse("--output is required: name the result's file (see movra-sr reconstruct --help)");
   }
   requireWritable(options.output, {options.sixteenBits ? Sample::uint16 : Sample::float32, {}});
   if (!options.preview.empty()) {
     requireExtension(options.preview, {".png"}, "the preview is a PNG file; name it .png");
-  } else if (options.look.range || options.look.isPaletteGiven) {
-    refuse("--range and --palette are for pictures; give --preview too");
+  }
+  if (!options.report.empty()) {
+    requireExtension(options.report, {".html", ".htm"}, "the report is an HTML file; name it .html");
+  }
+  if (options.preview.empty() && options.report.empty() && (options.look.range || options.look.isPaletteGiven)) {
+    refuse("--range and --palette are for pictures; give --preview or --report too");
   }
   if (!options.coverage.empty()) {
     requireWritable(options.coverage, {});
   }
 }
 
+/// Settles which method it is, and refuses what belongs to the other one.
+void settleMotion(ReconstructOptions& options) {
+  Parameters& parameters = options.parameters;
+  const bool ofEngines =
+      parameters.engine != Engine::production || parameters.registration || parameters.registrationError;
+  const bool ofTiles = options.preset || options.threads || options.frameCount || options.reference == "best";
+  parameters.motion = options.motion.value_or(ofEngines ? Motion::global : Motion::local);
+  if (parameters.motion == Motion::local && ofEngines) {
+    refuse("--engine, --registration and --registration-error belong to --motion global");
+  }
+  if (parameters.motion == Motion::global && ofTiles) {
+    refuse("--preset, --threads, --frames and --reference best belong to --motion local");
+  }
+  parameters.preset = options.preset.value_or(Preset::standard);
+  parameters.threads = options.threads.value_or(0);
+}
+
 }  // namespace
 
-void checkOptions(ReconstructOptions& options) {
-  options.sixteenBits |= lowerCaseExtension(options.output) == ".png";
-  checkFiles(options);
+void settleMethod(ReconstructOptions& options) {
+  if (options.inputs.empty()) {
+    refuse("FRAMES is required: name the files, or their folder (see --help)");
+  }
   if (options.scale.gain == 0) {
     refuse("--gain 0 would wipe out the frames");
   }
+  settleMotion(options);
   const Parameters& parameters = options.parameters;
   if (options.isRaw() && (parameters.counts || options.scale.gain != 1 || options.scale.offset != 0)) {
     refuse("--nuc-low and --nuc-high make temperatures of counts; leave --counts, --gain and --offset out");
@@ -89,7 +113,28 @@ void checkOptions(ReconstructOptions& options) {
   if (parameters.engine == Engine::vector && !options.badPixels.empty()) {
     refuse("--engine vector repairs no pixels, so it cannot honour --bad-pixels");
   }
-  if (parameters.engine == Engine::vector && !options.coverage.empty()) {
+}
+
+WindowChoice choiceFor(const ReconstructOptions& options) {
+  WindowChoice choice;
+  const bool global = options.parameters.motion == Motion::global;
+  choice.first = options.first;
+  choice.least = global ? engineWindow : 1;
+  choice.most = global ? engineWindow : options.frameCount.value_or(usualFrames);
+  choice.leaveOut = !global;
+  choice.counts = options.isRaw() || options.parameters.counts;
+  return choice;
+}
+
+int referenceFor(const Window& window, const ReconstructOptions& options) {
+  return options.reference == "best" ? Parameters::bestReference : findReference(window, options.reference);
+}
+
+void checkOptions(ReconstructOptions& options) {
+  options.sixteenBits |= lowerCaseExtension(options.output) == ".png";
+  settleMethod(options);
+  checkFiles(options);
+  if (options.parameters.engine == Engine::vector && !options.coverage.empty()) {
     refuse("--engine vector does not tell which pixels it used, so it cannot write --coverage");
   }
 }
@@ -107,12 +152,26 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options) {
           "The files are headerless 16-bit frames of this size; \",big\" for big-endian")
       ->type_name("WxH[,big]")
       ->group(input);
+  command
+      .add_option_function<std::string>(
+          "--frames",
+          [&](const std::string& text) {
+            int count = 0;
+            if (text != "all" && (!CLI::detail::lexical_cast(text, count) || count < 1)) {
+              throw Failure(ExitCode::usage, "--frames " + text + ": give a number of frames, or all");
+            }
+            options.frameCount = count;
+          },
+          "How many frames are used, a number or all; the last ones, or those from --first on [12]")
+      ->type_name("NUMBER")
+      ->group(input);
   command.add_option("--first", options.first, "Number of the first frame that is used, from 1 [the last ones]")
       ->check(CLI::Range(1, 1000000))
       ->group(input);
   command
       .add_option("--reference", options.reference,
-                  "Frame whose grid the image gets: its file, or a number that counts back from the newest [3]")
+                  "Frame whose grid the image gets: its file, a number that counts back from the newest, or best, the "
+                  "one that the others fit best [3]")
       ->type_name("FRAME")
       ->group(input);
   command.add_option("--gain", options.scale.gain, "Temperature = gain * value + offset")
@@ -147,6 +206,21 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options) {
 void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
   Parameters& parameters = options.parameters;
   const char* const method = HelpFormatter::methodGroup;
+  const char* const choice = "Reconstruction";
+  addChoice<Motion>(
+      command, "--motion", {{"local", Motion::local}, {"global", Motion::global}},
+      [&](Motion motion) { options.motion = motion; },
+      "local: each part of the image follows its own motion, as hands roll and scenes have depth; global: one shift "
+      "per frame, five frames, by an engine",
+      "local", choice);
+  addChoice<Preset>(
+      command, "--preset", {{"fast", Preset::fast}, {"standard", Preset::standard}, {"best", Preset::best}},
+      [&](Preset preset) { options.preset = preset; },
+      "fast: half the time, coarser tiles; standard; best: the sharpest of clean frames, about three times the time",
+      "standard", choice);
+  command.add_option("--threads", options.threads, "Threads; the image is the same for any number [all processors]")
+      ->check(CLI::Range(1, 1024))
+      ->group(choice);
   CLI::Option* const camera =
       command
           .add_option_function<std::string>(
@@ -166,15 +240,18 @@ void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
       ->excludes(camera)
       ->group(method);
   command
-      .add_option("--tv-weight", parameters.weightTV, "Weight of the data against smoothness; larger is sharper [400]")
+      .add_option("--tv-weight", parameters.weightTV,
+                  "Weight of the data against smoothness; larger is sharper [from the noise; 400 with global]")
       ->check(finiteWithin(1, 1e30))
       ->group(method);
-  command.add_option("--iterations", parameters.iterations, "Largest number of solver iterations [8]")
+  command
+      .add_option("--iterations", parameters.iterations,
+                  "Largest number of solver iterations [from the preset; 8 with global]")
       ->check(CLI::Range(1, 10000))
       ->group(method);
   command
       .add_option("--relative-residue", parameters.relativeResidue,
-                  "Relative residue at which the solver stops [0.007]")
+                  "Relative residue at which the solver stops [from the preset; 0.007 with global]")
       ->check(finiteWithin(1.1e-6, 1e30))
       ->group(method);
   addChoice<Engine>(
@@ -182,7 +259,7 @@ void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
       {{"production", Engine::production}, {"vector", Engine::vector}, {"reference", Engine::reference}},
       [&](Engine engine) { parameters.engine = engine; },
       "Engine: production; vector, which is made of 4-lane vector operations and takes bad pixels as they are; or "
-      "reference, plain loops with phase correlation",
+      "reference, plain loops with phase correlation. This and the next two mean --motion global",
       "production");
   addChoice<RegistrationMethod>(
       command, "--registration", {{"corners", RegistrationMethod::corners}, {"phase", RegistrationMethod::phase}},

@@ -7,6 +7,7 @@
 
 #include "tools/movra-sr/io/FrameSource.h"
 #include "tools/movra-sr/reconstruction/Parameters.h"
+#include "tools/movra-sr/reconstruction/Window.h"
 #include "tools/movra-sr/report/Preview.h"
 
 namespace movra::tool {
@@ -17,6 +18,7 @@ struct ReconstructOptions {
   std::string output;
   std::string preview;
   std::string coverage;
+  std::string report;
   std::string badPixels;
   std::string nucLow;
   std::string nucHigh;
@@ -27,6 +29,10 @@ struct ReconstructOptions {
   Parameters parameters;
   Look look;
   std::optional<int> first;
+  std::optional<int> frameCount;  ///< 0: all
+  std::optional<Motion> motion;
+  std::optional<Preset> preset;
+  std::optional<int> threads;
   bool cropBorder = false;
   bool sixteenBits = false;
   bool replace = false;
@@ -42,7 +48,15 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options);
 void addMethodOptions(CLI::App& command, ReconstructOptions& options);
 void addLookOptions(CLI::App& command, Look& look);
 
-/// Throws Failure (wrong command line) for options that contradict each other or would have no effect; settles what follows
+/// Decides which method it is and takes its parameters over. Throws Failure (wrong command line) for no frames, and for
+/// options of the method that contradict each other or would have no effect.
+void settleMethod(ReconstructOptions& options);
+
+/// Which frames the options ask for, and which of them is the reference.
+WindowChoice choiceFor(const ReconstructOptions& options);
+int referenceFor(const Window& window, const ReconstructOptions& options);
+
+/// settleMethod, and the same for the files. Throws Failure (wrong command line) for options that contradict each other or would have no effect; settles what follows
 /// from others.
 void checkOptions(ReconstructOptions& options);
 

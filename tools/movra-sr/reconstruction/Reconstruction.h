@@ -48,12 +48,15 @@ struct Reconstruction {
   cv::Mat_<unsigned short> coverage;  ///< frame size: number of frames that back each pixel; empty when not told
   std::vector<FrameOutcome> frames;
   int reference = 0;   ///< its frame
-  float srFactor = 0;  ///< 0.75 .. 2, of a good one of five frames
+  float srFactor = 0;  ///< 0.75 .. 2, of a good one; five frames count
   ShiftGrid field;     ///< of local motion only
 
   /// Figures of the method, in the order in which they are told: name, as a key of JSON, and value.
   std::vector<std::pair<std::string, double>> figures;
   std::vector<std::pair<std::string, double>> seconds;  ///< per stage
+
+  /// Mean number of frames that back a pixel, or 0 where the engine does not tell.
+  double framesPerPixel() const { return coverage.empty() ? 0 : cv::mean(coverage)[0]; }
 
   int usedFrames() const {
     int count = 0;

@@ -21,41 +21,6 @@ constexpr double tolerableShare = 0.1;
   throw Failure(ExitCode::badInput, frame.name + ": " + reason);
 }
 
-/// Why a frame cannot be used: its usable values are none, too few or all the same. Empty when it can.
-std::string faultOf(const Frame& frame, bool counts) {
-  const float lowest = counts ? -32768.f : -274.f;
-  const float highest = counts ? 32767.f : 5000.f;
-  float low = highest;
-  float high = lowest;
-  std::size_t finite = 0;
-  std::size_t usable = 0;
-  for (const float value : frame.pixels) {
-    if (!std::isfinite(value)) {
-      continue;
-    }
-    ++finite;
-    if (value < lowest || value > highest) {
-      continue;
-    }
-    ++usable;
-    low = std::min(low, value);
-    high = std::max(high, value);
-  }
-  if (finite == 0) {
-    return "holds no finite value; leave this frame out or record it again";
-  }
-  if (usable == 0 ||
-      static_cast<double>(finite - usable) > tolerableShare * static_cast<double>(frame.pixels.total())) {
-    return counts ? "has values outside -32768 .. 32767; bring them into this range with --gain and --offset"
-                  : "has values outside -274 .. 5000, no temperatures; turn counts into temperatures with "
-                    "--gain and --offset, or give --counts";
-  }
-  if (!(low < high)) {
-    return "is constant; leave this frame out or record it again";
-  }
-  return {};
-}
-
 void checkSize(const Frame& first, const Frame& frame) {
   const cv::Size size = frame.pixels.size();
   if (std::min(size.width, size.height) < smallestSide) {
@@ -95,6 +60,46 @@ std::string framesInWords(int count) {
 
 }  // namespace
 
+std::string faultOf(const Frame& frame, bool counts) {
+  const float lowest = counts ? -32768.f : -274.f;
+  const float highest = counts ? 32767.f : 5000.f;
+  float low = highest;
+  float high = lowest;
+  std::size_t finite = 0;
+  std::size_t usable = 0;
+  for (const float value : frame.pixels) {
+    if (!std::isfinite(value)) {
+      continue;
+    }
+    ++finite;
+    if (value < lowest || value > highest) {
+      continue;
+    }
+    ++usable;
+    low = std::min(low, value);
+    high = std::max(high, value);
+  }
+  if (finite == 0) {
+    return "holds no finite value; leave this frame out or record it again";
+  }
+  if (usable == 0 ||
+      static_cast<double>(finite - usable) > tolerableShare * static_cast<double>(frame.pixels.total())) {
+    return counts ? "has values outside -32768 .. 32767; bring them into this range with --gain and --offset"
+                  : "has values outside -274 .. 5000, no temperatures; turn counts into temperatures with "
+                    "--gain and --offset, or give --counts";
+  }
+  if (!(low < high)) {
+    return "is constant; leave this frame out or record it again";
+  }
+  return {};
+}
+
+void requireSameSize(const std::vector<Frame>& frames) {
+  for (const Frame& frame : frames) {
+    checkSize(frames.front(), frame);
+  }
+}
+
 Window readWindow(FrameSource& source, const WindowChoice& choice) {
   Window window;
   window.given = static_cast<int>(source.count());
@@ -115,8 +120,8 @@ Window readWindow(FrameSource& source, const WindowChoice& choice) {
   }
   for (int i = begin; i < end; ++i) {
     window.frames.push_back(source.read(static_cast<std::size_t>(i)));
-    checkSize(window.frames.front(), window.frames.back());
   }
+  requireSameSize(window.frames);
   window.notes = source.takeNotes();
   dropUnusable(window, choice);
   return window;

@@ -29,6 +29,12 @@ struct Window {
 /// too few frames, sizes that differ, and, unless it is left out, a frame without usable values.
 Window readWindow(FrameSource& source, const WindowChoice& choice);
 
+/// Why a frame cannot be used: its usable values are none, too few or all the same. Empty when it can.
+std::string faultOf(const Frame& frame, bool counts);
+
+/// Throws Failure for frames that are too small, or of different sizes.
+void requireSameSize(const std::vector<Frame>& frames);
+
 /// The place in the window of the frame that `text` names: a number, counted back from the newest (0), or a file. Empty
 /// text means the default: the fourth from the end, or the oldest of fewer. Throws Failure (wrong command line).
 int findReference(const Window& window, const std::string& text);

@@ -15,6 +15,8 @@ class Console {
   bool quiet = false;   ///< errors only; the document all the same
   bool strict = false;  ///< a note makes the result a failure
 
+  std::string commandLine;  ///< as it was given
+
   /// What --json prints. Every figure that is said in words is put in here too.
   Json document = Json::object();
 

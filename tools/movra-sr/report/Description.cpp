@@ -56,6 +56,7 @@ Json describe(const Reconstruction& result, const std::optional<Statistics>& sta
     json["reference"] = result.frames[static_cast<std::size_t>(result.reference)].name;
   }
   json["used_frames"] = result.usedFrames();
+  json["frames_per_pixel"] = result.coverage.empty() ? Json() : Json(result.framesPerPixel());
   const Spread spread = spreadOf(result);
   json["spread"] = {{"x", spread.x}, {"y", spread.y}};
   if (!result.image.empty()) {

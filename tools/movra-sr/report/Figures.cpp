@@ -36,8 +36,11 @@ cv::Rect seenByAll(const Reconstruction& result) {
     for (const double sideX : {-0.5, 0.5}) {
       for (const double sideY : {-0.5, 0.5}) {
         const cv::Point2d shift = shiftAt(frame, {sideX * width, sideY * height});
-        (sideX < 0 ? left : right) = sideX < 0 ? std::max(left, -shift.x) : std::min(right, width - shift.x);
-        (sideY < 0 ? top : bottom) = sideY < 0 ? std::max(top, -shift.y) : std::min(bottom, height - shift.y);
+        const double spare = 2 * frame.localMotion;
+        (sideX < 0 ? left : right) =
+            sideX < 0 ? std::max(left, spare - shift.x) : std::min(right, width - shift.x - spare);
+        (sideY < 0 ? top : bottom) =
+            sideY < 0 ? std::max(top, spare - shift.y) : std::min(bottom, height - shift.y - spare);
       }
     }
   }

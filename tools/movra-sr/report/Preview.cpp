@@ -21,6 +21,7 @@ constexpr int captionWidth = 190;
 constexpr int barWidth = 18;
 constexpr int labelWidth = 84;
 constexpr int ticks = 5;
+constexpr int detailZoom = 4;  // the detail has a quarter of the image's sides and becomes as large as it
 
 ValueRange robustRange(const cv::Mat_<float>& image) {
   std::vector<float> values;
@@ -80,6 +81,35 @@ void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const ValueRange& ran
   write(canvas, drawable(unit), {place.x, place.y - 9});
 }
 
+/// The part of the image where the reconstruction differs most from the enlarged frame, away from the border.
+cv::Rect mostGained(const cv::Mat_<float>& bicubic, const cv::Mat_<float>& reconstruction) {
+  const cv::Size whole = reconstruction.size();
+  const cv::Size size(std::max(1, whole.width / detailZoom), std::max(1, whole.height / detailZoom));
+  cv::Mat squares;
+  cv::subtract(reconstruction, bicubic, squares);
+  cv::patchNaNs(squares, 0);
+  // A few large differences, such as bad pixels, do not decide.
+  const ValueRange range = robustRange(reconstruction);
+  squares = cv::min(cv::abs(squares), 0.1 * static_cast<double>(range.high - range.low));
+  squares = squares.mul(squares);
+  const int border = std::min({10, (whole.width - size.width) / 2, (whole.height - size.height) / 2});
+  cv::Mat_<double> sums;
+  cv::integral(squares, sums, CV_64F);
+  cv::Rect best({border, border}, size);
+  double most = -1;
+  for (int y = border; y + size.height <= whole.height - border; y += 2) {
+    for (int x = border; x + size.width <= whole.width - border; x += 2) {
+      const double sum =
+          sums(y + size.height, x + size.width) - sums(y, x + size.width) - sums(y + size.height, x) + sums(y, x);
+      if (sum > most) {
+        most = sum;
+        best = cv::Rect({x, y}, size);
+      }
+    }
+  }
+  return best;
+}
+
 }  // namespace
 
 const std::vector<Palette>& palettes() {
@@ -114,13 +144,24 @@ cv::Mat_<cv::Vec3b> drawPreview(const cv::Mat_<float>& bicubic, const cv::Mat_<f
   const int width = reconstruction.cols;
   const int height = reconstruction.rows;
   const int column = std::max(width, captionWidth);
-  cv::Mat canvas(height + captionHeight + gap, 2 * column + 4 * gap + barWidth + labelWidth, CV_8UC3, background);
+  const cv::Rect part = mostGained(bicubic, reconstruction);
+  const cv::Size zoomed = part.size() * detailZoom;
   const cv::Rect left(gap, captionHeight, width, height);
   const cv::Rect right(left.x + column + gap, captionHeight, width, height);
-  inColours(bicubic, look, range).copyTo(canvas(left));
-  inColours(reconstruction, look, range).copyTo(canvas(right));
+  const int detailTop = captionHeight + height + captionHeight;
+  cv::Mat canvas(detailTop + zoomed.height + gap, 2 * column + 4 * gap + barWidth + labelWidth, CV_8UC3, background);
+  for (const auto& [image, place] : {std::pair(bicubic, left), std::pair(reconstruction, right)}) {
+    cv::Mat picture = inColours(image, look, range);
+    cv::Mat detail = canvas(cv::Rect({place.x, detailTop}, zoomed));
+    cv::resize(picture(part), detail, zoomed, 0, 0, cv::INTER_NEAREST);
+    cv::rectangle(picture, part, ink);
+    picture.copyTo(canvas(place));
+  }
   write(canvas, "reference frame, bicubic", {left.x, captionHeight - 9});
   write(canvas, "super-resolution", {right.x, captionHeight - 9});
+  const std::string times = std::to_string(detailZoom) + " times";
+  write(canvas, times, {left.x, detailTop - 9});
+  write(canvas, times, {right.x, detailTop - 9});
   drawColourBar(canvas, {right.x + column + gap, captionHeight, barWidth, height}, range, unit, look);
   return canvas;
 }

@@ -33,7 +33,8 @@ ValueRange rangeOf(const cv::Mat_<float>& image, const Look& look);
 cv::Mat_<cv::Vec3b> inColours(const cv::Mat_<float>& image, const Look& look, const ValueRange& range);
 
 /// A picture to look at: the bicubic enlargement of the reference frame beside the reconstruction, both in the same
-/// colours, and a colour bar with values in the unit. 8-bit blue, green, red.
+/// colours, a colour bar with values in the unit, and below both the part that gained most, four times as large. 8-bit
+/// blue, green, red.
 cv::Mat_<cv::Vec3b> drawPreview(const cv::Mat_<float>& bicubic, const cv::Mat_<float>& reconstruction,
                                 const std::string& unit, const Look& look);
 

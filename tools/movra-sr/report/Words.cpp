@@ -94,6 +94,8 @@ std::vector<std::string> remarks(const Reconstruction& result) {
     }
     if (!frame.used) {
       texts.push_back(frame.name + ": left out, " + frame.reason);
+    } else if (result.verdict == Verdict::good && frame.usable >= 0 && frame.usable < 0.3) {
+      texts.push_back(frame.name + format(": only %.0f %% of its pixels fit the reference", 100 * frame.usable));
     }
   }
   if (const std::string spread = spreadRemark(result); result.verdict == Verdict::good && !spread.empty()) {
@@ -106,9 +108,9 @@ std::string srFactorInWords(const Reconstruction& result) {
   if (result.verdict != Verdict::good) {
     return "none, see the status";
   }
-  const double framesPerPixel = 4 * (static_cast<double>(result.srFactor) - 1) + 1;
-  return format("%.2f of 2.00, on average %.1f of %d frames back a pixel", static_cast<double>(result.srFactor),
-                framesPerPixel, static_cast<int>(result.frames.size()));
+  const double factor = static_cast<double>(result.srFactor);
+  const double framesPerPixel = result.coverage.empty() ? 4 * (factor - 1) + 1 : result.framesPerPixel();
+  return format("%.2f of 2.00, on average %.1f of %d frames back a pixel", factor, framesPerPixel, result.usedFrames());
 }
 
 std::string statisticsInWords(const Statistics& statistics, const std::string& unit) {

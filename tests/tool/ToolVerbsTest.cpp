@@ -1,0 +1,180 @@
+// What each verb of the command-line tool promises, in words, in JSON and in files.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/tool/ToolRun.h"
+#include "tools/movra-sr/io/FrameSource.h"
+
+using namespace movra::tool;
+
+namespace {
+
+std::vector<Frame> pagesOf(const std::string& file) {
+  std::vector<Frame> pages;
+  readFrames(file, {}, [&](Frame&& page) { pages.push_back(std::move(page)); });
+  return pages;
+}
+
+TEST_F(ToolCommand, EveryHelpFitsItsColumnsAndTellsTheExitCodes) {
+  for (const std::string command :
+       {"", "reconstruct", "stream", "register", "bad-pixels", "simulate", "compare", "info"}) {
+    const Outcome help = run(command + " --help");
+    EXPECT_EQ(help.code, 0) << command;
+    EXPECT_NE(help.out.find("Exit codes"), std::string::npos) << command;
+    EXPECT_NE(help.out.find("Example:"), std::string::npos) << command;
+    std::istringstream lines(help.out);
+    for (std::string line; std::getline(lines, line);) {
+      EXPECT_LE(line.size(), 100U) << line;
+    }
+    EXPECT_LE(std::count(help.out.begin(), help.out.end(), '\n'), 70) << command;
+  }
+  EXPECT_GT(run("reconstruct --help-all").out.size(), run("reconstruct --help").out.size() + 500);
+}
+
+TEST_F(ToolCommand, JsonIsOneDocumentWithTheFiguresOfTheWords) {
+  const auto document = [&](const std::string& arguments, int code) {
+    const Outcome result = run(arguments + " --json");
+    EXPECT_EQ(result.code, code) << arguments << result.err;
+    const auto json = nlohmann::json::parse(result.out, nullptr, false);
+    EXPECT_FALSE(json.is_discarded()) << arguments << ": " << result.out;
+    EXPECT_EQ(json["exit_code"], code) << arguments;
+    return json;
+  };
+  const auto simulated = document("simulate -o burst --size 96x72 --stuck 2", 0);
+  EXPECT_EQ(simulated["files"]["frames"].size(), 5U);
+  EXPECT_EQ(simulated["burst"], nlohmann::json::parse(readAll(at("burst/burst.json"))));
+
+  const auto made = document("reconstruct burst -o sr.tiff --coverage coverage.tiff", 0);
+  const std::string words = run("reconstruct burst -o sr.tiff --force").out;
+  EXPECT_NEAR(made["sr_factor"], number(words, "sr factor: "), 0.005);
+  EXPECT_NEAR(made["inside"]["minimum"], number(words, "minimum "), 0.005);
+  EXPECT_NEAR(made["inside"]["mean"], number(words, "mean "), 0.005);
+  EXPECT_NEAR(made["inside"]["maximum"], number(words, "maximum "), 0.005);
+  EXPECT_NE(words.find(made["status"].get<std::string>()), std::string::npos);
+  const cv::Rect inside(made["inside"]["x"], made["inside"]["y"], made["inside"]["width"], made["inside"]["height"]);
+  const cv::Mat_<float> image = readImage(at("sr.tiff")).pixels;
+  EXPECT_NEAR(cv::mean(image(inside))[0], made["inside"]["mean"], 1e-4);
+  for (std::size_t i = 0; i < 5; ++i) {
+    EXPECT_NEAR(made["frames"][i]["dx"], simulated["burst"]["frames"][i]["dx"], 0.1) << i;
+  }
+  const cv::Mat_<float> coverage = readImage(at("coverage.tiff")).pixels;
+  EXPECT_EQ(coverage.size(), cv::Size(96, 72));
+  double least = 0;
+  double most = 0;
+  cv::minMaxLoc(coverage, &least, &most);
+  EXPECT_TRUE(least >= 1 && most == 5) << least << most;
+  ASSERT_EQ(run("reconstruct burst -o cropped.tiff --crop-border").code, 0);
+  EXPECT_EQ(cv::norm(readImage(at("cropped.tiff")).pixels, image(inside), cv::NORM_INF), 0);
+
+  const auto compared = document("compare sr.tiff burst/truth.tiff", 0);
+  EXPECT_NEAR(compared["psnr_db"], psnr("sr.tiff"), 0.005);
+  EXPECT_EQ(document("bad-pixels burst/frame_00.tiff", 3)["error"].get<std::string>().find("burst/frame_00.tiff"), 0U);
+  EXPECT_EQ(document("info", 0)["cameras"].size(), 8U);
+  EXPECT_EQ(run("reconstruct burst -o sr.tiff --force --quiet").out, "");
+}
+
+TEST_F(ToolCommand, WhatIsWorthANoteIsToldAndStrictMakesItAFailure) {
+  ASSERT_EQ(run("simulate -o burst --size 96x72 --max-shift 0").code, 0);
+  const Outcome still = run("reconstruct --motion global burst -o still.tiff");
+  EXPECT_EQ(still.code, 0);
+  EXPECT_NE(still.err.find("fractions of a pixel"), std::string::npos) << still.err;
+  EXPECT_EQ(run("reconstruct --motion global burst -o strict.tiff --strict").code, 1);
+  EXPECT_FALSE(std::filesystem::exists(at("strict.tiff")));
+
+  // One axis only, a jump of level, and an unusable frame that the window does not hold.
+  ASSERT_EQ(run("simulate -o burst --size 96x72 --frames 6 --force").code, 0);
+  overwrite("burst/frame_05.tiff", cv::Mat_<float>(72, 96, 20.f));
+  EXPECT_EQ(run("reconstruct --motion global burst -o first.tiff --first 1").code, 0);
+  overwrite("burst/frame_02.tiff", cv::Mat_<float>(readImage(at("burst/frame_02.tiff")).pixels + 30));
+  const Outcome jump = run("reconstruct --motion global burst -o jump.tiff --first 1");
+  EXPECT_NE(jump.err.find("frame_02.tiff: its level is 29"), std::string::npos) << jump.err;
+
+  std::filesystem::remove(at("burst/frame_05.tiff"));
+  simulate();
+  const Outcome byFile = run("reconstruct burst -o file.tiff --reference frame_03.tiff");
+  const Outcome byNumber = run("reconstruct burst -o number.tiff --reference 1");
+  EXPECT_EQ(byFile.out.substr(0, byFile.out.find("image:")), byNumber.out.substr(0, byNumber.out.find("image:")));
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --reference 5").code, 2);
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --reference truth.tiff").code, 2);
+}
+
+TEST_F(ToolCommand, LocalMotionFollowsRollAndAnyNumberOfThreadsGivesTheSameImage) {
+  ASSERT_EQ(run("simulate -o burst --size 96x72 --roll 1").code, 0);
+  ASSERT_EQ(run("reconstruct burst -o one.tiff --threads 1").code, 0);
+  ASSERT_EQ(run("reconstruct burst -o three.tiff --threads 3").code, 0);
+  EXPECT_EQ(readAll(at("one.tiff")).size(), readAll(at("three.tiff")).size());
+  EXPECT_EQ(cv::norm(readImage(at("one.tiff")).pixels, readImage(at("three.tiff")).pixels, cv::NORM_INF), 0);
+  ASSERT_EQ(run("reconstruct burst -o global.tiff --motion global").code, 0);
+  EXPECT_GT(psnr("one.tiff"), psnr("global.tiff") + 3);
+
+  const auto made = nlohmann::json::parse(run("register burst --json").out);
+  const auto truth = nlohmann::json::parse(readAll(at("burst/burst.json")));
+  for (std::size_t i = 0; i < 5; ++i) {
+    for (const char* const key : {"dx", "dy", "roll_degrees"}) {
+      EXPECT_NEAR(made["frames"][i][key], truth["frames"][i][key], 0.08) << i << key;
+    }
+  }
+  ASSERT_EQ(run("register burst -o shifts.csv").code, 0);
+  const std::string csv = readAll(at("shifts.csv"));
+  EXPECT_EQ(csv.rfind("frame,dx,dy,roll_degrees,", 0), 0U);
+  EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 6);
+  EXPECT_NE(run("reconstruct burst/frame_00.tiff -o single.tiff").out.find("made of one frame"), std::string::npos);
+}
+
+TEST_F(ToolCommand, ASeriesHasAnImagePerNewFrameTheSameAsAlone) {
+  ASSERT_EQ(run("simulate -o burst --size 64x48 --frames 7").code, 0);
+  overwrite("burst/frame_03.tiff", cv::Mat_<float>(48, 64, 20.f));
+  const Outcome made = run("stream burst -o series.tiff --frames 4");
+  EXPECT_EQ(made.code, 0) << made.err;
+  EXPECT_NE(made.err.find("frame_03.tiff: left out"), std::string::npos) << made.err;
+  const std::vector<Frame> pages = pagesOf(at("series.tiff"));
+  ASSERT_EQ(pages.size(), 3U);
+  ASSERT_EQ(run("stream burst -o sharp_##.tiff --frames 4").code, 0);
+  ASSERT_EQ(run("reconstruct burst/frame_0[0124].tiff -o alone.tiff").code, 0);
+  const cv::Mat_<float> alone = readImage(at("alone.tiff")).pixels;
+  EXPECT_EQ(cv::norm(pages.front().pixels, alone, cv::NORM_INF), 0);
+  EXPECT_EQ(cv::norm(readImage(at("sharp_01.tiff")).pixels, alone, cv::NORM_INF), 0);
+  EXPECT_TRUE(std::filesystem::exists(at("sharp_03.tiff")));
+}
+
+TEST_F(ToolCommand, EveryCommandOfTheGuideWorks) {
+  // What the guide takes for granted.
+  simulate();
+  cv::Mat_<ushort> even(72, 96);
+  cv::RNG(9).fill(even, cv::RNG::UNIFORM, 40000, 40060);
+  even(20, 10) = 0;
+  movra::test::writeTiff(at("even-scene.tiff"), {even});
+  std::filesystem::create_directory(at("raw"));
+  const auto counts = [](const cv::Mat_<float>& temperatures) {
+    cv::Mat raw;
+    temperatures.convertTo(raw, CV_16U, 100, 5000);
+    return raw;
+  };
+  for (const std::string name : frameNames) {
+    movra::test::writeTiff(at("raw/" + name), {counts(readImage(at("burst/" + name)).pixels)});
+  }
+  movra::test::writeTiff(at("cold.tiff"), {counts(cv::Mat_<float>(72, 96, -5.f))});
+  movra::test::writeTiff(at("warm.tiff"), {counts(cv::Mat_<float>(72, 96, 45.f))});
+
+  std::ifstream guide(MOVRA_SR_GUIDE);
+  int commands = 0;
+  const std::string prompt = "    movra-sr ";
+  for (std::string line; std::getline(guide, line);) {
+    if (line.rfind(prompt, 0) != 0) {
+      continue;
+    }
+    ++commands;
+    const std::string arguments = line.substr(prompt.size());
+    const bool writes = arguments.find(" -o ") != std::string::npos;
+    const Outcome result = run(arguments + (writes ? " --force" : ""));
+    EXPECT_EQ(result.code, 0) << line << '\n' << result.out << result.err;
+  }
+  EXPECT_GT(commands, 15);
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+#include <cstdio>
+#include <memory>
+
+#include "tools/movra-sr/commands/Commands.h"
+#include "tools/movra-sr/commands/Help.h"
+#include "tools/movra-sr/commands/OutputSet.h"
+#include "tools/movra-sr/commands/ReconstructOptions.h"
+#include "tools/movra-sr/reconstruction/Preparation.h"
+#include "tools/movra-sr/reconstruction/Reconstruct.h"
+#include "tools/movra-sr/reconstruction/Window.h"
+#include "tools/movra-sr/report/Description.h"
+#include "tools/movra-sr/report/Words.h"
+
+namespace movra::tool {
+
+namespace {
+
+template <class... Values>
+std::string format(const char* pattern, Values... values) {
+  char text[200];
+  std::snprintf(text, sizeof text, pattern, values...);
+  return text;
+}
+
+/// A name as a field of CSV.
+std::string quoted(const std::string& name) {
+  if (name.find_first_of(",\"\n") == std::string::npos) {
+    return name;
+  }
+  std::string field = "\"";
+  for (const char c : name) {
+    field += c == '"' ? "\"\"" : std::string(1, c);
+  }
+  return field + '"';
+}
+
+std::string asCsv(const Reconstruction& result) {
+  std::string table = "frame,dx,dy,roll_degrees,zoom_percent,local_motion,agreeing_share,used\n";
+  for (const FrameOutcome& frame : result.frames) {
+    table +=
+        quoted(frame.name) +
+        format(",%.5f,%.5f,%.5f,%.5f,%.5f,", frame.shift.x, frame.shift.y, frame.roll, frame.zoom, frame.localMotion) +
+        (frame.agreement < 0 ? "" : format("%.4f", frame.agreement)) + (frame.used ? ",1\n" : ",0\n");
+  }
+  return table;
+}
+
+Json asJson(const ShiftGrid& field) {
+  Json json{{"columns", field.columns},
+            {"rows", field.rows},
+            {"first", {field.first.x, field.first.y}},
+            {"step", {field.step.x, field.step.y}}};
+  json["shifts"] = Json::array();
+  for (const auto& frame : field.shifts) {
+    Json shifts = Json::array();
+    for (const cv::Point2f& shift : frame) {
+      shifts.push_back({shift.x, shift.y});
+    }
+    json["shifts"].push_back(std::move(shifts));
+  }
+  return json;
+}
+
+ExitCode registerFrames(ReconstructOptions options, Console& console) {
+  const bool toFile = !options.output.empty();
+  if (toFile) {
+    requireExtension(options.output, {".csv", ".json"}, "shifts are written as .csv or, with the field, as .json");
+  }
+  settleMethod(options);
+  const Preparation preparation(options.nucLow, options.nucHigh, options.badPixels);
+  FrameSource source(options.inputs, {options.scale, options.raw});
+  std::vector<std::string> inputs = preparation.files();
+  inputs.insert(inputs.end(), source.files().begin(), source.files().end());
+  OutputSet files(options.replace, inputs);
+  OutputFile* const file = files.open("shifts", options.output);
+
+  Window window = readWindow(source, choiceFor(options));
+  for (const std::string& note : window.notes) {
+    console.note(note);
+  }
+  preparation.calibrate(window.frames);
+  preparation.mark(window.frames);
+  Parameters parameters = options.parameters;
+  parameters.referenceSlot = referenceFor(window, options);
+  parameters.iterations = 1;  // the image is not wanted
+  const Reconstruction result = reconstruct(window.frames, parameters);
+
+  Json description = describe(result, {});
+  for (const char* const key : {"image", "method", "seconds", "status", "sr_factor"}) {
+    description.erase(key);
+  }
+  if (result.field.columns > 0) {
+    description["field"] = asJson(result.field);
+  }
+  console.document.update(description);
+  if (result.verdict == Verdict::registrationFailed) {
+    throw Failure(ExitCode::degraded, "nothing written: " + statusInWords(result));
+  }
+  for (const std::string& remark : remarks(result)) {
+    console.note(remark);
+  }
+  if (!toFile) {
+    console.say(frameTable(result));
+    return ExitCode::done;
+  }
+  file->write(lowerCaseExtension(options.output) == ".csv" ? asCsv(result) : description.dump(1) + '\n');
+  files.commit(console);
+  return ExitCode::done;
+}
+
+}  // namespace
+
+void addRegister(CLI::App& application, Console& console, Action& chosen) {
+  auto options = std::make_shared<ReconstructOptions>();
+  CLI::App* command = application.add_subcommand("register", "Tell how each frame moved against the reference");
+  addInputOptions(*command, *options);
+  command
+      ->add_option("-o,--output", options->output,
+                   "Shifts per frame as .csv, or with the field of local shifts as .json [a table]")
+      ->type_name("FILE")
+      ->group("Output");
+  command->add_flag("--force", options->replace, "Replace files that exist")->group("Output");
+  addConsoleOptions(*command, console);
+  addMethodOptions(*command, *options);
+  addHelpAll(*command);
+  command->footer(
+      "Example:\n"
+      "  movra-sr register FOLDER -o shifts.csv\n\n"
+      "A shift is the position in the frame minus the position in the reference, in frame pixels, x to the\n"
+      "right and y down, in the middle of the image; roll turns clockwise, both about the middle.");
+  command->callback([=, &console, &chosen] { chosen = [=, &console] { return registerFrames(*options, console); }; });
+}
+
+}  // namespace movra::tool
