@@ -11,6 +11,7 @@
 #include "vision/superresolution/detail/registration/PatchKernels.h"
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
 #include "vision/superresolution/detail/registration/SpectrumKernels.h"
+#include "vision/superresolution/detail/sensor/SensorKernels.h"
 #include "vision/superresolution/detail/solver/SolverKernels.h"
 #include "vision/superresolution/detail/solver/TvKernels.h"
 
@@ -24,6 +25,7 @@ MOVRA_KERNEL_DISPATCH(PatchKernels, patchKernels)
 MOVRA_KERNEL_DISPATCH(LocalMotionKernels, localMotionKernels)
 MOVRA_KERNEL_DISPATCH(PsfKernels, psfKernels)
 MOVRA_KERNEL_DISPATCH(RegistrationKernels, registrationKernels)
+MOVRA_KERNEL_DISPATCH(SensorKernels, sensorKernels)
 MOVRA_KERNEL_DISPATCH(SolverKernels, solverKernels)
 MOVRA_KERNEL_DISPATCH(SpectrumKernels, spectrumKernels)
 MOVRA_KERNEL_DISPATCH(TransposeKernels, transposeKernels)
