@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "vision/superresolution/NoiseEstimate.h"
 #include "vision/superresolution/detail/sensor/EdgeFit.h"
 #include "vision/superresolution/detail/sensor/EdgeWindows.h"
 #include "vision/superresolution/detail/sensor/FrameChecks.h"
@@ -22,6 +23,7 @@ constexpr double degrees = 57.295779513082320877;
 constexpr double largestSlant = 35;     // degrees from an axis; beyond, both axes blur the edge alike
 constexpr double interpolatedFrom = 1;  // decades
 constexpr double largestMisfit = 0.05;  // root mean square over contrast
+constexpr double largestNoise = 1.5;    // or root mean square over the frame's noise
 constexpr double largestBlur = 3;       // low-resolution pixels
 constexpr double pixelVariance = 1.0 / 12;
 
@@ -76,7 +78,7 @@ DirectionBlur combined(const std::vector<Measured>& all, bool alongX) {
 /// Fits the windows and keeps count of why some are no use.
 class Measurement {
  public:
-  Measurement(const float* frame, int width, const std::vector<EdgeWindow>& windows) {
+  Measurement(const float* frame, int width, double noise_, const std::vector<EdgeWindow>& windows) : noise(noise_) {
     for (const EdgeWindow& window : windows) {
       bool alongX = false;
       const double slant = slantOf(window.angle, alongX);
@@ -115,7 +117,8 @@ class Measurement {
  private:
   void keep(EdgeFit fit) {
     const bool good = fit.converged && fit.contrast > 0 && fit.blur < largestBlur &&
-                      fit.rms < largestMisfit * fit.contrast && std::isfinite(fit.blurError);
+                      fit.rms < std::max(largestMisfit * fit.contrast, largestNoise * noise) &&
+                      std::isfinite(fit.blurError);
     if (!good) {
       ++unfit;
       return;
@@ -127,6 +130,7 @@ class Measurement {
     usable.push_back(std::move(one));
   }
 
+  double noise;
   std::vector<Measured> usable;
   int aligned = 0;
   int unfit = 0;
@@ -171,7 +175,8 @@ EdgePsfReport EdgePsf::measure(const float* frame, int width, int height) {
   }
   std::vector<float> filled(frame, frame + static_cast<std::ptrdiff_t>(width) * height);
   fillByLocalMedian(filled.data(), width, height, nullptr);
-  report = Measurement(frame, width, findEdgeWindows(filled.data(), width, height)).report();
+  const double noise = NoiseEstimate::ofFrame(filled.data(), width, height);
+  report = Measurement(frame, width, noise, findEdgeWindows(filled.data(), width, height)).report();
   report.spectrumRatio = spectrumRatio(filled.data(), width, height);
   if (std::abs(report.spectrumRatio) > interpolatedFrom) {
     report.interpolated = report.spectrumRatio > 0 ? InterpolatedLines::rows : InterpolatedLines::columns;
