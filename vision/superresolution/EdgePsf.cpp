@@ -11,6 +11,7 @@
 #include "vision/superresolution/detail/sensor/FrameChecks.h"
 #include "vision/superresolution/detail/sensor/LineSpectrum.h"
 #include "vision/superresolution/detail/sensor/LocalMedian.h"
+#include "vision/superresolution/detail/sensor/OrderStatistics.h"
 
 namespace movra::vision {
 
@@ -35,11 +36,6 @@ struct Measured {
   double total;  // high-resolution pixels
   double error;
 };
-
-double medianOf(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return 0.5 * (values[(values.size() - 1) / 2] + values[values.size() / 2]);
-}
 
 // Angle between the normal and the nearer axis, degrees.
 double slantOf(double angle, bool& alongX) {

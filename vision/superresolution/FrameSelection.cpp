@@ -7,10 +7,13 @@
 #include <utility>
 
 #include "movra/Exception.h"
+#include "vision/superresolution/detail/sensor/OrderStatistics.h"
 
 namespace movra::vision {
 
 namespace {
+
+using detail::medianOf;
 
 constexpr double leastAgreement = 0.25;
 constexpr double leastCoverage = 0.25;
@@ -21,14 +24,6 @@ constexpr double largestShift = 0.1;   //
 constexpr double noisy = 0.04;
 constexpr int fewFrames = 12;
 constexpr int manyFrames = 20;
-
-double medianOf(std::vector<double> values) {
-  if (values.empty()) {
-    return 0;
-  }
-  std::sort(values.begin(), values.end());
-  return 0.5 * (values[(values.size() - 1) / 2] + values[values.size() / 2]);
-}
 
 /// Place of a shift on the high-resolution grid, one axis.
 struct GridPlace {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "vision/superresolution/detail/base/AlignedArray.h"
@@ -123,8 +124,7 @@ double NoiseEstimate::ofFrames(const FrameStack& frames) {
   for (int k = 0; k < frames.count; ++k) {
     noise.push_back(ofFrame(frames.frames[k], frames.width, frames.height));
   }
-  std::sort(noise.begin(), noise.end());
-  return 0.5 * (noise[(noise.size() - 1) / 2] + noise[noise.size() / 2]);
+  return medianOf(std::move(noise));
 }
 
 NoiseReport NoiseEstimate::ofResiduals(const FrameStack& frames, int reference, const FrameStack& residuals) {

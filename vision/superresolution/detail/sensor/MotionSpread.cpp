@@ -1,8 +1,10 @@
 #include "vision/superresolution/detail/sensor/MotionSpread.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <utility>
+
+#include "vision/superresolution/detail/sensor/OrderStatistics.h"
 
 namespace movra::vision::detail {
 
@@ -18,11 +20,7 @@ double medianDistance(const std::vector<AffineMotion>& motions) {
       }
     }
   }
-  if (distances.empty()) {
-    return 0;
-  }
-  std::sort(distances.begin(), distances.end());
-  return 0.5 * (distances[(distances.size() - 1) / 2] + distances[distances.size() / 2]);
+  return medianOf(std::move(distances));
 }
 
 }  // namespace movra::vision::detail

@@ -54,6 +54,14 @@ float medianOf(std::vector<float>& values) {
   return values.empty() ? 0.0f : orderStatistic(values, values.size() / 2);
 }
 
+double medianOf(std::vector<double> values) {
+  if (values.empty()) {
+    return 0;
+  }
+  std::sort(values.begin(), values.end());
+  return 0.5 * (values[(values.size() - 1) / 2] + values[values.size() / 2]);
+}
+
 double robustDeviation(std::vector<float>& values) {
   const float median = medianOf(values);
   for (float& value : values) {

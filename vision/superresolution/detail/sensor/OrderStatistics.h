@@ -17,6 +17,9 @@ float orderStatistic(std::vector<float>& values, std::size_t rank);
 /// The element in the middle; of an even number the upper one of the two. 0 for no values. Reorders the values.
 float medianOf(std::vector<float>& values);
 
+/// The middle of a few values, of an even number the mean of the two; 0 for no values.
+double medianOf(std::vector<double> values);
+
 /// 1.4826 times the median absolute deviation from the median; 0 for no values. Changes the values.
 double robustDeviation(std::vector<float>& values);
 
