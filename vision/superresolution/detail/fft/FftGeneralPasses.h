@@ -113,6 +113,65 @@ void complexGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float* __r
   }
 }
 
+// Rows of real passes are packed: frequency 0, then the real and the imaginary part of frequency p = 1, 2, ... A result row
+// with an odd number is stored backwards: frequency p there belongs to p counted from the end.
+
+/// Place of frequency p in a packed row.
+template <typename V>
+constexpr ptrdiff_t frequencyAt(ptrdiff_t p) {
+  return (2 * p - 1) * lanes<V>;
+}
+
+/// Place of frequency p in a row of `row` floats that is stored backwards; p = 0 is its last value.
+template <typename V>
+constexpr ptrdiff_t frequencyFromEnd(ptrdiff_t row, ptrdiff_t p) {
+  return row - (p == 0 ? 1 : 2 * p + 1) * lanes<V>;
+}
+
+/// x, y -> x + y, x - y, in place.
+template <typename V>
+inline void foldReal(float* x, float* y) {
+  for (int lane = 0; lane < lanes<V>; lane += width<V>) {
+    const V a = get<V>(x + lane);
+    const V b = get<V>(y + lane);
+    put(x + lane, a + b);
+    put(y + lane, a - b);
+  }
+}
+
+/// The same for complex values, each turned forward by its root first.
+template <typename V>
+inline void foldTurned(float* x, float* y, Complex<float> rootOfX, Complex<float> rootOfY) {
+  for (int lane = 0; lane < lanes<V>; lane += width<V>) {
+    const Complex<V> a = turn<Direction::forward>(rootOfX, load<V>(x + lane));
+    const Complex<V> b = turn<Direction::forward>(rootOfY, load<V>(y + lane));
+    store(x + lane, a + b);
+    store(y + lane, a - b);
+  }
+}
+
+/// Results q and radix - q of one frequency from A[q] and B[q]; the second one is stored as its conjugate.
+template <typename V>
+inline void unfoldMirrored(const float* a, const float* b, float* straight, float* mirrored) {
+  for (int lane = 0; lane < lanes<V>; lane += width<V>) {
+    const Complex<V> middle = load<V>(a + lane);
+    const Complex<V> side = quarterTurn<Direction::forward>(load<V>(b + lane));
+    store(straight + lane, middle + side);
+    store(mirrored + lane, conjugate(middle - side));
+  }
+}
+
+/// The reverse: s and d of one frequency.
+template <typename V>
+inline void foldMirrored(const float* straight, const float* mirrored, float* s, float* d) {
+  for (int lane = 0; lane < lanes<V>; lane += width<V>) {
+    const Complex<V> x = load<V>(straight + lane);
+    const Complex<V> y = conjugate(load<V>(mirrored + lane));
+    store(s + lane, x + y);
+    store(d + lane, x - y);
+  }
+}
+
 /// The result is in `r`.
 template <typename V>
 void realForwardGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float* __restrict r,
@@ -123,22 +182,10 @@ void realForwardGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float*
     for (ptrdiff_t k = 0; k < l1; ++k) {
       float* low = r + j * block + k * row;
       float* high = r + (radix - j) * block + k * row;
-      for (int lane = 0; lane < lanes<V>; lane += width<V>) {
-        const V x = get<V>(low + lane);
-        const V y = get<V>(high + lane);
-        put(low + lane, x + y);
-        put(high + lane, x - y);
-      }
+      foldReal<V>(low, high);
       for (ptrdiff_t p = 1; 2 * p < ido; ++p) {
-        const Complex<float> lowRoot = rootAt(roots, j * p * l1);
-        const Complex<float> highRoot = rootAt(roots, (radix - j) * p * l1);
-        const ptrdiff_t at = (2 * p - 1) * lanes<V>;
-        for (int lane = 0; lane < lanes<V>; lane += width<V>) {
-          const Complex<V> x = turn<Direction::forward>(lowRoot, load<V>(low + at + lane));
-          const Complex<V> y = turn<Direction::forward>(highRoot, load<V>(high + at + lane));
-          store(low + at + lane, x + y);
-          store(high + at + lane, x - y);
-        }
+        const ptrdiff_t at = frequencyAt<V>(p);
+        foldTurned<V>(low + at, high + at, rootAt(roots, j * p * l1), rootAt(roots, (radix - j) * p * l1));
       }
     }
   }
@@ -155,17 +202,12 @@ void realForwardGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float*
       float* straight = out + 2 * q * row;
       float* mirrored = straight - row;
       for (int lane = 0; lane < lanes<V>; lane += width<V>) {
-        put(mirrored + row - lanes<V> + lane, get<V>(a + lane));
+        put(mirrored + frequencyFromEnd<V>(row, 0) + lane, get<V>(a + lane));
         put(straight + lane, -get<V>(b + lane));
       }
       for (ptrdiff_t p = 1; 2 * p < ido; ++p) {
-        const ptrdiff_t at = (2 * p - 1) * lanes<V>;
-        for (int lane = 0; lane < lanes<V>; lane += width<V>) {
-          const Complex<V> middle = load<V>(a + at + lane);
-          const Complex<V> side = quarterTurn<Direction::forward>(load<V>(b + at + lane));
-          store(straight + at + lane, middle + side);
-          store(mirrored + row - (2 * p + 1) * lanes<V> + lane, conjugate(middle - side));
-        }
+        const ptrdiff_t at = frequencyAt<V>(p);
+        unfoldMirrored<V>(a + at, b + at, straight + at, mirrored + frequencyFromEnd<V>(row, p));
       }
     }
   }
@@ -190,17 +232,12 @@ void realBackwardGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float
       float* d = out + (radix - q) * block;
       // Frequency 0 of the parts: x and its conjugate make a real sum and an imaginary difference.
       for (int lane = 0; lane < lanes<V>; lane += width<V>) {
-        put(s + lane, 2.0f * get<V>(mirrored + row - lanes<V> + lane));
+        put(s + lane, 2.0f * get<V>(mirrored + frequencyFromEnd<V>(row, 0) + lane));
         put(d + lane, 2.0f * get<V>(straight + lane));
       }
       for (ptrdiff_t p = 1; 2 * p < ido; ++p) {
-        const ptrdiff_t at = (2 * p - 1) * lanes<V>;
-        for (int lane = 0; lane < lanes<V>; lane += width<V>) {
-          const Complex<V> x = load<V>(straight + at + lane);
-          const Complex<V> y = conjugate(load<V>(mirrored + row - (2 * p + 1) * lanes<V> + lane));
-          store(s + at + lane, x + y);
-          store(d + at + lane, x - y);
-        }
+        const ptrdiff_t at = frequencyAt<V>(p);
+        foldMirrored<V>(straight + at, mirrored + frequencyFromEnd<V>(row, p), s + at, d + at);
       }
     }
   }
@@ -216,7 +253,7 @@ void realBackwardGeneralPass(ptrdiff_t radix, ptrdiff_t ido, ptrdiff_t l1, float
         put(high + lane, middle + side);
       }
       for (ptrdiff_t p = 1; 2 * p < ido; ++p) {
-        const ptrdiff_t at = (2 * p - 1) * lanes<V>;
+        const ptrdiff_t at = frequencyAt<V>(p);
         unfold<Direction::backward, V>(low + at, high + at, rootAt(roots, j * p * l1),
                                        rootAt(roots, (radix - j) * p * l1));
       }
