@@ -44,15 +44,22 @@ struct LocalMotionOptions {
   /// Side of a tile without its margin in low-resolution pixels, 8 ... 4096. 0: from the motion.
   int tileCore = 0;
 
-  /// Misalignment in low-resolution pixels beyond which a pixel is masked, 0.05 ... 10. 0: 0.5, or 0.15 for frames with
+  /// Misalignment in low-resolution pixels beyond which a pixel is masked, 0.05 ... 10. 0: 0.5, or 0.2 for frames with
   /// local motion.
   double alignmentError = 0;
 
   /// Share of agreeing blocks below which a frame is left out, 0 ... 1.
   double leastAgreement = 0.25;
 
-  /// Takes the difference of each frame's level to the reference's out (the median difference).
+  /// Takes the difference of each frame's level to the reference's out (OffsetCorrection: the median, then
+  /// a plane).
   bool correctOffset = true;
+
+  /// Finds bad pixels that nobody listed, and masks them (BurstBadPixels). Needs motion between the frames.
+  bool findBadPixels = true;
+
+  /// Finds the fixed pattern of the sensor, and subtracts it (FixedPattern). Needs motion between the frames.
+  bool correctPattern = true;
 
   /// Runs jobs 0 ... n - 1, in any order and on any number of threads, and returns when all are done. Results have the same
   /// bits for each. None: one after the other on the caller's thread. A job does not throw.

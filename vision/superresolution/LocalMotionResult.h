@@ -64,7 +64,7 @@ struct ShiftField {
 struct LocalMotionTimes {
   double preparation = 0;  ///< bad pixels filled, offsets, blur
   double motion = 0;       ///< global start, affine motion, blocks
-  double sensor = 0;       ///< first fit
+  double sensor = 0;       ///< fits, bad pixels, pattern
   double masks = 0;
   double solve = 0;
   double total = 0;
@@ -95,6 +95,8 @@ struct LocalMotionResult {
   int tiles = 0;
   int tileCore = 0;       ///< low-resolution pixels
   double iterations = 0;  ///< conjugate-gradient iterations, mean over the tiles
+  int badPixels = 0;      ///< pixels found bad in the burst, without those that were listed
+  double pattern = 0;     ///< standard deviation of the fixed pattern that was subtracted, in the frames' unit
   LocalMotionTimes seconds;
 };
 

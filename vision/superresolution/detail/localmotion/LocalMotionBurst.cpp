@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "movra/StopWatch.h"
 #include "vision/superresolution/detail/badpixels/ValueKey.h"
 #include "vision/superresolution/detail/localmotion/FrameFill.h"
-#include "vision/superresolution/detail/localmotion/FrameNoise.h"
 #include "vision/superresolution/detail/localmotion/MotionConsensus.h"
 #include "vision/superresolution/detail/localmotion/RobustStatistics.h"
 #include "vision/superresolution/detail/localmotion/TrustMasks.h"
@@ -19,13 +19,11 @@ namespace {
 constexpr int fitIterations = 12;
 constexpr double fitResidue = 0.002;
 constexpr double fitWeight = 400;
-constexpr double weightPerNoise = 5;  // weight = 5 deviation / residual, within these limits
-constexpr double leastWeight = 15;
-constexpr double largestWeight = 400;
 constexpr int tileMargin = 6;
-constexpr double leastTrusted = 0.05;       // share of the reference's pixels
-constexpr double usualMisalignment = 0.5;   // pixels
-constexpr double localMisalignment = 0.15;  // with local motion: the field may be wrong where the depth steps
+constexpr int smallestFitCore = 24;
+constexpr double leastTrusted = 0.05;      // share of the reference's pixels
+constexpr double usualMisalignment = 0.5;  // pixels
+constexpr double localMisalignment = 0.2;  // with local motion: the field may be wrong where the depth steps
 
 /// How hard a preset tries.
 struct Effort {
@@ -90,8 +88,13 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
   if (!goOn(0.1)) {
     return cancelled();
   }
-  findMotion(options, run);
+  findMotion(options, run, true);
   lap(result.seconds.motion);
+  if (options.correctOffset && takeOutPlanes(run)) {
+    blur(run);
+    findMotion(options, run, false);
+  }
+  lap(result.seconds.preparation);
   if (!goOn(0.25)) {
     return cancelled();
   }
@@ -102,18 +105,24 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
     core = static_cast<int>(
         std::clamp(fitting, static_cast<double>(effort.smallestCore), static_cast<double>(effort.largestCore)));
   }
+  if (findFaults(options, std::max(core, smallestFitCore), run, result)) {
+    blur(run);
+    findMotion(options, run, false);
+  }
+  lap(result.seconds.sensor);
   markTrusted(options, run);
   lap(result.seconds.masks);
   SolverBurst burst = solverBurst(options);
   result.weightTV = options.weightTV;
-  if (burst.referenceDeviation > 0) {
+  referenceDeviation = burst.referenceDeviation;
+  if (referenceDeviation > 0) {
     std::vector<std::vector<float>> residuals;
     TiledReconstruction first(width, height, core, tileMargin, count());
     first.fit(burst, {fitWeight, fitIterations, fitResidue}, run, true, residuals);
-    result.noise = residualDeviation(residuals, burst);
+    const NoiseReport report = measureNoise(residuals);
+    result.noise = report.residual;
     if (options.weightTV == 0) {
-      result.weightTV = std::clamp(weightPerNoise * burst.referenceDeviation / std::max(result.noise, 1e-30),
-                                   leastWeight, largestWeight);
+      result.weightTV = static_cast<double>(report.weightTV);
     }
   }
   lap(result.seconds.sensor);
@@ -145,21 +154,19 @@ bool LocalMotionBurst::prepare(const LocalMotionOptions& options, LocalMotionRes
   }
   run(count(), [&](int k) {
     Frame& frame = frames[static_cast<std::size_t>(k)];
-    frame.pixels = frame.given;
-    frame.good.assign(frame.given.size(), 1);
     frame.use = FrameUse::used;
     frame.offset = 0;
     frame.agreement = 1;
-    for (std::size_t i = 0; i < frame.given.size(); ++i) {
-      const float value = frame.given[i];
+    frame.measured = frame.given;
+    for (float& value : frame.measured) {
       const bool valid = !isFlag(bitsOf(value)) && value >= options.lowestValid && value <= options.highestValid &&
-                         std::isfinite(value) && (listedBad.empty() || listedBad[i] == 0);
-      frame.good[i] = valid ? 1 : 0;
-    }
-    if (!fillBadPixels(frame.good, width, height, frame.pixels, frame.usable)) {
-      frame.use = FrameUse::noValidPixels;
+                         std::isfinite(value);
+      value = valid ? value : std::numeric_limits<float>::quiet_NaN();
     }
   });
+  bad = listedBad;
+  findCandidates(options);
+  run(count(), [&](int k) { fill(frames[static_cast<std::size_t>(k)]); });
   reference = options.reference == LocalMotionOptions::bestReference ? count() / 2 : options.reference;
   if (options.reference == LocalMotionOptions::bestReference) {
     for (int i = 0; i < count() && frames[static_cast<std::size_t>(reference)].use != FrameUse::used; ++i) {
@@ -181,19 +188,39 @@ bool LocalMotionBurst::prepare(const LocalMotionOptions& options, LocalMotionRes
     if (k != reference && options.correctOffset) {
       takeOutLevel(frame, ref);
     }
+  });
+  blur(run);
+  std::vector<const float*> pixels;
+  for (const std::size_t k : alignedFrames()) {
+    pixels.push_back(frames[k].pixels.data());
+  }
+  noise = NoiseEstimate::ofFrames({pixels.data(), static_cast<int>(pixels.size()), width, height});
+  return true;
+}
+
+void LocalMotionBurst::blur(const JobRunner& run) {
+  run(count(), [&](int k) {
+    Frame& frame = frames[static_cast<std::size_t>(k)];
+    if (frame.use == FrameUse::noValidPixels) {
+      return;
+    }
     if (!frame.pyramid) {
       frame.pyramid = std::make_unique<BlurredPyramid>(width, height);
     }
     frame.pyramid->make(frame.pixels.data());
   });
-  std::vector<float> noises;
-  for (const Frame& frame : frames) {
-    if (frame.use == FrameUse::used) {
-      noises.push_back(static_cast<float>(estimateNoise(frame.pixels.data(), frame.pyramid->level(0).values)));
-    }
+}
+
+/// Gives bad and unmeasured pixels a value.
+void LocalMotionBurst::fill(Frame& frame) const {
+  frame.pixels = frame.measured;
+  frame.good.resize(frame.measured.size());
+  for (std::size_t i = 0; i < frame.measured.size(); ++i) {
+    frame.good[i] = !std::isnan(frame.measured[i]) && (bad.empty() || bad[i] == 0);
   }
-  noise = static_cast<double>(medianOf(noises));
-  return true;
+  if (!fillBadPixels(frame.good, width, height, frame.pixels, frame.usable)) {
+    frame.use = FrameUse::noValidPixels;
+  }
 }
 
 /// Takes the median difference to the reference out.
@@ -206,40 +233,30 @@ void LocalMotionBurst::takeOutLevel(Frame& frame, const Frame& ref) {
     }
   }
   const float level = medianOf(differences);
-  for (float& value : frame.pixels) {
-    value -= level;
+  for (std::size_t i = 0; i < frame.pixels.size(); ++i) {
+    frame.pixels[i] -= level;
+    frame.measured[i] -= level;
   }
   frame.offset += static_cast<double>(level);
 }
 
-void LocalMotionBurst::findMotion(const LocalMotionOptions& options, const JobRunner& run) {
-  std::unique_ptr<AffineEstimation> estimation;
-  std::unique_ptr<BlockShifts> blocks;
-  const auto against = [&](int k) {
-    const MotionFrame ref = frames[static_cast<std::size_t>(k)].forMotion();
-    estimation = std::make_unique<AffineEstimation>(ref);
-    blocks = std::make_unique<BlockShifts>(ref, estimation->finest(), noise);
-  };
-  against(reference);
-  const auto motionOfAll = [&](bool search) {
-    run(count(), [&](int k) {
-      Frame& frame = frames[static_cast<std::size_t>(k)];
-      if (k == reference || frame.use == FrameUse::noValidPixels) {
-        frame.field = MotionField({}, width, height);
-        return;
-      }
-      if (search) {
-        frame.start = searchShift(*frames[static_cast<std::size_t>(reference)].pyramid, *frame.pyramid);
-      }
-      findMotionOf(frame, *estimation, *blocks, search ? estimation->coarsestLevel() : 0, options.leastAgreement,
-                   options.correctOffset);
-    });
-  };
-  motionOfAll(true);
+void LocalMotionBurst::findMotion(const LocalMotionOptions& options, const JobRunner& run, bool search) {
+  const MotionFrame ref = frames[static_cast<std::size_t>(reference)].forMotion();
+  const AffineEstimation estimation(ref);
+  const BlockShifts blocks(ref, estimation.finest(), noise);
+  run(count(), [&](int k) {
+    Frame& frame = frames[static_cast<std::size_t>(k)];
+    if (k == reference || frame.use == FrameUse::noValidPixels) {
+      frame.field = MotionField({}, width, height);
+      return;
+    }
+    frame.start = search ? searchShift(*ref.pyramid, *frame.pyramid) : frame.field.affine();
+    findMotionOf(frame, estimation, blocks, search ? estimation.coarsestLevel() : 0, options.leastAgreement);
+  });
 }
 
 void LocalMotionBurst::findMotionOf(Frame& frame, const AffineEstimation& estimation, const BlockShifts& blocks,
-                                    int coarsest, double leastAgreement, bool correctOffset) {
+                                    int coarsest, double leastAgreement) {
   const MotionFrame seen = frame.forMotion();
   AffineMotion motion = estimation.estimate(seen, frame.start, coarsest);
   std::vector<BlockShift> shifts = blocks.measure(seen, motion);
@@ -261,32 +278,9 @@ void LocalMotionBurst::findMotionOf(Frame& frame, const AffineEstimation& estima
     }
   }
   frame.field = MotionField(motion, width, height, blocks, shifts);
-  if (correctOffset) {
-    takeOutRemainder(frame, estimation);
-  }
   if (frame.agreement < leastAgreement) {
     frame.use = FrameUse::fewAgreeing;
   }
-}
-
-/// Takes the median difference to the reference out that is left once the frame lies on it.
-void LocalMotionBurst::takeOutRemainder(Frame& frame, const AffineEstimation& estimation) {
-  std::vector<float> difference;
-  std::vector<unsigned char> inside;
-  estimation.finest().compare(*frame.pyramid, frame.field.affine(),
-                              frame.usable.empty() ? nullptr : frame.usable.data(), estimation.usable(), difference,
-                              inside);
-  std::vector<float> sample;
-  for (std::size_t i = 0; i < difference.size(); ++i) {
-    if (inside[i] != 0) {
-      sample.push_back(difference[i]);
-    }
-  }
-  const float level = medianOf(sample);
-  for (float& value : frame.pixels) {
-    value += level;
-  }
-  frame.offset -= static_cast<double>(level);
 }
 
 double LocalMotionBurst::steepestMotion() const {
@@ -356,25 +350,31 @@ SolverBurst LocalMotionBurst::solverBurst(const LocalMotionOptions& options) con
   return burst;
 }
 
-double LocalMotionBurst::residualDeviation(const std::vector<std::vector<float>>& residuals,
-                                           const SolverBurst& burst) const {
-  std::vector<float> sizes;
-  for (std::size_t k = 0; k < frames.size(); ++k) {
-    if (burst.frames[k].trusted == nullptr) {
-      continue;
+/// What the residuals of the used frames' good pixels say.
+NoiseReport LocalMotionBurst::measureNoise(std::vector<std::vector<float>>& residuals) const {
+  std::vector<const float*> pixels, left;
+  int referencePlace = 0;
+  for (const std::size_t k : alignedFrames()) {
+    if (static_cast<int>(k) == reference) {
+      referencePlace = static_cast<int>(pixels.size());
     }
     for (std::size_t i = 0; i < residuals[k].size(); ++i) {
-      if (!std::isnan(residuals[k][i]) && frames[k].good[i] != 0) {
-        sizes.push_back(std::abs(residuals[k][i]));
+      if (frames[k].good[i] == 0) {
+        residuals[k][i] = std::numeric_limits<float>::quiet_NaN();
       }
     }
+    pixels.push_back(frames[k].pixels.data());
+    left.push_back(residuals[k].data());
   }
-  return 1.4826 * static_cast<double>(medianOf(sizes));
+  const auto used = static_cast<int>(pixels.size());
+  return NoiseEstimate::ofResiduals({pixels.data(), used, width, height}, referencePlace,
+                                    {left.data(), used, width, height});
 }
 
 void LocalMotionBurst::report(LocalMotionResult& result) const {
   result.reference = reference;
   result.frames.clear();
+  result.field.shifts.clear();
   result.usedFrames = 0;
   const int columns = 9, rows = 7;
   ShiftField& field = result.field;
@@ -422,7 +422,8 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
   if (result.image.empty()) {
     return;
   }
-  result.status = count() == 1             ? LocalMotionStatus::singleFrame
+  result.status = referenceDeviation == 0  ? LocalMotionStatus::structureless
+                  : count() == 1           ? LocalMotionStatus::singleFrame
                   : result.usedFrames == 1 ? LocalMotionStatus::referenceAlone
                                            : LocalMotionStatus::done;
 }

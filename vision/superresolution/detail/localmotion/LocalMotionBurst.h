@@ -3,8 +3,10 @@
 #include <memory>
 #include <vector>
 
+#include "vision/superresolution/BurstBadPixels.h"
 #include "vision/superresolution/LocalMotionOptions.h"
 #include "vision/superresolution/LocalMotionResult.h"
+#include "vision/superresolution/NoiseEstimate.h"
 #include "vision/superresolution/detail/localmotion/AffineEstimation.h"
 #include "vision/superresolution/detail/localmotion/MotionField.h"
 #include "vision/superresolution/detail/localmotion/TiledReconstruction.h"
@@ -26,7 +28,8 @@ class LocalMotionBurst {
  private:
   struct Frame {
     std::vector<float> given;
-    std::vector<float> pixels;  // offset taken out, bad ones filled
+    std::vector<float> measured;  // offset and pattern taken out, NaN where not valid
+    std::vector<float> pixels;    // the same, bad and unmeasured ones filled
     std::vector<char> good;
     std::vector<unsigned char> usable;
     std::vector<char> trusted;
@@ -41,15 +44,24 @@ class LocalMotionBurst {
   };
 
   bool prepare(const LocalMotionOptions& options, LocalMotionResult& result, const JobRunner& run);
+  void fill(Frame& frame) const;
+  void blur(const JobRunner& run);
   void takeOutLevel(Frame& frame, const Frame& reference);
-  void findMotion(const LocalMotionOptions& options, const JobRunner& run);
+
+  // What is wrong with the sensor (LocalMotionSensor.cpp). True: the frames changed.
+  void findCandidates(const LocalMotionOptions& options);
+  void adoptFindings();
+  bool takeOutPlanes(const JobRunner& run);
+  bool findFaults(const LocalMotionOptions& options, int core, const JobRunner& run, LocalMotionResult& result);
+  std::vector<std::size_t> alignedFrames() const;
+
+  void findMotion(const LocalMotionOptions& options, const JobRunner& run, bool search);
   void findMotionOf(Frame& frame, const AffineEstimation& estimation, const BlockShifts& blocks, int coarsest,
-                    double leastAgreement, bool correctOffset);
-  void takeOutRemainder(Frame& frame, const AffineEstimation& estimation);
+                    double leastAgreement);
   void markTrusted(const LocalMotionOptions& options, const JobRunner& run);
   void trustOverlap();
   SolverBurst solverBurst(const LocalMotionOptions& options) const;
-  double residualDeviation(const std::vector<std::vector<float>>& residuals, const SolverBurst& burst) const;
+  NoiseReport measureNoise(std::vector<std::vector<float>>& residuals) const;
   void countCoverage(LocalMotionResult& result) const;
   void report(LocalMotionResult& result) const;
   double steepestMotion() const;
@@ -58,6 +70,8 @@ class LocalMotionBurst {
   int height;
   std::vector<Frame> frames;
   std::vector<unsigned char> listedBad;
+  std::vector<unsigned char> bad;  // listed ones and those found; empty: none
+  std::unique_ptr<BurstBadPixels> search;
   int reference = 0;
   double noise = 0;
   double referenceDeviation = 0;

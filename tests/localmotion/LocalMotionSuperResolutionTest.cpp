@@ -1,0 +1,284 @@
+#include "vision/superresolution/LocalMotionSuperResolution.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cmath>
+#include <thread>
+
+#include "tests/localmotion/MovingBurst.h"
+#include "tests/support/Checks.h"
+#include "tests/support/InstructionSetGuard.h"
+
+using namespace movra::test;
+using namespace movra::vision;
+
+namespace {
+
+constexpr int width = 112;
+constexpr int height = 96;
+const Motion still = [](cv::Point2d p) { return p; };
+const std::vector<cv::Point2d> places{{0, 0}, {0.55, -1.3}, {-2.2, 0.4}, {1.4, 2.1}, {-0.75, -0.85}};
+
+LocalMotionOptions againstFirst() {
+  LocalMotionOptions options;
+  options.reference = 0;
+  return options;
+}
+
+LocalMotionResult reconstruct(const SyntheticBurst& burst, const LocalMotionOptions& options = againstFirst()) {
+  LocalMotionSuperResolution reconstruction(burst.width, burst.height, options);
+  for (const Image& frame : burst.frames) {
+    reconstruction.addFrame(frame.data());
+  }
+  return reconstruction.computeSR();
+}
+
+Image imageOf(const LocalMotionResult& result) {
+  return result.image.empty() ? Image() : Image(result.image.begin(), result.image.end());
+}
+
+bool isFinite(const LocalMotionResult& result) {
+  for (const float value : result.image) {
+    if (!std::isfinite(value)) {
+      return false;
+    }
+  }
+  return !result.image.empty();
+}
+
+/// Every other frame turned to the other side.
+SyntheticBurst rolledBurst(double degrees) {
+  std::vector<Motion> back{still};
+  for (std::size_t k = 1; k < places.size(); ++k) {
+    back.push_back(inverseOf((k % 2 == 0 ? -1 : 1) * degrees * CV_PI / 180, places[k], width, height));
+  }
+  return makeMovingBurst(width, height, back);
+}
+
+/// The right half is nearer: frame k sees it moved by another `step[k]` pixels.
+SyntheticBurst twoDepths() {
+  std::vector<Motion> back;
+  for (std::size_t k = 0; k < places.size(); ++k) {
+    const double step = k == 0 ? 0 : k % 2 == 0 ? 0.8 : -0.8;
+    back.push_back([=](cv::Point2d p) {
+      const cv::Point2d far = p - places[k];
+      return far.x > width / 2 ? far - cv::Point2d(step, 0) : far;
+    });
+  }
+  return makeMovingBurst(width, height, back);
+}
+
+}  // namespace
+
+TEST(LocalMotionSuperResolution, FindsRollAndGainsByItsTiles) {
+  const struct {
+    double degrees;
+    double gain;  // over bicubic enlargement, dB
+  } cases[] = {{0, 4.2}, {0.5, 3.3}, {1.5, 2.4}};
+  for (const auto& [degrees, least] : cases) {
+    SCOPED_TRACE(degrees);
+    const SyntheticBurst burst = rolledBurst(degrees);
+    const LocalMotionResult result = reconstruct(burst);
+    EXPECT_EQ(result.status, LocalMotionStatus::done);
+    EXPECT_EQ(result.usedFrames, 5);
+    for (std::size_t k = 1; k < places.size(); ++k) {
+      const AffineMotion& motion = result.frames[k].motion;
+      const double roll = (k % 2 == 0 ? -1 : 1) * degrees * CV_PI / 180;
+      EXPECT_NEAR(motion.x, places[k].x, 0.02) << k;
+      EXPECT_NEAR(motion.y, places[k].y, 0.02) << k;
+      EXPECT_NEAR(0.5 * (motion.yx - motion.xy), std::sin(roll), 5e-4) << k;
+      EXPECT_GT(result.frames[k].agreement, 0.9) << k;
+      EXPECT_GT(result.frames[k].coverage, 0.85) << k;
+    }
+    const double gain = gainOverBicubic(imageOf(result), burst, 0);
+    EXPECT_GT(gain, least);
+    if (degrees > 0) {
+      LocalMotionOptions oneTile = againstFirst();
+      oneTile.tileCore = 200;
+      EXPECT_LT(gainOverBicubic(imageOf(reconstruct(burst, oneTile)), burst, 0), gain - 2);
+    }
+  }
+}
+
+TEST(LocalMotionSuperResolution, FollowsTwoDepths) {
+  const SyntheticBurst burst = twoDepths();
+  const LocalMotionResult result = reconstruct(burst);
+  const ShiftField& field = result.field;
+  for (std::size_t k = 1; k < places.size(); ++k) {
+    for (const int column : {1, field.columns - 2}) {
+      const cv::Point2f found = field.shifts[k][static_cast<std::size_t>(field.rows / 2 * field.columns + column)];
+      const double step = column == 1 ? 0 : k % 2 == 0 ? 0.8 : -0.8;
+      EXPECT_NEAR(static_cast<double>(found.x), places[k].x + step, 0.2) << k << ", column " << column;
+      EXPECT_NEAR(static_cast<double>(found.y), places[k].y, 0.1) << k << ", column " << column;
+    }
+    EXPECT_GT(result.frames[k].localMotion, 0.03);
+  }
+  EXPECT_GT(gainOverBicubic(imageOf(result), burst, 0), 2.4);
+}
+
+TEST(LocalMotionSuperResolution, LeavesNoGhostOfSlowMover) {
+  // A warm disc that moves by 0.8 pixels from frame to frame, beside what the camera does.
+  const Extra disc = [](int k, cv::Point2d p) {
+    const double x = p.x - 55 - 0.8 * k, y = p.y - 45;
+    return x * x + y * y < 81 ? 6.0 : 0.0;
+  };
+  std::vector<Motion> back;
+  for (const cv::Point2d& place : places) {
+    back.push_back([place](cv::Point2d p) { return p - place; });
+  }
+  const SyntheticBurst burst = makeMovingBurst(width, height, back, disc);
+  const auto errorAround = [&](const Image& image) {
+    double sum = 0;
+    int count = 0;
+    for (int y = 60; y < 120; ++y) {
+      for (int x = 80; x < 150; ++x, ++count) {
+        const std::size_t i = static_cast<std::size_t>(y * 2 * width + x);
+        sum += std::pow(static_cast<double>(image[i] - burst.truth[i]), 2);
+      }
+    }
+    return std::sqrt(sum / count);
+  };
+  SyntheticBurst alone = burst;
+  alone.frames.resize(1);
+  EXPECT_LT(errorAround(imageOf(reconstruct(burst))), 1.02 * errorAround(imageOf(reconstruct(alone))));
+}
+
+TEST(LocalMotionSuperResolution, HasTheSameBitsForAnyThreadsAndInstructions) {
+  const SyntheticBurst burst = rolledBurst(0.7);
+  const Image expected = imageOf(reconstruct(burst));
+  for (const int threads : {1, 2, 5}) {
+    LocalMotionOptions options = againstFirst();
+    options.runJobs = [=](int jobs, const std::function<void(int)>& job) {
+      std::atomic<int> next{jobs};
+      std::vector<std::thread> workers;
+      for (int i = 0; i < threads; ++i) {
+        workers.emplace_back([&] {
+          for (int j; (j = --next) >= 0;) {
+            job(j);
+          }
+        });
+      }
+      for (std::thread& worker : workers) {
+        worker.join();
+      }
+    };
+    EXPECT_TRUE(sameBits(imageOf(reconstruct(burst, options)), expected)) << threads;
+  }
+  onEveryInstructionSet([&] { EXPECT_TRUE(sameBits(imageOf(reconstruct(burst)), expected)); });
+}
+
+TEST(LocalMotionSuperResolution, TakesLevelsOut) {
+  SyntheticBurst burst = rolledBurst(0.3);
+  const double plain = gainOverBicubic(imageOf(reconstruct(burst)), burst, 0);
+  for (std::size_t k = 1; k < burst.frames.size(); ++k) {
+    for (float& value : burst.frames[k]) {
+      value += static_cast<float>(k);
+    }
+  }
+  const LocalMotionResult result = reconstruct(burst);
+  EXPECT_NEAR(result.frames[3].offset, 3, 0.05);
+  EXPECT_NEAR(gainOverBicubic(imageOf(result), burst, 0), plain, 0.1);
+}
+
+TEST(LocalMotionSuperResolution, MasksBadPixels) {
+  SyntheticBurst burst = rolledBurst(0.3);
+  const double plain = distance(imageOf(reconstruct(burst)), burst.truth, 2 * width, 12);
+  std::vector<unsigned char> listed(burst.frames[0].size());
+  for (const int place : {20 * width + 30, 50 * width + 70, 51 * width + 70, 80 * width + 40}) {
+    listed[static_cast<std::size_t>(place)] = 1;
+    for (Image& frame : burst.frames) {
+      frame[static_cast<std::size_t>(place)] = 900;
+    }
+  }
+  burst.frames[1][40 * width + 50] = notANumber;
+  burst.frames[2][40 * width + 51] = infinity;
+  burst.frames[3][40 * width + 52] = 6000;
+  burst.frames[4][40 * width + 53] = asFloat(130);  // flagged
+  LocalMotionSuperResolution reconstruction(width, height, againstFirst());
+  reconstruction.setBadPixels(listed.data());
+  for (const Image& frame : burst.frames) {
+    reconstruction.addFrame(frame.data());
+  }
+  const LocalMotionResult result = reconstruction.computeSR();
+  EXPECT_LT(distance(imageOf(result), burst.truth, 2 * width, 12), 1.05 * plain);
+  EXPECT_LT(result.coverage(20, 30), 5);
+  EXPECT_EQ(result.coverage(70, 60), 5);
+}
+
+TEST(LocalMotionSuperResolution, SaysWhatBecomesOfOddBursts) {
+  const SyntheticBurst good = rolledBurst(0.3);
+  struct Case {
+    const char* name;
+    std::function<void(SyntheticBurst&)> spoil;
+    LocalMotionStatus status;
+    int used;
+  };
+  const auto fill = [](Image& image, float value) { std::fill(image.begin(), image.end(), value); };
+  const std::vector<Case> cases{
+      {"no frame", [](auto& b) { b.frames.clear(); }, LocalMotionStatus::noFrames, 0},
+      {"one frame", [](auto& b) { b.frames.resize(1); }, LocalMotionStatus::singleFrame, 1},
+      {"two frames", [](auto& b) { b.frames.resize(2); }, LocalMotionStatus::done, 2},
+      {"all constant",
+       [&](auto& b) {
+         for (auto& f : b.frames) {
+           fill(f, 7);
+         }
+       },
+       LocalMotionStatus::structureless, 5},
+      {"constant frame", [&](auto& b) { fill(b.frames[2], 7); }, LocalMotionStatus::done, 4},
+      {"NaN reference", [&](auto& b) { fill(b.frames[0], notANumber); }, LocalMotionStatus::noValidPixels, 0},
+      {"infinite frame", [&](auto& b) { fill(b.frames[4], infinity); }, LocalMotionStatus::done, 4},
+      {"NaN region in all",
+       [](auto& b) {
+         for (auto& f : b.frames) {
+           for (std::size_t y = 30; y < 60; ++y) {
+             std::fill_n(f.begin() + static_cast<std::ptrdiff_t>(y * width + 40), 30, notANumber);
+           }
+         }
+       },
+       LocalMotionStatus::done, 5},
+      {"no overlap",
+       [](auto& b) {
+         b.frames.resize(2);
+         for (auto& v : b.frames[1]) {
+           v = -v * v;
+         }
+         std::reverse(b.frames[1].begin(), b.frames[1].end());
+       },
+       LocalMotionStatus::referenceAlone, 1},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    SyntheticBurst burst = good;
+    c.spoil(burst);
+    const LocalMotionResult result = reconstruct(burst);
+    EXPECT_EQ(result.status, c.status) << toString(result.status);
+    EXPECT_EQ(result.usedFrames, c.used);
+    EXPECT_EQ(isFinite(result), result.status <= LocalMotionStatus::structureless);
+  }
+  // Sizes down to the smallest; a caller who has enough.
+  const SyntheticBurst tiny = makeMovingBurst(8, 9, {still, inverseOf(0, {0.4, 0.3}, 8, 9)});
+  EXPECT_TRUE(isFinite(reconstruct(tiny)));
+  LocalMotionOptions impatient = againstFirst();
+  impatient.progress = [](double done) { return done < 0.4; };
+  EXPECT_EQ(reconstruct(good, impatient).status, LocalMotionStatus::cancelled);
+}
+
+TEST(LocalMotionSuperResolution, RefusesWhatItCannotDo) {
+  const auto with = [](auto change) {
+    LocalMotionOptions options;
+    change(options);
+    return textThrownBy([&] { LocalMotionSuperResolution(32, 32, options); });
+  };
+  EXPECT_EQ(textThrownBy([] { LocalMotionSuperResolution(7, 32); }), "exception: width is not within 8 ... 16384");
+  EXPECT_EQ(with([](auto& o) { o.psfSigma = std::nan(""); }), "exception: psfSigma is not within 0.3 ... 2");
+  EXPECT_EQ(with([](auto& o) { o.weightTV = -1; }), "exception: weightTV is not within 1 ... 10000");
+  EXPECT_EQ(with([](auto& o) { o.reference = -2; }), "exception: reference is neither a frame nor bestReference");
+  LocalMotionOptions fifth;
+  fifth.reference = 4;
+  LocalMotionSuperResolution reconstruction(32, 32, fifth);
+  EXPECT_EQ(textThrownBy([&] { reconstruction.addFrame(nullptr); }), "exception: the frame is null");
+  reconstruction.addFrame(Image(32 * 32, 1.0f).data());
+  EXPECT_EQ(textThrownBy([&] { reconstruction.computeSR(); }), "exception: the reference is not one of the frames");
+}
