@@ -16,6 +16,7 @@ write_basic_package_version_file(${package}ConfigVersion.cmake COMPATIBILITY Sam
 install(FILES
   ${CMAKE_CURRENT_BINARY_DIR}/${package}Config.cmake
   ${CMAKE_CURRENT_BINARY_DIR}/${package}ConfigVersion.cmake
+  ${CMAKE_CURRENT_LIST_DIR}/MovraOpenCV.cmake
   DESTINATION ${package_dir} COMPONENT dev)
 
 # The pkg-config file finds its tree from its own place, unless the install folders are absolute.
@@ -30,6 +31,19 @@ else()
   set(pkgconfig_libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
   set(pkgconfig_includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
 endif()
-configure_file(${CMAKE_CURRENT_LIST_DIR}/movra-superresolution.pc.in movra-superresolution.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/movra-superresolution.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+get_target_property(opencv_includes opencv_core INTERFACE_INCLUDE_DIRECTORIES)
+list(GET opencv_includes 0 opencv_include)
+set(pkgconfig_opencv_cflags -I${opencv_include})
+get_target_property(opencv_file opencv_core LOCATION)
+get_filename_component(opencv_folder ${opencv_file} DIRECTORY)
+set(pkgconfig_opencv_libs "-lopencv_video -lopencv_imgproc -lopencv_core")
+if(NOT opencv_folder IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
+  string(PREPEND pkgconfig_opencv_libs "-L${opencv_folder} ")
+endif()
+
+foreach(pkgconfig_name IN ITEMS movra-superresolution movra-superresolution-cpp)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/${pkgconfig_name}.pc.in ${pkgconfig_name}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${pkgconfig_name}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+endforeach()

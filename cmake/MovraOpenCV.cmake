@@ -1,16 +1,17 @@
 # Finds the three modules of OpenCV that the library stands on, as targets opencv_core, opencv_imgproc and opencv_video:
 # through OpenCV's own CMake package, or, where that is not installed, by their headers and libraries. (A distribution
 # may keep the package in a collection of all modules, which is three times the download.)
-# Included by this project's build and, installed beside it, by its CMake package.
+# Included by this project's build and, installed beside it, by its CMake package. What is missing is told in
+# movra_opencv_problem.
 
 set(movra_opencv_modules core imgproc video)
 set(movra_opencv_version 4.5)
+set(movra_opencv_problem "")
 find_package(OpenCV ${movra_opencv_version} QUIET COMPONENTS ${movra_opencv_modules})
 
 if(NOT OpenCV_FOUND)
   find_path(MOVRA_OPENCV_INCLUDE_DIR opencv2/core/version.hpp PATH_SUFFIXES opencv4)
   mark_as_advanced(MOVRA_OPENCV_INCLUDE_DIR)
-  set(movra_opencv_problem "")
   if(MOVRA_OPENCV_INCLUDE_DIR)
     file(STRINGS ${MOVRA_OPENCV_INCLUDE_DIR}/opencv2/core/version.hpp movra_opencv_lines REGEX "CV_VERSION_M(AJOR|INOR) ")
     string(REGEX REPLACE "[^0-9]*([0-9]+)[^0-9]+([0-9]+)[^0-9]*" "\\1.\\2" OpenCV_VERSION "${movra_opencv_lines}")
@@ -33,7 +34,8 @@ if(NOT OpenCV_FOUND)
     endif()
   endforeach()
   if(movra_opencv_problem)
-    message(FATAL_ERROR "OpenCV ${movra_opencv_version} with core, imgproc and video is needed: ${movra_opencv_problem}. "
-      "On Debian: apt-get install libopencv-video-dev. Elsewhere, tell where it is with -DOpenCV_DIR=...")
+    string(PREPEND movra_opencv_problem "OpenCV ${movra_opencv_version} with core, imgproc and video is needed: ")
+    string(APPEND movra_opencv_problem
+      ". On Debian: apt-get install libopencv-video-dev. Elsewhere, say where it is with -DOpenCV_DIR=...")
   endif()
 endif()

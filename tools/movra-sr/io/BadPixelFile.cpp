@@ -4,11 +4,11 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <string_view>
 #include <vector>
 
 #include "tools/movra-sr/Outcome.h"
+#include "tools/movra-sr/io/TextLines.h"
 #include "vision/superresolution/SuperResolutionTypes.h"
 
 namespace movra::tool {
@@ -20,6 +20,7 @@ using Fields = std::vector<std::string>;
 const Fields header = {"x", "y", "x1", "y1", "x2", "y2", "x3", "y3", "x4", "y4", "width", "height"};
 constexpr std::size_t positionFields = 2;
 constexpr std::size_t listFields = 10;
+constexpr int mostPixels = 1 << 20;
 
 std::string joined(const Fields& fields) {
   std::string line;
@@ -47,39 +48,27 @@ Fields fieldsOf(std::string_view line) {
 /// Reads the file line by line and remembers where it is, for messages.
 class Reader {
  public:
-  explicit Reader(const std::string& name) : file(name), stream(name) {
-    if (!stream) {
-      fail("cannot be read; check the name and the permissions");
-    }
-  }
+  Reader(const Bytes& bytes, const std::string& name) : file(name), lines(bytes, name) {}
 
   /// The fields of the next line that is not blank; false at the end of the file.
   bool next(Fields& fields) {
-    for (std::string line; std::getline(stream, line);) {
-      ++number;
-      if (number == 1 && line.rfind("\xEF\xBB\xBF", 0) == 0) {
-        // a spreadsheet's mark
-        line.erase(0, 3);
-      }
+    for (std::string line; lines.next(line);) {
       fields = fieldsOf(line);
       if (fields != Fields{""}) {
         return true;
       }
     }
-    if (stream.bad()) {
-      fail("cannot be read; check that it is a file");
-    }
     return false;
   }
 
   [[noreturn]] void fail(const std::string& reason) const {
-    throw Failure(ExitCode::badInput, file + (number == 0 ? "" : ", line " + std::to_string(number)) + ": " + reason);
+    throw Failure(ExitCode::badInput,
+                  file + (lines.number() == 0 ? "" : ", line " + std::to_string(lines.number())) + ": " + reason);
   }
 
  private:
   std::string file;
-  std::ifstream stream;
-  int number = 0;
+  TextLines lines;
 };
 
 std::vector<unsigned short> numbersOf(const Fields& fields, const Reader& reader) {
@@ -98,7 +87,11 @@ std::vector<unsigned short> numbersOf(const Fields& fields, const Reader& reader
 }  // namespace
 
 BadPixelFile readBadPixels(const std::string& file) {
-  Reader reader(file);
+  return readBadPixels(*openFile(file), file);
+}
+
+BadPixelFile readBadPixels(const Bytes& bytes, const std::string& file) {
+  Reader reader(bytes, file);
   Fields names;
   const bool hasHeader = reader.next(names);
   const bool known = names.size() == positionFields || names.size() == listFields || names.size() == header.size();
@@ -110,6 +103,9 @@ BadPixelFile readBadPixels(const std::string& file) {
   for (Fields fields; reader.next(fields);) {
     if (fields.size() != names.size()) {
       reader.fail("has " + std::to_string(fields.size()) + " fields instead of " + std::to_string(names.size()));
+    }
+    if (result.list.rows == mostPixels) {
+      reader.fail("more than " + std::to_string(mostPixels) + " pixels are listed; no sensor has so many bad ones");
     }
     std::vector<unsigned short> numbers = numbersOf(fields, reader);
     numbers.resize(header.size());

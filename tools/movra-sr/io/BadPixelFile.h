@@ -3,6 +3,7 @@
 #include <opencv2/core.hpp>
 #include <string>
 
+#include "tools/movra-sr/io/Bytes.h"
 #include "tools/movra-sr/io/Frames.h"
 
 namespace movra::tool {
@@ -21,8 +22,9 @@ struct BadPixelFile {
   std::string name;               ///< the file, for messages
 };
 
-/// Throws Failure that names the file and the line.
+/// Throws Failure that names the file and the line. Lists of more than a million pixels are refused.
 BadPixelFile readBadPixels(const std::string& file);
+BadPixelFile readBadPixels(const Bytes& bytes, const std::string& name);
 
 /// The bytes of the file.
 std::string badPixelsAsCsv(const cv::Mat_<unsigned short>& list, cv::Size frameSize);

@@ -1,5 +1,6 @@
 #include <png.h>
 
+#include <array>
 #include <csetjmp>
 #include <cstring>
 #include <vector>
@@ -10,9 +11,10 @@ namespace movra::tool {
 
 namespace {
 
+constexpr std::size_t signatureLength = 8;
+
 /// Texts and the like in a file are small; a hostile one claims otherwise.
-constexpr png_alloc_size_t largestChunk = 8U << 20U;
-constexpr png_uint_32 mostChunks = 1000;
+constexpr std::uint32_t largestChunk = 8U << 20U;
 
 /// What the callbacks of libpng need.
 struct Input {
@@ -48,8 +50,6 @@ class PngFile {
     }
     png_set_read_fn(png, &input, readInput);
     png_set_user_limits(png, maxPixels, maxPixels);
-    png_set_chunk_malloc_max(png, largestChunk);
-    png_set_chunk_cache_max(png, mostChunks);
   }
   ~PngFile() { png_destroy_read_struct(&png, &info, nullptr); }
   PngFile(const PngFile&) = delete;
@@ -110,6 +110,7 @@ class PngFile {
 class PngReader : public ImageReader {
  public:
   PngReader(SharedBytes source, const std::string& file) : ImageReader(std::move(source), file) {
+    checkChunks();
     PngFile png(*bytes);
     if (!png.readHeader()) {
       damaged();
@@ -166,6 +167,27 @@ class PngReader : public ImageReader {
   }
 
  private:
+  /// libpng takes memory for what a chunk claims to hold, so the claims are checked first.
+  void checkChunks() const {
+    constexpr std::size_t lengthAndName = 8;
+    constexpr std::size_t checksum = 4;
+    std::array<unsigned char, lengthAndName> head{};
+    std::string chunkName;
+    for (std::uint64_t at = signatureLength; chunkName != "IEND";) {
+      if (bytes->read(at, head.data(), head.size()) != head.size()) {
+        damaged();
+      }
+      const std::uint32_t length = static_cast<std::uint32_t>(head[0]) << 24U |
+                                   static_cast<std::uint32_t>(head[1]) << 16U |
+                                   static_cast<std::uint32_t>(head[2]) << 8U | head[3];
+      chunkName.assign(head.begin() + 4, head.end());
+      at += lengthAndName + length + checksum;
+      if (at > bytes->size() || (length > largestChunk && chunkName != "IDAT")) {
+        damaged();
+      }
+    }
+  }
+
   void readText(const PngFile& png) {
     png_textp texts = nullptr;
     int count = 0;
@@ -186,7 +208,7 @@ class PngReader : public ImageReader {
 }  // namespace
 
 bool looksLikePng(const std::string& start) {
-  return start.compare(0, 8, "\x89PNG\r\n\x1a\n") == 0;
+  return start.compare(0, signatureLength, "\x89PNG\r\n\x1a\n") == 0;
 }
 
 std::unique_ptr<ImageReader> openPng(SharedBytes bytes, const std::string& name) {

@@ -11,8 +11,8 @@ namespace movra::tool {
 
 namespace {
 
-/// libtiff takes no more memory than this at once: a row of tiles or a strip of the largest image.
-constexpr tmsize_t largestAllocation = static_cast<tmsize_t>(8 * maxPixels);
+/// libtiff takes no more memory than this at once: the compressed values of the largest image.
+constexpr tmsize_t largestAllocation = static_cast<tmsize_t>(4 * maxPixels);
 
 struct FreeOptions {
   void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
