@@ -40,27 +40,6 @@ TEST(ToolNaturalOrder, NumbersCompareByValue) {
 
 class ToolIo : public TestFolder {};
 
-TEST_F(ToolIo, EachSampleKindIsReadAsItIsStored) {
-  const cv::Mat_<std::uint8_t> bytes = (cv::Mat_<std::uint8_t>(2, 3) << 0, 1, 2, 128, 254, 255);
-  const cv::Mat_<std::uint16_t> words = (cv::Mat_<std::uint16_t>(2, 3) << 0, 1, 255, 256, 40000, 65535);
-  const cv::Mat_<std::int16_t> shorts = (cv::Mat_<std::int16_t>(2, 3) << -32768, -1, 0, 1, 300, 32767);
-  for (const auto& [image, name] : {std::pair<cv::Mat, std::string>(bytes, "a.png"),
-                                    {words, "b.png"},
-                                    {bytes, "c.tif"},
-                                    {words, "d.tiff"},
-                                    {shorts, "e.tiff"}}) {
-    if (name.back() == 'g') {
-      movra::test::writePng(at(name), image);
-    } else {
-      movra::test::writeTiff(at(name), {image});
-    }
-    cv::Mat expected;
-    image.convertTo(expected, CV_32F);
-    EXPECT_EQ(cv::norm(readImage(at(name)).pixels, expected, cv::NORM_INF), 0) << name;
-  }
-  EXPECT_FLOAT_EQ(framesOf(at("d.tiff"), {0.01, -273.15})[0].pixels(1, 1), 126.85f);
-}
-
 TEST_F(ToolIo, FloatsKeepTheirBitsAndFlagsSurviveScaling) {
   const std::vector<std::uint32_t> bits = {129, 130, 132, 133, 0x7fc12345, 0x7f800000, 0xff800000, 0x3f800000};
   cv::Mat_<float> image(2, 4);
@@ -95,20 +74,6 @@ TEST_F(ToolIo, PagesComeOneByOneAndATruncatedFileIsNoSuccess) {
   }
 }
 
-TEST_F(ToolIo, WhatIsNoFrameIsRefusedByName) {
-  movra::test::writeTiff(at("colour.tiff"), {cv::Mat(4, 4, CV_16UC3, cv::Scalar(1, 2, 3))});
-  movra::test::writePng(at("grey.png"), cv::Mat(40, 40, CV_16UC1, cv::Scalar(1)));
-  const std::string png = readAll(at("grey.png"));
-  writeAll(at("cut.png"), png.substr(0, png.size() / 2));
-  writeAll(at("empty.tiff"), "");
-  writeAll(at("text.tiff"), "no image");
-  ASSERT_EQ(mkfifo(at("pipe.tiff").c_str(), 0600), 0);
-  for (const std::string name :
-       {"colour.tiff", "cut.png", "empty.tiff", "text.tiff", "pipe.tiff", "missing.png", "."}) {
-    EXPECT_NE(failureOf([&] { framesOf(at(name)); }).find(name), std::string::npos) << name;
-  }
-}
-
 TEST_F(ToolIo, AFolderGivesItsNumberedPicturesInNaturalOrder) {
   for (const std::string name : {"f10.png", "f9.TIFF", "truth.tiff", "shifts1.csv", ".f1.png", "f11.tif"}) {
     writeAll(at(name), "x");
@@ -117,46 +82,6 @@ TEST_F(ToolIo, AFolderGivesItsNumberedPicturesInNaturalOrder) {
   EXPECT_EQ(expandFolders({folder.string(), "z.png"}), expected);
   std::filesystem::create_directory(at("none"));
   EXPECT_NE(failureOf([&] { expandFolders({at("none")}); }), "");
-}
-
-TEST_F(ToolIo, AnOutputAppearsWholeOrNotAtAll) {
-  {
-    OutputFile dropped(at("a.txt"), false);
-    dropped.write("half");
-  }
-  EXPECT_TRUE(std::filesystem::is_empty(folder));
-  OutputFile kept(at("a.txt"), false);
-  kept.write("whole");
-  kept.commit();
-  EXPECT_EQ(readAll(at("a.txt")), "whole");
-  ASSERT_EQ(mkfifo(at("device").c_str(), 0600), 0);
-  std::filesystem::create_hard_link(at("a.txt"), at("b.txt"));
-  const std::function<void()> refused[] = {
-      [&] { OutputFile(at("a.txt"), false); },
-      [&] { OutputFile(at("no/a.txt"), true); },
-      [&] { OutputFile(at("device"), true); },
-      [&] { OutputFile(at("b.txt"), true).keepApartFrom({at("a.txt")}); },
-  };
-  for (const auto& work : refused) {
-    EXPECT_NE(failureOf(work, ExitCode::outputNotWritten), "");
-  }
-}
-
-using ToolIoDeathTest = ToolIo;
-
-TEST_F(ToolIoDeathTest, ASignalLeavesNoUnfinishedFile) {
-  EXPECT_EXIT(
-      {
-        OutputFile::removeUnfinishedOnSignals();
-        OutputFile first(at("a.txt"), false);
-        OutputFile second(at("b.txt"), false);
-        OutputFile(at("c.txt"), false).write("given up");
-        first.write("half");
-        second.write("half");
-        std::raise(SIGTERM);
-      },
-      testing::KilledBySignal(SIGTERM), "");
-  EXPECT_TRUE(std::filesystem::is_empty(folder));
 }
 
 TEST(ToolQuality, KnownValues) {

@@ -92,7 +92,7 @@ Listing list(const fs::path& folder) {
   return listing;
 }
 
-[[noreturn]] void refuse(const fs::path& folder, const Listing& listing, bool raw) {
+[[noreturn]] void refuse(const fs::path& folder, const Listing& listing, int leftOut, bool raw) {
   std::string found;
   const auto add = [&](int count, const std::string& one, const std::string& several) {
     if (count > 0) {
@@ -109,6 +109,7 @@ Listing list(const fs::path& folder) {
       advice = "; turn the video into raw frames or numbered files first";
     }
   }
+  add(leftOut, "result of movra-sr or copy", "results of movra-sr or copies");
   add(listing.unnumbered, "image or table without a number in its name",
       "images or tables without a number in their names");
   for (const auto& [kind, names] : listing.numbered) {
@@ -162,7 +163,7 @@ Names framesIn(const fs::path& folder, Names& notes, bool raw) {
                              [&](const std::string& name) { return isCopy(name) || isResult(name); }),
               names.end());
   if (names.empty()) {
-    refuse(folder, listing, raw);
+    refuse(folder, listing, static_cast<int>(all.size()), raw);
   }
   return names;
 }

@@ -235,12 +235,15 @@ void OutputFile::takeName() {
   if (errno == EEXIST && !mayReplace) {
     fail("it exists by now; give another name, or --force to replace it");
   }
-  if (errno == EEXIST && renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_EXCHANGE) == 0) {
+  std::error_code error;
+  if (fs::is_directory(finalPath, error)) {
+    fail("it is a folder by now; give the name of a file");
+  }
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_EXCHANGE) == 0) {
     named = Named::exchanged;
     return;
   }
   // A file system without these ways of renaming.
-  std::error_code error;
   if (!mayReplace && fs::exists(finalPath, error)) {
     fail("it exists by now; give another name, or --force to replace it");
   }

@@ -46,25 +46,23 @@ Separation separationOf(const std::string& line) {
   }
   const auto isDigit = [&](std::size_t at) { return at < line.size() && line[at] >= '0' && line[at] <= '9'; };
   bool quoted = false;
+  bool quotedComma = false;
   bool decimal = false;
+  bool separates = false;
   for (std::size_t at = 0; at < line.size(); ++at) {
     quoted = quoted != (line[at] == '"');
     if (line[at] == ',') {
-      if (quoted) {
-        return {',', true};
-      }
-      if (at == 0 || !isDigit(at - 1) || !isDigit(at + 1)) {
-        return {',', false};
-      }
-      decimal = true;
+      quotedComma = quotedComma || quoted;
+      const bool betweenDigits = at > 0 && isDigit(at - 1) && isDigit(at + 1);
+      decimal = decimal || betweenDigits;
+      separates = separates || !(betweenDigits || quoted);
     }
   }
-  const std::string_view inner = trimmed(line);
-  const bool blanks = inner.find(' ') != std::string_view::npos;
-  if (decimal && !blanks) {
-    return {',', false};
+  const bool blanks = trimmed(line).find(' ') != std::string_view::npos;
+  if (quotedComma || separates || (decimal && !blanks)) {
+    return {',', quotedComma};
   }
-  return {' ', decimal};
+  return {' ', true};
 }
 
 std::vector<std::string_view> fieldsOf(const std::string& line, char separator) {
@@ -185,6 +183,7 @@ class TableReader : public ImageReader {
     Values before;
     std::uint64_t lineBefore = 0;
     bool labelled = false;
+    int numericLines = 0;
     while (lines.next(line)) {
       if (lines.number() == 1) {
         result = line.rfind("# ", 0) == 0 && isResultMark(line.substr(2));
@@ -194,7 +193,9 @@ class TableReader : public ImageReader {
       }
       separation = separationOf(line);
       Values values;
-      if (!parse(line, values) || values.size() < 2) {
+      const bool numeric = parse(line, values);
+      numericLines += numeric ? 1 : 0;
+      if (!numeric || values.size() < 2) {
         labelled = startsWithoutNumber(line);
         before.clear();
         continue;
@@ -219,6 +220,9 @@ class TableReader : public ImageReader {
       mayHaveRowNumbers = labelled;
       width = values.size();
       return;
+    }
+    if (numericLines > 1) {
+      fail("holds rows of different lengths; export the table again");
     }
     if (before.empty()) {
       fail(

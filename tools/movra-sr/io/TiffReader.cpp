@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <vector>
 
 #include "tools/movra-sr/Outcome.h"
@@ -88,6 +89,9 @@ class TiffReader : public ImageReader {
       if (!tiff.complaint.empty()) {
         damaged(number);
       }
+      if (!linksOn(TIFFCurrentDirOffset(tiff.get()))) {
+        damaged(number);
+      }
       const PageLayout page(tiff.get());
       // Reduced copies of pages are no images of their own.
       if ((page.subfile & FILETYPE_REDUCEDIMAGE) == 0) {
@@ -134,6 +138,26 @@ class TiffReader : public ImageReader {
     std::uint64_t offset;
     std::size_t number;
   };
+
+  /// Whether the link to the next page, which ends a directory, is there. libtiff takes a missing one for that of the
+  /// last page, by which a file cut between two pages would pass for a shorter one.
+  bool linksOn(std::uint64_t directory) const {
+    std::array<unsigned char, 8> header{};
+    bytes->read(0, header.data(), 4);
+    const bool littleEndian = header[0] == 'I';
+    const bool big = header[littleEndian ? 2 : 3] == 43;
+    const std::size_t countBytes = big ? 8 : 2;
+    if (bytes->read(directory, header.data(), countBytes) != countBytes) {
+      return false;
+    }
+    std::uint64_t entries = 0;
+    for (std::size_t i = 0; i < countBytes; ++i) {
+      entries = entries << 8U | header[littleEndian ? countBytes - 1 - i : i];
+    }
+    const std::uint64_t linkBytes = big ? 8 : 4;
+    const std::uint64_t entryBytes = big ? 20 : 12;
+    return entries < bytes->size() && directory + countBytes + entries * entryBytes + linkBytes <= bytes->size();
+  }
 
   Page describe(const PageLayout& page, std::size_t number) const {
     Page known{{}, page.objection(), TIFFCurrentDirOffset(tiff.get()), number};
