@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -14,6 +15,21 @@ using namespace movra::tool;
 
 namespace {
 
+/// A straight edge some degrees off the columns, its blur a Gaussian of this width in frame pixels.
+cv::Mat_<float> slantedEdge(cv::Size size, double blur) {
+  cv::Mat_<float> edge(size);
+  for (int y = 0; y < size.height; ++y) {
+    for (int x = 0; x < size.width; ++x) {
+      const double distance = std::cos(0.1) * (x - size.width / 2) + std::sin(0.1) * (y - size.height / 2);
+      edge(y, x) = static_cast<float>(20 + 10 * std::erf(distance / (blur * std::sqrt(2.))));
+    }
+  }
+  cv::Mat_<float> noise(size);
+  cv::RNG(4).fill(noise, cv::RNG::NORMAL, 0, 0.02);
+  edge += noise;
+  return edge;
+}
+
 std::vector<Frame> pagesOf(const std::string& file) {
   std::vector<Frame> pages;
   readFrames(file, {}, [&](Frame&& page) { pages.push_back(std::move(page)); });
@@ -22,7 +38,7 @@ std::vector<Frame> pagesOf(const std::string& file) {
 
 TEST_F(ToolCommand, EveryHelpFitsItsColumnsAndTellsTheExitCodes) {
   for (const std::string command :
-       {"", "reconstruct", "stream", "register", "bad-pixels", "simulate", "compare", "info"}) {
+       {"", "reconstruct", "stream", "register", "bad-pixels", "measure-psf", "simulate", "compare", "info"}) {
     const Outcome help = run(command + " --help");
     EXPECT_EQ(help.code, 0) << command;
     EXPECT_NE(help.out.find("Exit codes"), std::string::npos) << command;
@@ -142,9 +158,37 @@ TEST_F(ToolCommand, ASeriesHasAnImagePerNewFrameTheSameAsAlone) {
   EXPECT_TRUE(std::filesystem::exists(at("sharp_03.tiff")));
 }
 
+TEST_F(ToolCommand, TheBlurOfAnEdgeIsMeasuredAndTakenOver) {
+  overwrite("edge.tiff", slantedEdge({96, 72}, 0.45));
+  const Outcome made = run("measure-psf edge.tiff -o lens.json --plot edge.png --json");
+  ASSERT_EQ(made.code, 0) << made.err;
+  const double width = nlohmann::json::parse(made.out)["psf_sigma"];
+  EXPECT_NEAR(width, 0.9, 0.03);
+  simulate();
+  ASSERT_EQ(run("reconstruct burst -o file.tiff --psf-file lens.json").code, 0);
+  ASSERT_EQ(run("reconstruct burst -o number.tiff --psf-sigma " + std::to_string(width)).code, 0);
+  EXPECT_LT(cv::norm(readImage(at("file.tiff")).pixels, readImage(at("number.tiff")).pixels, cv::NORM_INF), 1e-2);
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --psf-file burst/shifts.csv").code, 3);
+  overwrite("even.tiff", cv::Mat_<float>(72, 96, 20.f));
+  EXPECT_EQ(run("measure-psf even.tiff").code, 1);
+}
+
+TEST_F(ToolCommand, OfManyFramesThoseAreUsedThatComplementEachOther) {
+  ASSERT_EQ(run("simulate -o burst --size 96x72 --frames 24").code, 0);
+  const auto made = nlohmann::json::parse(run("reconstruct burst -o twelve.tiff --json").out);
+  EXPECT_EQ(made["used_frames"], 12);
+  EXPECT_EQ(made["given_frames"], 24);
+  EXPECT_EQ(made["choice"].size(), 24U);
+  EXPECT_EQ(made["reference"], "burst/frame_20.tiff");
+  ASSERT_EQ(run("reconstruct burst -o last.tiff --first 20 --frames 5 --reference frame_20.tiff").code, 0);
+  EXPECT_GT(psnr("twelve.tiff"), psnr("last.tiff") + 0.5);
+  EXPECT_NE(run("reconstruct burst -o all.tiff --frames all").out.find("(24 of 24)"), std::string::npos);
+}
+
 TEST_F(ToolCommand, EveryCommandOfTheGuideWorks) {
   // What the guide takes for granted.
   simulate();
+  overwrite("edge.tiff", slantedEdge({96, 72}, 0.45));
   cv::Mat_<ushort> even(72, 96);
   cv::RNG(9).fill(even, cv::RNG::UNIFORM, 40000, 40060);
   even(20, 10) = 0;

@@ -56,6 +56,7 @@ int run(int argc, char** argv, Console& console) {
   addStream(application, console, chosen);
   addRegister(application, console, chosen);
   addBadPixels(application, console, chosen);
+  addMeasurePsf(application, console, chosen);
   addSimulate(application, console, chosen);
   addCompare(application, console, chosen);
   addInfo(application, console, chosen);

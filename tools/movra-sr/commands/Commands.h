@@ -21,6 +21,7 @@ void addCompare(CLI::App& application, Console& console, Action& chosen);
 void addBadPixels(CLI::App& application, Console& console, Action& chosen);
 void addRegister(CLI::App& application, Console& console, Action& chosen);
 void addStream(CLI::App& application, Console& console, Action& chosen);
+void addMeasurePsf(CLI::App& application, Console& console, Action& chosen);
 void addInfo(CLI::App& application, Console& console, Action& chosen);
 
 /// --json, --quiet and --strict, which every subcommand has.

@@ -6,6 +6,7 @@
 #include "tools/movra-sr/commands/OutputSet.h"
 #include "tools/movra-sr/commands/ReconstructOptions.h"
 #include "tools/movra-sr/io/ImageWriter.h"
+#include "tools/movra-sr/reconstruction/FrameChoice.h"
 #include "tools/movra-sr/reconstruction/Preparation.h"
 #include "tools/movra-sr/reconstruction/Reconstruct.h"
 #include "tools/movra-sr/reconstruction/Window.h"
@@ -118,6 +119,23 @@ void tellResult(const ReconstructOptions& options, const Window& window, const R
   console.say("reference: " + result.frames[static_cast<std::size_t>(result.reference)].name);
 }
 
+/// Of more frames than are wanted, keeps the best.
+void chooseOfMany(const ReconstructOptions& options, Window& window, Parameters& parameters, Console& console) {
+  constexpr int usualFrames = 12;
+  const int wanted = options.frameCount.value_or(0);
+  const int count = static_cast<int>(window.frames.size());
+  if (parameters.motion == Motion::global || wanted == ReconstructOptions::allFrames ||
+      count <= (wanted == 0 ? usualFrames : wanted)) {
+    return;
+  }
+  for (const auto& [name, fate] : chooseFrames(window, parameters, wanted)) {
+    console.document["choice"].push_back({{"name", name}, {"fate", fate}});
+    if (options.verbose) {
+      console.tell(name + ": " + fate + '\n');
+    }
+  }
+}
+
 ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
   if (options.listCameras) {
     listCameras(console);
@@ -136,6 +154,7 @@ ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
   preparation.calibrate(window.frames);
   Parameters parameters = options.parameters;
   parameters.referenceSlot = referenceFor(window, options);
+  chooseOfMany(options, window, parameters, console);
   if (parameters.motion == Motion::global) {
     noteJumps(window, parameters.referenceSlot, console);
   }

@@ -1,6 +1,7 @@
 #include "tools/movra-sr/commands/ReconstructOptions.h"
 
 #include <cmath>
+#include <fstream>
 #include <functional>
 
 #include "tools/movra-sr/commands/Cameras.h"
@@ -47,8 +48,23 @@ void parseRange(const std::string& text, Look& look) {
   look.range = ValueRange{static_cast<float>(low), static_cast<float>(high)};
 }
 
-/// Frames that are used of a longer recording: more cost time and gain little.
-constexpr int usualFrames = 12;
+/// Frames of a longer recording among which those that are used are chosen.
+constexpr int mostCandidates = 60;
+
+/// "psf_sigma" of a JSON document.
+float readPsfFile(const std::string& file) {
+  std::ifstream stream(file);
+  if (!stream) {
+    throw Failure(ExitCode::badInput, file + ": cannot be read; check name and permissions");
+  }
+  const Json document = Json::parse(stream, nullptr, false);
+  const bool holdsWidth = document.is_object() && document.contains("psf_sigma") && document["psf_sigma"].is_number();
+  const double width = holdsWidth ? document["psf_sigma"].get<double>() : 0;
+  if (!(width > 0 && width < 100)) {
+    throw Failure(ExitCode::badInput, file + ": holds no \"psf_sigma\"; make it with movra-sr measure-psf -o");
+  }
+  return static_cast<float>(width);
+}
 
 [[noreturn]] void refuse(const std::string& reason) {
   throw Failure(ExitCode::usage, reason);
@@ -120,7 +136,7 @@ WindowChoice choiceFor(const ReconstructOptions& options) {
   const bool global = options.parameters.motion == Motion::global;
   choice.first = options.first;
   choice.least = global ? engineWindow : 1;
-  choice.most = global ? engineWindow : options.frameCount.value_or(usualFrames);
+  choice.most = global ? engineWindow : options.frameCount == ReconstructOptions::allFrames ? 0 : mostCandidates;
   choice.leaveOut = !global;
   choice.counts = options.isRaw() || options.parameters.counts;
   return choice;
@@ -156,13 +172,14 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options) {
       .add_option_function<std::string>(
           "--frames",
           [&](const std::string& text) {
-            int count = 0;
+            int count = ReconstructOptions::allFrames;
             if (text != "all" && (!CLI::detail::lexical_cast(text, count) || count < 1)) {
               throw Failure(ExitCode::usage, "--frames " + text + ": give a number of frames, or all");
             }
             options.frameCount = count;
           },
-          "How many frames are used, a number or all; the last ones, or those from --first on [12]")
+          "How many frames are used, a number or all; of more, those that complement each other best "
+          "are chosen [12, or 20 of noisy ones]")
       ->type_name("NUMBER")
       ->group(input);
   command.add_option("--first", options.first, "Number of the first frame that is used, from 1 [the last ones]")
@@ -170,8 +187,8 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options) {
       ->group(input);
   command
       .add_option("--reference", options.reference,
-                  "Frame whose grid the image gets: its file, a number that counts back from the newest, or best, the "
-                  "one that the others fit best [3]")
+                  "Frame whose grid the image gets: its file, a number that counts back from the newest, or best, "
+                  "the middle of the burst [3]")
       ->type_name("FRAME")
       ->group(input);
   command.add_option("--gain", options.scale.gain, "Temperature = gain * value + offset")
@@ -238,6 +255,14 @@ void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
                   "Standard deviation of the point-spread function, high-resolution pixels [0.683]")
       ->check(finiteWithin(0.01, 100))
       ->excludes(camera)
+      ->group(method);
+  command
+      .add_option_function<std::string>(
+          "--psf-file", [&](const std::string& file) { parameters.psfSigma = readPsfFile(file); },
+          "The width that movra-sr measure-psf wrote to this file")
+      ->excludes(camera)
+      ->excludes("--psf-sigma")
+      ->type_name("FILE")
       ->group(method);
   command
       .add_option("--tv-weight", parameters.weightTV,

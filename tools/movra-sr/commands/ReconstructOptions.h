@@ -14,6 +14,8 @@ namespace movra::tool {
 
 /// What the command line of a reconstruction says.
 struct ReconstructOptions {
+  static constexpr int allFrames = -1;
+
   std::vector<std::string> inputs;
   std::string output;
   std::string preview;
@@ -29,7 +31,7 @@ struct ReconstructOptions {
   Parameters parameters;
   Look look;
   std::optional<int> first;
-  std::optional<int> frameCount;  ///< 0: all
+  std::optional<int> frameCount;  ///< or allFrames
   std::optional<Motion> motion;
   std::optional<Preset> preset;
   std::optional<int> threads;

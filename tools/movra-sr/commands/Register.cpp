@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -61,6 +62,15 @@ Json asJson(const ShiftGrid& field) {
   return json;
 }
 
+/// As many as are named, the last ones; an engine's five.
+WindowChoice everyFrame(const ReconstructOptions& options) {
+  WindowChoice choice = choiceFor(options);
+  if (options.parameters.motion == Motion::local) {
+    choice.most = std::max(0, options.frameCount.value_or(0));
+  }
+  return choice;
+}
+
 ExitCode registerFrames(ReconstructOptions options, Console& console) {
   const bool toFile = !options.output.empty();
   if (toFile) {
@@ -74,7 +84,7 @@ ExitCode registerFrames(ReconstructOptions options, Console& console) {
   OutputSet files(options.replace, inputs);
   OutputFile* const file = files.open("shifts", options.output);
 
-  Window window = readWindow(source, choiceFor(options));
+  Window window = readWindow(source, everyFrame(options));
   for (const std::string& note : window.notes) {
     console.note(note);
   }

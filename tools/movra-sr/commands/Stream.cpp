@@ -142,7 +142,7 @@ ExitCode runStream(ReconstructOptions options, Console& console) {
     requireWritable(options.output, {});
   }
   const int wanted = options.frameCount.value_or(engineWindow);
-  if (wanted == 0) {
+  if (wanted == ReconstructOptions::allFrames) {
     throw Failure(ExitCode::usage, "--frames all: a window that slides has a number of frames");
   }
   settleMethod(options);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <string>
+#include <utility>
 
 #include "movra/Exception.h"
 #include "tools/movra-sr/Outcome.h"
@@ -50,6 +52,7 @@ FrameOutcome outcomeOf(const vision::LocalMotionFrame& frame, const std::string&
     outcome.reason = vision::toString(frame.use);
   }
   const vision::AffineMotion& motion = frame.motion;
+  outcome.motion = motion;
   outcome.shift = {motion.x, motion.y};
   outcome.roll = std::atan2(motion.yx - motion.xy, motion.xx + motion.yy) * 180 / CV_PI;
   outcome.zoom = 100 * (std::sqrt(std::abs(motion.xx * motion.yy - motion.xy * motion.yx)) - 1);
@@ -102,6 +105,20 @@ Reconstruction convert(vision::LocalMotionResult&& found, const std::vector<Fram
   return result;
 }
 
+/// The library's refusal of a parameter, with the option's name.
+std::string withOptionName(std::string refusal) {
+  const std::pair<const char*, const char*> names[] = {{"psfSigma", "--psf-sigma"},
+                                                       {"weightTV", "--tv-weight"},
+                                                       {"iterations", "--iterations"},
+                                                       {"relativeResidue", "--relative-residue"}};
+  for (const auto& [name, option] : names) {
+    if (refusal.rfind(name, 0) == 0) {
+      return option + refusal.substr(std::string(name).size()) + "; --motion global takes other values";
+    }
+  }
+  return refusal;
+}
+
 }  // namespace
 
 Reconstruction reconstructLocally(const std::vector<Frame>& window, const Parameters& parameters) {
@@ -115,7 +132,7 @@ Reconstruction reconstructLocally(const std::vector<Frame>& window, const Parame
     }
     return convert(method.computeSR(), window);
   } catch (const Exception& refusal) {
-    throw Failure(ExitCode::usage, refusal.what());
+    throw Failure(ExitCode::usage, withOptionName(refusal.what()));
   }
 }
 

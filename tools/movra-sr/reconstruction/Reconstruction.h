@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "vision/superresolution/AffineMotion.h"
+
 namespace movra::tool {
 
 enum class Verdict {
@@ -19,7 +21,8 @@ enum class Verdict {
 struct FrameOutcome {
   std::string name;
   bool used = true;
-  std::string reason;     ///< why it was left out
+  std::string reason;           ///< why it was left out
+  vision::AffineMotion motion;  ///< of local motion only
   cv::Point2d shift;      ///< in the middle of the image: position in the frame minus position in the reference, pixels
   double roll = 0;        ///< degrees, clockwise
   double zoom = 0;        ///< percent, against the reference
