@@ -101,8 +101,8 @@ void addMeasurePsf(CLI::App& application, Console& console, Action& chosen) {
   command->footer(
       "Example:\n"
       "  movra-sr measure-psf edge.tiff -o lens.json --plot edge.png\n\n"
-      "A hot plate before a cold wall will do: a contrast of 200 times the noise gives the width to 0.01, 60\n"
-      "times to 0.03. The edge must not run exactly along rows or columns.");
+      "A hot plate before a cold wall will do: a contrast of 200 times the noise gives the width to 0.01,\n"
+      "60 times to 0.03. The edge must not run exactly along rows or columns.");
   command->callback([=, &console, &chosen] { chosen = [=, &console] { return measure(*options, console); }; });
 }
 

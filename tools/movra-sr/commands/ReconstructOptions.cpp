@@ -136,7 +136,13 @@ WindowChoice choiceFor(const ReconstructOptions& options) {
   const bool global = options.parameters.motion == Motion::global;
   choice.first = options.first;
   choice.least = global ? engineWindow : 1;
-  choice.most = global ? engineWindow : options.frameCount == ReconstructOptions::allFrames ? 0 : mostCandidates;
+  if (global) {
+    choice.most = engineWindow;
+  } else if (options.frameCount == ReconstructOptions::allFrames) {
+    choice.most = 0;
+  } else {
+    choice.most = options.first && options.frameCount ? *options.frameCount : mostCandidates;
+  }
   choice.leaveOut = !global;
   choice.counts = options.isRaw() || options.parameters.counts;
   return choice;
@@ -179,7 +185,7 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options) {
             options.frameCount = count;
           },
           "How many frames are used, a number or all; of more, those that complement each other best "
-          "are chosen [12, or 20 of noisy ones]")
+          "are chosen unless --first is given [12, or 20 of noisy ones]")
       ->type_name("NUMBER")
       ->group(input);
   command.add_option("--first", options.first, "Number of the first frame that is used, from 1 [the last ones]")
