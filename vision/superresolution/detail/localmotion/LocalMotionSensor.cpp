@@ -13,7 +13,9 @@ namespace {
 
 constexpr SolverEffort fitEffort{400, 12, 0.002};
 constexpr int fitMargin = 6;
-constexpr double noticeableSlope = 1;  // of a plane from end to end, in standard deviations of the noise
+constexpr double littleDistance = 1.5;  // median between two frames, pixels
+constexpr double certainOffset = 25;    // standard deviations of the noise
+constexpr double noticeableSlope = 1;   // of a plane from end to end, in standard deviations of the noise
 
 int mostRounds(LocalMotionPreset preset) {
   return preset == LocalMotionPreset::fast ? 1 : preset == LocalMotionPreset::standard ? 2 : 3;
@@ -31,12 +33,17 @@ std::vector<std::size_t> LocalMotionBurst::alignedFrames() const {
   return aligned;
 }
 
-/// What is invalid in many frames is left to the frames: in the others it may be good.
+/// What is invalid in many frames is left to the frames: in the others it may be good. With little motion, fine detail looks
+/// like a small offset of the pixel that it lies on.
 void LocalMotionBurst::adoptFindings() {
   bad = listedBad;
   bad.resize(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0);
+  const bool littleMotion =
+      search->report().search != BadPixelSearch::notYet && search->report().medianDistance < littleDistance;
   for (const BadPixelFinding& finding : search->report().pixels) {
-    if (finding.fault != PixelFault::flagged) {
+    const bool doubtful =
+        littleMotion && finding.fault == PixelFault::offset && std::abs(finding.deviation) < certainOffset * noise;
+    if (finding.fault != PixelFault::flagged && !doubtful) {
       bad[static_cast<std::size_t>(finding.y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(finding.x)] =
           1;
     }
