@@ -137,11 +137,11 @@ bool LocalMotionBurst::findFaults(const LocalMotionOptions& options, int core, c
       const std::vector<float>& step = pattern.add(residualStack, motions, bad.empty() ? nullptr : bad.data());
       if (pattern.report().outcome == PatternOutcome::found) {
         patternFound = true;
+        again = true;
         for (Frame& frame : frames) {
           FixedPattern::removeFrom(frame.measured.data(), step);
         }
       }
-      again = true;
     }
     run(count(), [&](int k) {
       Frame& frame = frames[static_cast<std::size_t>(k)];
