@@ -67,6 +67,7 @@ Image reconstruct(const Handle& burst, movra_sr_status expected = MOVRA_SR_SUCCE
   movra_sr_result result = emptyResult();
   EXPECT_EQ(movra_sr_reconstruct(burst.get(), image.data(), 0, &result), expected) << movra_sr_error_text(burst.get());
   EXPECT_EQ(result.status, expected);
+  EXPECT_EQ(result.frames, movra_sr_frame_count(burst.get()));
   if (expected < 0) {
     EXPECT_EQ(image, Image(imageSize, -1.0f)) << "the image was written in spite of the failure";
     return {};
@@ -259,6 +260,9 @@ TEST(Burst, RefusesWhatItCannotUseAndStaysAsItWas) {
   EXPECT_EQ(movra_sr_create(7, 40, nullptr, &none, &oneLetter, 1), MOVRA_SR_INVALID_ARGUMENT);
   EXPECT_EQ(oneLetter, 0);
   EXPECT_EQ(movra_sr_create(40, 1 << 20, nullptr, &none, nullptr, 0), MOVRA_SR_INVALID_ARGUMENT);
+  movra_sr_options phase = defaults();
+  phase.registration = MOVRA_SR_REGISTRATION_PHASE;
+  EXPECT_EQ(movra_sr_create(40, 10, &phase, &none, nullptr, 0), MOVRA_SR_INVALID_ARGUMENT);
 
   const Handle burst = open(classic(), burstOfFive());
   const Image before = reconstruct(burst);

@@ -18,6 +18,7 @@ namespace detail = movra::vision::detail;
 namespace {
 
 constexpr int smallestSide = 8;
+constexpr int smallestSideOfPhase = 11;
 constexpr int largestSide = 16384;
 constexpr std::size_t largestStruct = 4096;  // a larger size was never set
 
@@ -167,6 +168,10 @@ movra_sr_status addFrame(movra_sr_burst& burst, const float* frame, std::size_t 
 movra_sr_status reconstruct(movra_sr_burst& burst, float* image, std::size_t stride, movra_sr_result* result) {
   burst.outcome.reset();
   detail::BurstOutcome outcome;
+  outcome.result.frames = burst.input.count();
+  if (result != nullptr) {
+    copyKnownPart(result, result->size, outcome.result);  // stays when an exception ends the call
+  }
   if (burst.input.frames.empty()) {
     outcome.fail(MOVRA_SR_NO_FRAMES, "no frame has been added");
   } else if (burst.options.reference >= burst.input.count()) {
@@ -272,6 +277,9 @@ movra_sr_status movra_sr_create(int width, int height, const movra_sr_options* o
     }
     if (!within(width, smallestSide, largestSide) || !within(height, smallestSide, largestSide)) {
       return refuse(text, "width and height are 8 to 16384 pixels each");
+    }
+    if (own.registration == MOVRA_SR_REGISTRATION_PHASE && std::min(width, height) < smallestSideOfPhase) {
+      return refuse(text, "phase correlation needs frames of 11 pixels a side or more");
     }
     if (const char* fault = faultOf(own)) {
       return refuse(text, fault);

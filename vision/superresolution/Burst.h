@@ -181,7 +181,7 @@ MOVRA_SUPERRESOLUTION_API const char* movra_sr_status_text(int status);
 MOVRA_SUPERRESOLUTION_API void movra_sr_default_options(movra_sr_options* options, size_t size);
 
 /// Makes a burst without frames.
-/// @param width, height size of a frame in pixels, 8 to 16384 each
+/// @param width, height size of a frame in pixels, 8 to 16384 each; from 11 on with phase correlation
 /// @param options       copied; null: the defaults
 /// @param burst         receives the handle, or null on failure
 /// @param error         receives what is wrong, terminated, on failure; may be null

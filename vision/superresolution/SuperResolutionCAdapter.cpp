@@ -1,16 +1,18 @@
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <locale>
 #include <memory>
 #include <opencv2/core.hpp>
-#include <sstream>
 #include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -134,6 +136,43 @@ int addFrame(SuperResolution_CtxData& slot, const float* image) {
 
 constexpr float sigmaOfUnknownCamera = 0.683f;
 
+/// The whole number that a text begins with, as a stream of the classic locale reads it: 0 if there is something else, -1 if
+/// there is nothing, the nearest int if it is too large. Needs no memory.
+int leadingNumber(std::string_view text) {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
+  if (text.empty()) {
+    return -1;
+  }
+  if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
+    text.remove_prefix(1);
+  }
+  int number = 0;
+  if (std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc::result_out_of_range) {
+    return text[0] == '-' ? std::numeric_limits<int>::min() : std::numeric_limits<int>::max();
+  }
+  return number;
+}
+
+/// SuperResolution_getCameraAndLensType without a string for the camera.
+bool readCameraAndLens(std::string_view description, const char*& camera, int& lens) {
+  const auto& models = movra::vision::cameraModels;
+  const auto model = std::find_if(models.begin(), models.end(), [&](const auto& each) {
+    return description.find(each.key) != std::string_view::npos;
+  });
+  if (model == models.end()) {
+    return false;
+  }
+  camera = model->name;
+
+  constexpr std::string_view label = "FOV";
+  const std::size_t position = description.find(label);
+  if (position == std::string_view::npos) {
+    return false;
+  }
+  lens = leadingNumber(description.substr(position + label.size()));
+  return lens != -1;
+}
+
 }  // namespace
 
 int SuperResolution_init(int width, int height) {
@@ -246,33 +285,21 @@ int SuperResolution_setReferenceFrame(int context, int index) {
 }
 
 bool SuperResolution_getCameraAndLensType(const std::string& description, std::string& camera, int& lens) {
-  const auto contains = [&](const char* text) { return description.find(text) != std::string::npos; };
-  const auto& models = movra::vision::cameraModels;
-  const auto model = std::find_if(models.begin(), models.end(), [&](const auto& each) { return contains(each.key); });
-  if (model == models.end()) {
-    return false;
+  const char* name = nullptr;
+  const bool recognised = readCameraAndLens(description, name, lens);
+  if (name != nullptr) {
+    camera = name;
   }
-  camera = model->name;
-
-  const std::string label = "FOV";
-  const std::size_t position = description.find(label);
-  if (position == std::string::npos) {
-    return false;
-  }
-  lens = -1;
-  std::istringstream rest(description.substr(position + label.size()));
-  rest.imbue(std::locale::classic());  // the host's locale has no say in what a number is
-  rest >> lens;
-  return lens != -1;
+  return recognised;
 }
 
 int SuperResolution_setCameraAndLensType(int context, const char* description) {
   if (description == nullptr) {
     throw std::logic_error("camera and lens description is NULL");
   }
-  std::string camera;
+  const char* camera = nullptr;
   int lens = 0;
-  const bool recognised = SuperResolution_getCameraAndLensType(description, camera, lens);
+  const bool recognised = readCameraAndLens(description, camera, lens);
   const auto known = recognised ? movra::vision::psfSigmaOfCamera(camera, lens) : std::nullopt;
   const float sigma = known.value_or(sigmaOfUnknownCamera);
   if (SuperResolution_isContextValid(context)) {
