@@ -7,6 +7,7 @@
 #include "tests/sensor/SensorBurst.h"
 #include "tests/support/Checks.h"
 #include "tests/support/InstructionSetGuard.h"
+#include "vision/superresolution/detail/sensor/OrderStatistics.h"
 
 using namespace movra::test;
 using namespace movra::vision;
@@ -137,3 +138,13 @@ TEST(BurstBadPixels, BadInputIsRefusedAndFramesWithoutAValueAreFlagged) {
 }
 
 }  // namespace
+
+// Frames that share no good pixel leave nothing to take the median of.
+TEST(OrderStatistics, NoValuesGiveZeroAndRanksBeyondTheEndTheLast) {
+  std::vector<float> none;
+  EXPECT_EQ(detail::medianOf(none), 0.0f);
+  EXPECT_EQ(detail::orderStatistic(none, 3), 0.0f);
+  std::vector<float> three{2, 3, 1};
+  EXPECT_EQ(detail::orderStatistic(three, 9), 3.0f);
+  EXPECT_EQ(detail::medianOf(three), 2.0f);
+}

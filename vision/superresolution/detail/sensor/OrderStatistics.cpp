@@ -40,6 +40,10 @@ std::size_t gatherBin(std::vector<float>& values, std::size_t& rank) {
 
 float orderStatistic(std::vector<float>& values, std::size_t rank) {
   std::size_t count = values.size();
+  if (count == 0) {
+    return 0;
+  }
+  rank = std::min(rank, count - 1);
   if (count > 16384) {
     count = gatherBin(values, rank);
   }
@@ -51,7 +55,7 @@ float orderStatistic(std::vector<float>& values, std::size_t rank) {
 }
 
 float medianOf(std::vector<float>& values) {
-  return values.empty() ? 0.0f : orderStatistic(values, values.size() / 2);
+  return orderStatistic(values, values.size() / 2);
 }
 
 double medianOf(std::vector<double> values) {

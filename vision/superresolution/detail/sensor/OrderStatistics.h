@@ -10,8 +10,8 @@ namespace movra::vision::detail {
 /// Standard deviation of a normal distribution per median absolute deviation (F. R. Hampel, 1974).
 constexpr double deviationPerMad = 1.4826;
 
-/// Element number `rank` of the values in ascending order, counted from 0. Reorders the values, which must not be empty
-/// and hold no NaN. The result is an element, so no order of operations can change its bits.
+/// Element number `rank` of the values in ascending order, counted from 0; the last one for a larger rank, 0 for no values.
+/// Reorders the values, which hold no NaN. The result is an element, so no order of operations can change its bits.
 float orderStatistic(std::vector<float>& values, std::size_t rank);
 
 /// The element in the middle; of an even number the upper one of the two. 0 for no values. Reorders the values.
