@@ -142,6 +142,15 @@ TEST_F(ToolCommand, LocalMotionFollowsRollAndAnyNumberOfThreadsGivesTheSameImage
   EXPECT_NE(run("reconstruct burst/frame_00.tiff -o single.tiff").out.find("made of one frame"), std::string::npos);
 }
 
+TEST_F(ToolCommand, FaultsOfTheSensorAreFoundUnlessTheSearchIsSwitchedOff) {
+  ASSERT_EQ(run("simulate -o burst --size 128x96 --stuck 8 --drift 1").code, 0);
+  const auto made = nlohmann::json::parse(run("reconstruct burst -o found.tiff --json").out);
+  EXPECT_GE(made["method"]["bad_pixels_found"], 6);
+  ASSERT_EQ(run("reconstruct burst -o kept.tiff --no-bad-pixel-search --no-pattern --no-offset").code, 0);
+  EXPECT_GT(psnr("found.tiff"), psnr("kept.tiff") + 1);
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --motion global --no-pattern").code, 2);
+}
+
 TEST_F(ToolCommand, ASeriesHasAnImagePerNewFrameTheSameAsAlone) {
   ASSERT_EQ(run("simulate -o burst --size 64x48 --frames 7").code, 0);
   overwrite("burst/frame_03.tiff", cv::Mat_<float>(48, 64, 20.f));

@@ -94,13 +94,14 @@ void settleMotion(ReconstructOptions& options) {
   Parameters& parameters = options.parameters;
   const bool ofEngines =
       parameters.engine != Engine::production || parameters.registration || parameters.registrationError;
-  const bool ofTiles = options.preset || options.threads || options.frameCount || options.reference == "best";
+  const bool ofTiles =
+      options.preset || options.threads || options.frameCount || options.reference == "best" || options.switchesOff;
   parameters.motion = options.motion.value_or(ofEngines ? Motion::global : Motion::local);
   if (parameters.motion == Motion::local && ofEngines) {
     refuse("--engine, --registration and --registration-error belong to --motion global");
   }
   if (parameters.motion == Motion::global && ofTiles) {
-    refuse("--preset, --threads, --frames and --reference best belong to --motion local");
+    refuse("--preset, --threads, --frames, --reference best and --no-... belong to --motion local");
   }
   parameters.preset = options.preset.value_or(Preset::standard);
   parameters.threads = options.threads.value_or(0);
@@ -285,6 +286,21 @@ void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
                   "Relative residue at which the solver stops [from the preset; 0.007 with global]")
       ->check(finiteWithin(1.1e-6, 1e30))
       ->group(method);
+  const auto switchOff = [&](const char* name, bool& correction, const char* text) {
+    command
+        .add_flag_callback(
+            name,
+            [&options, &correction] {
+              correction = false;
+              options.switchesOff = true;
+            },
+            text)
+        ->group(method);
+  };
+  switchOff("--no-offset", parameters.correctOffset, "Leave the differences of level between frames as they are");
+  switchOff("--no-bad-pixel-search", parameters.findBadPixels,
+            "Mask only pixels that are listed, flagged or not finite");
+  switchOff("--no-pattern", parameters.correctPattern, "Leave the fixed pattern of the sensor as it is");
   addChoice<Engine>(
       command, "--engine",
       {{"production", Engine::production}, {"vector", Engine::vector}, {"reference", Engine::reference}},

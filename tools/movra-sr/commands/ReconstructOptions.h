@@ -35,6 +35,7 @@ struct ReconstructOptions {
   std::optional<Motion> motion;
   std::optional<Preset> preset;
   std::optional<int> threads;
+  bool switchesOff = false;  ///< a correction of local motion
   bool cropBorder = false;
   bool sixteenBits = false;
   bool replace = false;

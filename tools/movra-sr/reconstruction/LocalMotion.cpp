@@ -40,6 +40,8 @@ vision::LocalMotionOptions optionsFrom(const Parameters& parameters, const JobPo
   setDouble(options.relativeResidue, parameters.relativeResidue);
   set(options.iterations, parameters.iterations);
   options.correctOffset = parameters.correctOffset;
+  options.findBadPixels = parameters.findBadPixels;
+  options.correctPattern = parameters.correctPattern;
   options.runJobs = [&pool](int jobs, const std::function<void(int)>& job) { pool.run(jobs, job); };
   return options;
 }
@@ -94,11 +96,13 @@ Reconstruction convert(vision::LocalMotionResult&& found, const std::vector<Fram
                   {found.field.left, found.field.top},
                   {found.field.stepX, found.field.stepY},
                   std::move(found.field.shifts)};
-  result.figures = {{"noise", found.noise},           {"tv_weight", found.weightTV}, {"psf_sigma", found.psfSigma},
-                    {"iterations", found.iterations}, {"tiles", found.tiles},        {"tile_core", found.tileCore}};
+  result.figures = {{"noise", found.noise},        {"bad_pixels_found", found.badPixels},
+                    {"pattern", found.pattern},    {"tv_weight", found.weightTV},
+                    {"psf_sigma", found.psfSigma}, {"iterations", found.iterations},
+                    {"tiles", found.tiles},        {"tile_core", found.tileCore}};
   result.seconds = {{"preparation", found.seconds.preparation},
                     {"motion", found.seconds.motion},
-                    {"first_fit", found.seconds.sensor},
+                    {"sensor", found.seconds.sensor},
                     {"masks", found.seconds.masks},
                     {"solve", found.seconds.solve},
                     {"total", found.seconds.total}};
