@@ -16,6 +16,20 @@ target_compile_options(movra_options INTERFACE
   $<$<CXX_COMPILER_ID:Clang>:-Wno-unknown-pragmas -Wno-sign-conversion -Wno-double-promotion>
   $<$<BOOL:${MOVRA_WARNINGS_AS_ERRORS}>:-Werror>)
 
+# Hardening in builds that are shipped: for all files where they are linked, and, by movra_hardened, in the code of the
+# tool, which reads files of any origin.
+add_library(movra_hardened INTERFACE)
+if(NOT MOVRA_SANITIZE AND NOT MOVRA_FUZZ)
+  target_link_options(movra_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+  target_compile_options(movra_hardened INTERFACE -fstack-protector-strong
+    $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+    target_compile_options(movra_hardened INTERFACE -fcf-protection=full)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
+    target_compile_options(movra_hardened INTERFACE -mbranch-protection=standard)
+  endif()
+endif()
+
 if(MOVRA_SANITIZE OR MOVRA_FUZZ)
   # The float checks of the undefined-behaviour sanitizer that are not in its default set.
   set(sanitizers -fsanitize=address,undefined,float-cast-overflow -fno-sanitize-recover=all)
