@@ -2,6 +2,7 @@
 // Plain... is the yardstick: the same method as plain loops, compiled for the baseline instruction set.
 
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <iostream>
@@ -101,9 +102,16 @@ struct RegistrationInput {
   std::vector<char*> masks;
 };
 
-template <class Registration>
-void timeRegistration(benchmark::State& state, RegistrationInput& input, Registration& registration) {
+// The window slides: each measurement takes one new frame and registers all.
+template <class Registration, class Prepare>
+void timeRegistration(benchmark::State& state, Registration& registration, Prepare prepare) {
+  RegistrationInput input(state);
+  for (float* frame : input.frames) {
+    prepare(frame);
+  }
   for (auto _ : state) {
+    std::rotate(input.frames.begin(), input.frames.begin() + 1, input.frames.end());
+    prepare(input.frames.back());
     if (registration.doRegistration(frameCount, reference, input.frames.data(), input.burst.shifts.data(),
                                     input.masks.data(), input.shiftedFrames.data()) < 0) {
       state.SkipWithError("registration failed");
@@ -111,22 +119,14 @@ void timeRegistration(benchmark::State& state, RegistrationInput& input, Registr
   }
 }
 
-void doRegistration(benchmark::State& state) {
-  RegistrationInput input(state);
-  SrFloatRegistration2 registration(input.burst.width, input.burst.height, frameCount);
-  for (float* frame : input.frames) {
-    registration.prepareFrame(frame);
-  }
-  timeRegistration(state, input, registration);
+void registerWindow(benchmark::State& state) {
+  SrFloatRegistration2 registration(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), frameCount);
+  timeRegistration(state, registration, [&](float* frame) { registration.prepareFrame(frame); });
 }
 
-void PlainDoRegistration(benchmark::State& state) {
-  RegistrationInput input(state);
-  PlainRegistration registration(input.burst.width, input.burst.height, frameCount);
-  for (float* frame : input.frames) {
-    registration.addFrame(frame);
-  }
-  timeRegistration(state, input, registration);
+void PlainRegisterWindow(benchmark::State& state) {
+  PlainRegistration registration(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)), frameCount);
+  timeRegistration(state, registration, [&](float* frame) { registration.prepareFrame(frame); });
 }
 
 template <class Intake>
@@ -149,21 +149,32 @@ void PlainAddFrame(benchmark::State& state) {
   timeIntake(state, registration);
 }
 
+// Bytes on the heap.
+double heapSize() {
+  const auto info = mallinfo2();
+  return static_cast<double>(info.uordblks + info.hblkhd);
+}
+
+// The window slides here too: one new frame, one result.
 template <class Engine>
 void timeEngine(benchmark::State& state) {
   RegistrationInput input(state);
+  Image out(input.burst.truth.size());
+  const SilentOutput silence;
+  const double heapBefore = heapSize();
   Engine engine(input.burst.width, input.burst.height, frameCount, 2.0f);
   engine.setReferenceIndex(3);
   for (const float* frame : input.frames) {
     engine.addFrame(frame);
   }
-  Image out(input.burst.truth.size());
-  const SilentOutput silence;
+  std::size_t next = 0;
   for (auto _ : state) {
+    engine.addFrame(input.frames[next++ % frameCount]);
     if (engine.computeSR(out.data()) < 0) {
       state.SkipWithError("no reconstruction");
     }
   }
+  state.counters["heap"] = heapSize() - heapBefore;
 }
 
 void computeSR(benchmark::State& state) {
@@ -188,6 +199,8 @@ void PlainComputeSR(benchmark::State& state) {
   }
   Image out(input.burst.truth.size());
   for (auto _ : state) {
+    std::rotate(input.frames.begin(), input.frames.begin() + 1, input.frames.end());
+    registration.addFrame(input.frames.back());
     registration.doRegistration(frameCount, reference, input.frames.data(), input.burst.shifts.data(),
                                 input.masks.data(), input.shiftedFrames.data());
     minimization.minimize(frameCount, reference, input.shiftedFrames.data(), input.burst.shifts.data(),
@@ -202,8 +215,8 @@ void sizes(benchmark::internal::Benchmark* benchmark) {
 
 BENCHMARK(addFrame)->Apply(sizes);
 BENCHMARK(PlainAddFrame)->Apply(sizes);
-BENCHMARK(doRegistration)->Apply(sizes);
-BENCHMARK(PlainDoRegistration)->Apply(sizes);
+BENCHMARK(registerWindow)->Apply(sizes);
+BENCHMARK(PlainRegisterWindow)->Apply(sizes);
 BENCHMARK(minimize)->Apply(sizes);
 BENCHMARK(PlainMinimize)->Apply(sizes);
 BENCHMARK(computeSR)->Apply(sizes);

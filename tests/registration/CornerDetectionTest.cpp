@@ -6,9 +6,12 @@
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
+#include "tests/support/InstructionSetGuard.h"
+
 // Noise of three kinds: smooth, coarse, and of few values, which has many equally strong corners.
 TEST(CornerDetection, FindsWhatTheLibraryFunctionFindsInItsOrder) {
   cv::RNG random(3);
+  movra::vision::detail::CornerDetector detector;
   std::size_t found = 0;
   for (int trial = 0; trial < 400; ++trial) {
     cv::Mat_<float> image(random.uniform(1, 90), random.uniform(1, 120));
@@ -30,7 +33,8 @@ TEST(CornerDetection, FindsWhatTheLibraryFunctionFindsInItsOrder) {
     }
     std::vector<cv::Point2f> expected;
     cv::goodFeaturesToTrack(image, expected, 100, 0.1, 2.0, cv::noArray(), 3, false, 0.04);
-    EXPECT_EQ(movra::vision::detail::findCorners(image), expected) << image.size() << " trial " << trial;
+    movra::test::onEveryInstructionSet(
+        [&] { EXPECT_EQ(detector.find(image), expected) << image.size() << " trial " << trial; });
     found += expected.size();
   }
   EXPECT_GT(found, 5000u);

@@ -42,7 +42,7 @@ TEST(CornerTracking, LosesTheCornersThatTheTrackerLosesWhenAskedForErrors) {
     cv::calcOpticalFlowPyrLK(from, to, corners, expected, isTracked, errors, {window, window}, levels, criteria);
     cv::calcOpticalFlowPyrLK(from, to, corners, unused, withoutErrors, cv::noArray(), {window, window}, levels,
                              criteria);
-    const auto tracks = movra::vision::detail::trackCorners(from, to, corners, window, levels);
+    const auto tracks = movra::vision::detail::trackCorners(from, {&to}, corners, window, levels).front();
     EXPECT_EQ(tracks.positions, expected);
     EXPECT_EQ(tracks.isTracked, isTracked);
     for (std::size_t i = 0; i < corners.size(); ++i) {

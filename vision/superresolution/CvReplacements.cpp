@@ -9,6 +9,7 @@
 #include <opencv2/video/tracking.hpp>
 
 #include "movra/Exception.h"
+#include "vision/superresolution/detail/base/Mirror.h"
 #include "vision/superresolution/detail/registration/PatchKernels.h"
 #include "vision/superresolution/detail/registration/PointTracking.h"
 
@@ -60,13 +61,12 @@ void fillMargins(cv::Mat& image, cv::Size margin, int border) {
   copyWithMargins(image, image, margin, border | cv::BORDER_ISOLATED);
 }
 
-// The derivatives of an image without its margins, which it is continued by as in a mirror.
+// The derivatives of an image, which is continued at its borders as in a mirror.
 void makeDerivatives(const cv::Mat& image, cv::Mat& derivatives) {
-  cv::Mat mirrored;
-  cv::copyMakeBorder(image, mirrored, 1, 1, 1, 1, cv::BORDER_REFLECT_101 | cv::BORDER_ISOLATED);
   for (int y = 0; y < image.rows; ++y) {
-    detail::patchKernels().scharrRow(mirrored.ptr(y + 1, 1), static_cast<std::ptrdiff_t>(mirrored.step),
-                                     image.channels(), image.cols * image.channels(), derivatives.ptr<short>(y));
+    detail::patchKernels().scharrRow(image.ptr(detail::mirrored(y - 1, image.rows)), image.ptr(y),
+                                     image.ptr(detail::mirrored(y + 1, image.rows)), image.cols, image.channels(),
+                                     derivatives.ptr<short>(y));
   }
 }
 
@@ -257,7 +257,8 @@ void LKTrackerInvoker::operator()(const cv::Range& range) const {
       continue;
     }
     if (isFound && err != nullptr && !wantsEigenvalues) {
-      isFound = patch.distance(to, found, err[i]);
+      isFound = patch.meets(to, found);
+      err[i] = isFound ? patch.distance(to, found) : 0.0f;
     }
     if (!isFound) {
       status[i] = 0;

@@ -8,6 +8,7 @@
 #include "vision/superresolution/detail/fft/FftKernels.h"
 #include "vision/superresolution/detail/localmotion/LocalMotionKernels.h"
 #include "vision/superresolution/detail/operators/PsfKernels.h"
+#include "vision/superresolution/detail/registration/FilterKernels.h"
 #include "vision/superresolution/detail/registration/PatchKernels.h"
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
 #include "vision/superresolution/detail/registration/SpectrumKernels.h"
@@ -20,6 +21,7 @@ namespace movra::vision::detail {
 MOVRA_KERNEL_DISPATCH(BoxKernels, boxKernels)
 MOVRA_KERNEL_DISPATCH(FftBatchKernels, fftBatchKernels)
 MOVRA_KERNEL_DISPATCH(FftKernels, fftKernels)
+MOVRA_KERNEL_DISPATCH(FilterKernels, filterKernels)
 MOVRA_KERNEL_DISPATCH(FrameKernels, frameKernels)
 MOVRA_KERNEL_DISPATCH(PatchKernels, patchKernels)
 MOVRA_KERNEL_DISPATCH(LocalMotionKernels, localMotionKernels)

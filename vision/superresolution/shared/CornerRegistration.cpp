@@ -43,6 +43,9 @@ struct CornerRegistrationParts {
     return frame < static_cast<unsigned>(store.count()) && store.isTrackable(static_cast<int>(frame));
   }
 
+  // Tracks the corners of one frame in others, as far as these are held; of the others there are no tracks.
+  std::vector<CornerTracks> track(unsigned ref, const std::vector<unsigned>& searched) const;
+
   int width;
   int height;
   int numPixels;
@@ -50,10 +53,68 @@ struct CornerRegistrationParts {
   const char* className;
   TrackableFrames store;
   FineRegistration fine;
+  CornerDetector detector;
   std::vector<cv::Point_<float>> corners;
+  unsigned long gradientsNumber = 0;  // of the frame that the gradients belong to; 0: none
+  unsigned long cornersNumber = 0;    // of the frame that the corners belong to; 0: unknown
   std::vector<cv::Point_<float>> lastShifts;
   std::vector<cv::Point_<float>> measuredShifts;
 };
+
+std::vector<CornerTracks> CornerRegistrationParts::track(unsigned ref, const std::vector<unsigned>& searched) const {
+  std::vector<const std::vector<cv::Mat>*> pyramids;
+  for (const unsigned i : searched) {
+    if (!holds(i)) {
+      break;
+    }
+    pyramids.push_back(&store.pyramid(static_cast<int>(i)));
+  }
+  std::vector<CornerTracks> tracks;
+  if (!corners.empty() && holds(ref)) {
+    tracks = trackCorners(store.pyramid(static_cast<int>(ref)), pyramids, corners, TrackableFrames::trackingWindow,
+                          TrackableFrames::highestLevel);
+  }
+  tracks.resize(searched.size());
+  return tracks;
+}
+
+namespace {
+
+// The rounded mean of the displacements within 2 pixels of their median; false if there is none.
+bool agreedShift(const std::vector<cv::Point_<float>>& corners, const CornerTracks& tracks, cv::Point_<int>& coarse) {
+  std::vector<float> dx;
+  std::vector<float> dy;
+  for (std::size_t i = 0; i < tracks.isTracked.size(); ++i) {
+    if (tracks.isTracked[i] != 0) {
+      dx.push_back(tracks.positions[i].x - corners[i].x);
+      dy.push_back(tracks.positions[i].y - corners[i].y);
+    }
+  }
+  if (dx.empty()) {
+    return false;
+  }
+
+  const float medX = upperMedian(dx);
+  const float medY = upperMedian(dy);
+  float sumX = 0;
+  float sumY = 0;
+  int inliers = 0;
+  for (std::size_t i = 0; i < dx.size(); ++i) {
+    if (std::fabs(dx[i] - medX) < 2.0f && std::fabs(dy[i] - medY) < 2.0f) {
+      sumX += dx[i];
+      sumY += dy[i];
+      ++inliers;
+    }
+  }
+  if (inliers == 0) {
+    return false;
+  }
+  const float share = 1.0f / static_cast<float>(inliers);
+  coarse = {wholePixels(sumX * share), wholePixels(sumY * share)};
+  return true;
+}
+
+}  // namespace
 
 }  // namespace detail
 
@@ -108,13 +169,27 @@ int CornerRegistration<Mask>::registerFrames(int count, int refIndex, float** /*
     return noTrack;  // no frame to read
   }
   initialize(masks, refIndex);
-  extractCornersRefImage(parts->store.blurred(refIndex));
+  const unsigned long number = parts->store.number(refIndex);
+  if (parts->cornersNumber != number) {
+    extractCornersRefImage(parts->store.blurred(refIndex));
+    parts->cornersNumber = number;
+  }
   // First the corners of all frames, then the fine steps: either finds its part of the reference in cache.
   const auto ref = static_cast<unsigned>(refIndex);
   std::vector<cv::Point_<int>> coarse(static_cast<std::size_t>(count));
   std::vector<cv::Point_<float>> measured(coarse.size());
+  std::vector<unsigned> searched;
+  for (unsigned i = 0; i < coarse.size(); ++i) {
+    if (i != ref) {
+      searched.push_back(i);
+    }
+  }
+  const std::vector<detail::CornerTracks> tracks = parts->track(ref, searched);
+  const auto isAgreed = [&](unsigned i) {
+    return detail::agreedShift(parts->corners, tracks[i < ref ? i : i - 1], coarse[i]);
+  };
   unsigned tracked = 0;  // frames before the first that cannot be tracked
-  while (tracked < coarse.size() && (tracked == ref || registerWithCorners(ref, tracked, coarse[tracked]) == 0)) {
+  while (tracked < coarse.size() && (tracked == ref || isAgreed(tracked))) {
     ++tracked;
   }
   for (unsigned i = 0; i < tracked; ++i) {
@@ -139,57 +214,24 @@ void CornerRegistration<Mask>::initialize(Mask** masks, int refIndex) {
     std::fill_n(masks[i], parts->numPixels, static_cast<Mask>(i == refIndex ? 1 : 0));
   }
   if (refIndex >= 0 && parts->holds(static_cast<unsigned>(refIndex))) {
-    parts->fine.setReference(parts->store.blurred(refIndex).template ptr<float>());
+    const unsigned long number = parts->store.number(refIndex);
+    if (parts->gradientsNumber != number) {
+      parts->fine.setReference(parts->store.blurred(refIndex).template ptr<float>());
+      parts->gradientsNumber = number;
+    }
   }
 }
 
 template <class Mask>
 void CornerRegistration<Mask>::extractCornersRefImage(cv::Mat_<float>& ref) {
-  parts->corners = detail::findCorners(ref);
+  parts->cornersNumber = 0;
+  parts->corners = parts->detector.find(ref);
 }
 
 template <class Mask>
 int CornerRegistration<Mask>::registerWithCorners(unsigned ref, unsigned frame, cv::Point_<int>& coarse) {
   coarse = {0, 0};
-  const std::vector<cv::Point_<float>>& corners = parts->corners;
-  if (corners.empty() || !parts->holds(ref) || !parts->holds(frame)) {
-    return noTrack;
-  }
-  const detail::TrackableFrames& store = parts->store;
-  const detail::CornerTracks tracks =
-      detail::trackCorners(store.pyramid(static_cast<int>(ref)), store.pyramid(static_cast<int>(frame)), corners,
-                           detail::TrackableFrames::trackingWindow, detail::TrackableFrames::highestLevel);
-
-  std::vector<float> dx;
-  std::vector<float> dy;
-  for (std::size_t i = 0; i < corners.size(); ++i) {
-    if (tracks.isTracked[i] != 0) {
-      dx.push_back(tracks.positions[i].x - corners[i].x);
-      dy.push_back(tracks.positions[i].y - corners[i].y);
-    }
-  }
-  if (dx.empty()) {
-    return noTrack;
-  }
-
-  const float medX = upperMedian(dx);
-  const float medY = upperMedian(dy);
-  float sumX = 0;
-  float sumY = 0;
-  int inliers = 0;
-  for (std::size_t i = 0; i < dx.size(); ++i) {
-    if (std::fabs(dx[i] - medX) < 2.0f && std::fabs(dy[i] - medY) < 2.0f) {
-      sumX += dx[i];
-      sumY += dy[i];
-      ++inliers;
-    }
-  }
-  if (inliers == 0) {
-    return noTrack;
-  }
-  const float share = 1.0f / static_cast<float>(inliers);
-  coarse = {detail::wholePixels(sumX * share), detail::wholePixels(sumY * share)};
-  return 0;
+  return detail::agreedShift(parts->corners, parts->track(ref, {frame}).front(), coarse) ? 0 : noTrack;
 }
 
 template <class Mask>

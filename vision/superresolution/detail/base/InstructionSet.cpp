@@ -7,7 +7,7 @@ namespace {
 // Allocates nothing: the first kernel call of a process must not.
 InstructionSet widestInstructionSet() {
 #if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2")) {
+  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) {
     const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
                         __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl");
     return avx512 ? InstructionSet::avx512 : InstructionSet::avx2;

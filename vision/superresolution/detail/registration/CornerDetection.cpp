@@ -1,9 +1,8 @@
 #include "vision/superresolution/detail/registration/CornerDetection.h"
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
-
-#include <opencv2/imgproc.hpp>
 
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
 
@@ -11,30 +10,9 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr int blockSize = 3;
 constexpr double qualityLevel = 0.1;
 constexpr int minSquaredDistance = 4;
 constexpr std::size_t maxCorners = 100;
-
-std::vector<const float*> strongMaxima(const cv::Mat_<float>& strength) {
-  if (strength.rows < 3 || strength.cols < 3) {
-    return {};
-  }
-  double largest = 0;
-  cv::minMaxLoc(strength, nullptr, &largest);
-  const auto threshold = static_cast<float>(largest * qualityLevel);
-  std::vector<const float*> maxima;
-  const int inside = strength.cols - 2;
-  std::vector<unsigned char> isMaximum(static_cast<std::size_t>(inside));
-  for (int y = 1; y < strength.rows - 1; ++y) {
-    const float* row = strength[y] + 1;
-    registrationKernels().markMaxima(row, static_cast<long>(strength.step1()), threshold, inside, isMaximum.data());
-    for (auto found = isMaximum.begin(); (found = std::find(found, isMaximum.end(), 1)) != isMaximum.end(); ++found) {
-      maxima.push_back(row + (found - isMaximum.begin()));
-    }
-  }
-  return maxima;
-}
 
 bool isNearOneOf(const std::vector<cv::Point_<float>>& corners, cv::Point_<float> place) {
   return std::any_of(corners.begin(), corners.end(), [=](const cv::Point_<float>& corner) {
@@ -45,26 +23,53 @@ bool isNearOneOf(const std::vector<cv::Point_<float>>& corners, cv::Point_<float
 
 }  // namespace
 
-std::vector<cv::Point_<float>> findCorners(const cv::Mat_<float>& image) {
-  if (image.empty()) {
-    return {};
+void CornerDetector::collectMaxima() {
+  const cv::Size size = strength->imageSize();
+  float largest = 0;
+  for (int y = 0; y < size.height; ++y) {
+    largest = std::max(largest, strength->largestOfRow(y));
   }
-  cv::Mat_<float> strength;
-  cv::cornerMinEigenVal(image, strength, blockSize);
-  std::vector<const float*> maxima = strongMaxima(strength);
+  const auto threshold = static_cast<float>(static_cast<double>(largest) * qualityLevel);
+  const int inside = size.width - 2;
+  isMaximum.resize(static_cast<std::size_t>(std::max(inside, 0)));
+  maxima.clear();
+  for (int y = 1; y < size.height - 1 && inside > 0; ++y) {
+    if (!(strength->largestOfRow(y) > threshold)) {
+      continue;
+    }
+    const float* row = strength->row(y) + 1;
+    registrationKernels().markMaxima(row, size.width, threshold, inside, isMaximum.data());
+    const unsigned char* found = isMaximum.data();
+    const unsigned char* const end = found + inside;
+    while ((found = static_cast<const unsigned char*>(std::memchr(found, 1, static_cast<std::size_t>(end - found)))) !=
+           nullptr) {
+      maxima.push_back(row + (found - isMaximum.data()));
+      ++found;
+    }
+  }
+}
+
+std::vector<cv::Point_<float>> CornerDetector::find(const cv::Mat_<float>& image) {
+  std::vector<cv::Point_<float>> corners;
+  if (image.empty()) {
+    return corners;
+  }
+  if (strength == nullptr || strength->imageSize() != image.size()) {
+    strength = std::make_unique<CornerStrength>(image.size());
+  }
+  strength->compute(image);
+  collectMaxima();
 
   // The strongest first; of equal ones that which is further down, or to the right.
   const auto weaker = [](const float* a, const float* b) {
     return *a != *b ? *a < *b : std::less<const float*>()(a, b);
   };
   std::make_heap(maxima.begin(), maxima.end(), weaker);
-  std::vector<cv::Point_<float>> corners;
   while (!maxima.empty() && corners.size() < maxCorners) {
     std::pop_heap(maxima.begin(), maxima.end(), weaker);
-    const std::ptrdiff_t i = maxima.back() - strength[0];
+    const std::ptrdiff_t i = maxima.back() - strength->row(0);
     maxima.pop_back();
-    const auto stride = static_cast<std::ptrdiff_t>(strength.step1());
-    const cv::Point_<float> place(static_cast<float>(i % stride), static_cast<float>(i / stride));
+    const cv::Point_<float> place(static_cast<float>(i % image.cols), static_cast<float>(i / image.cols));
     if (!isNearOneOf(corners, place)) {
       corners.push_back(place);
     }

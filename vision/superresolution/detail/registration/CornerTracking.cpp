@@ -1,39 +1,51 @@
 #include "vision/superresolution/detail/registration/CornerTracking.h"
 
+#include <algorithm>
 #include <cmath>
 
-#include <opencv2/video/tracking.hpp>
-
-#include "vision/superresolution/detail/base/CallingThread.h"
+#include "vision/superresolution/detail/registration/PointTracking.h"
 
 namespace movra::vision::detail {
 
 namespace {
 
-// True when the window around a position, with its bilinear neighbours, shares pixels with the image.
-bool meets(cv::Point_<float> position, int window, cv::Size image) {
-  const float half = static_cast<float>(window - 1) * 0.5f;
-  const float left = std::floor(position.x - half);
-  const float top = std::floor(position.y - half);
-  const auto reach = static_cast<float>(-window);
-  return left >= reach && left < static_cast<float>(image.width) && top >= reach &&
-         top < static_cast<float>(image.height);
+int topLevel(const std::vector<cv::Mat>& pyramid) {
+  return static_cast<int>(pyramid.size() / 2) - 1;
+}
+
+TrackedLevel levelOf(const std::vector<cv::Mat>& pyramid, int level, cv::Size window) {
+  const auto image = 2 * static_cast<std::size_t>(level);
+  return {pyramid[image], pyramid[image + 1], window};
 }
 
 }  // namespace
 
-// The patch errors, which nobody reads, would cost time. Where it computes them, OpenCV also gives up a corner that its
-// last step moved out of the image, so that is done here.
-CornerTracks trackCorners(const std::vector<cv::Mat>& from, const std::vector<cv::Mat>& to,
-                          const std::vector<cv::Point_<float>>& corners, int window, int levels) {
-  CornerTracks tracks;
-  onCallingThread([&] {
-    cv::calcOpticalFlowPyrLK(from, to, corners, tracks.positions, tracks.isTracked, cv::noArray(), {window, window},
-                             levels, {cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 30, 0.01}, 0, 1e-4);
-  });
-  for (std::size_t i = 0; i < corners.size(); ++i) {
-    if (!meets(tracks.positions[i], window, to.front().size())) {
-      tracks.isTracked[i] = 0;
+// The patch around a corner is read once for all images.
+std::vector<CornerTracks> trackCorners(const std::vector<cv::Mat>& from,
+                                       const std::vector<const std::vector<cv::Mat>*>& to,
+                                       const std::vector<cv::Point_<float>>& corners, int window, int levels) {
+  const cv::Size size(window, window);
+  const SearchLimits limits({cv::TermCriteria::COUNT + cv::TermCriteria::EPS, 30, 0.01}, 1e-4);
+  std::vector<CornerTracks> tracks(
+      to.size(), {std::vector<cv::Point_<float>>(corners.size()), std::vector<unsigned char>(corners.size())});
+  ReferencePatch patch(size, 1);
+  const int top = std::min(levels, topLevel(from));
+  for (int level = top; level >= 0; --level) {
+    const TrackedLevel reference = levelOf(from, level, size);
+    std::vector<TrackedLevel> images;
+    for (const std::vector<cv::Mat>* pyramid : to) {
+      images.push_back(levelOf(*pyramid, level, size));
+    }
+    const float scale = std::ldexp(1.0f, -level);
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+      const cv::Point_<float> corner = corners[i] * scale;
+      const bool canBeFound = patch.read(reference, corner) && patch.canBeFound(limits);
+      for (std::size_t k = 0; k < to.size(); ++k) {
+        cv::Point_<float>& position = tracks[k].positions[i];
+        position = level == top ? corner : position * 2.0f;
+        const bool isFound = canBeFound && patch.find(images[k], limits, position) && patch.meets(images[k], position);
+        tracks[k].isTracked[i] = isFound ? 1 : 0;
+      }
     }
   }
   return tracks;

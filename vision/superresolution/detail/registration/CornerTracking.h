@@ -12,10 +12,13 @@ struct CornerTracks {
   std::vector<unsigned char> isTracked;      // 0 where a corner was lost
 };
 
-/// Tracks corners by the pyramidal Lucas-Kanade method (J.-Y. Bouguet).
-/// @param from, to pyramids of cv::buildOpticalFlowPyramid, with derivatives, for a square `window`
+/// Tracks corners of one image in others by the pyramidal Lucas-Kanade method (J.-Y. Bouguet). The results are those of
+/// CvReplacements::calcOpticalFlowPyrLK when it is asked for errors: it then also gives up a corner that its last step moved
+/// out of the image.
+/// @param from, to pyramids of CvReplacements::buildOpticalFlowPyramid, with derivatives, for a square `window`
 /// @param levels   highest level of the pyramids to use
-CornerTracks trackCorners(const std::vector<cv::Mat>& from, const std::vector<cv::Mat>& to,
-                          const std::vector<cv::Point_<float>>& corners, int window, int levels);
+std::vector<CornerTracks> trackCorners(const std::vector<cv::Mat>& from,
+                                       const std::vector<const std::vector<cv::Mat>*>& to,
+                                       const std::vector<cv::Point_<float>>& corners, int window, int levels);
 
 }  // namespace movra::vision::detail

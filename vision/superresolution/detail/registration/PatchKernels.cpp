@@ -35,24 +35,41 @@ struct Rows {
   int channels;
 };
 
-// The first `count` of eight elements, the others 0; nothing beyond them is read.
-template <class Element>
-inline simde__m128i load(const Element* elements, int count) {
-  Element filled[16 / sizeof(Element)] = {};
+// The first `count` of eight bytes, the others 0; nothing beyond them is read. Where there are eight bytes before the end,
+// these are loaded at once.
+template <int fixedWidth>
+inline simde__m128i loadBytes(const unsigned char* bytes, int count) {
+  long long value = 0;
   if (count == 8) {
-    std::memcpy(filled, elements, 8 * sizeof(Element));
+    std::memcpy(&value, bytes, 8);
+  } else if (fixedWidth >= 8) {
+    unsigned long long late;
+    std::memcpy(&late, bytes + count - 8, 8);
+    value = static_cast<long long>(late >> (8 * (8 - count)));
   } else {
-    std::memcpy(filled, elements, static_cast<std::size_t>(count) * sizeof(Element));
+    std::memcpy(&value, bytes, static_cast<std::size_t>(count));
   }
-  simde__m128i result;
-  std::memcpy(&result, filled, sizeof result);
-  return result;
+  return simde_mm_set_epi64x(0, value);
+}
+
+// The first `count` of four pairs, the others 0.
+inline simde__m128i loadPairs(const short* pairs, int count) {
+  if (count == 4) {
+    return simde_mm_loadu_si128(reinterpret_cast<const simde__m128i*>(pairs));
+  }
+  int each[3] = {};
+  for (int k = 0; k < count; ++k) {
+    std::memcpy(each + k, pairs + 2 * k, sizeof *each);
+  }
+  return simde_mm_set_epi32(0, each[2], each[1], each[0]);
 }
 
 // Elements beside their neighbours to the right.
+template <int fixedWidth>
 inline Pairs neighbours(const unsigned char* grey, int channels, int count) {
   const simde__m128i zero = simde_mm_setzero_si128();
-  const simde__m128i bytes = simde_mm_unpacklo_epi8(load(grey, count), load(grey + channels, count));
+  const simde__m128i bytes =
+      simde_mm_unpacklo_epi8(loadBytes<fixedWidth>(grey, count), loadBytes<fixedWidth>(grey + channels, count));
   return {simde_mm_unpacklo_epi8(bytes, zero), simde_mm_unpackhi_epi8(bytes, zero)};
 }
 
@@ -70,9 +87,10 @@ class GreyBlock {
   GreyBlock(const BilinearWeights& weights)
       : above(splatPair(weights[0], weights[1])), below(splatPair(weights[2], weights[3])) {}
 
+  template <int fixedWidth>
   simde__m128i at(const unsigned char* grey, std::ptrdiff_t stride, int channels, int count) const {
-    const Pairs first = neighbours(grey, channels, count);
-    const Pairs second = neighbours(grey + stride, channels, count);
+    const Pairs first = neighbours<fixedWidth>(grey, channels, count);
+    const Pairs second = neighbours<fixedWidth>(grey + stride, channels, count);
     return simde_mm_packs_epi32(weighted<weightBits - greyBits>(first.low, second.low, above, below),
                                 weighted<weightBits - greyBits>(first.high, second.high, above, below));
   }
@@ -97,8 +115,8 @@ class DerivativeBlock {
 
  private:
   static Pairs pairs(const short* derivatives, int channels, int count) {
-    const simde__m128i here = load(derivatives, 2 * count);
-    const simde__m128i right = load(derivatives + 2 * channels, 2 * count);
+    const simde__m128i here = loadPairs(derivatives, count);
+    const simde__m128i right = loadPairs(derivatives + 2 * channels, count);
     return {simde_mm_unpacklo_epi16(here, right), simde_mm_unpackhi_epi16(here, right)};
   }
 
@@ -118,36 +136,55 @@ inline void storeGradients(simde__m128i first, simde__m128i second, PatchBlock& 
   std::memcpy(block.gradY, &y, sizeof y);
 }
 
-constexpr int place[8] = {0, 2, 4, 6, 1, 3, 5, 7};  // of element k among the pairs
-
-inline float total(const float* lanes, float rest) {
-  return rest + ((lanes[0] + lanes[2]) + (lanes[1] + lanes[3]));
+inline simde__m128i loadShorts(const short* values) {
+  return simde_mm_load_si128(reinterpret_cast<const simde__m128i*>(values));
 }
+
+// One partial sum after the other; how they are combined at the end.
+inline float total(simde__m128 lanes, float rest) {
+  float each[4];
+  simde_mm_storeu_ps(each, lanes);
+  return rest + ((each[0] + each[2]) + (each[1] + each[3]));
+}
+
+// Elements 0-3 and 4-7 of a gradient.
+struct Halves {
+  explicit Halves(const short* gradient) {
+    const simde__m128i pairs = loadShorts(gradient);
+    low = simde_mm_cvtepi32_ps(simde_mm_srai_epi32(simde_mm_slli_epi32(pairs, 16), 16));
+    high = simde_mm_cvtepi32_ps(simde_mm_srai_epi32(pairs, 16));
+  }
+
+  simde__m128 low;
+  simde__m128 high;
+};
 
 struct GradientSums {
   void addWhole(const PatchBlock& block) {
-    for (int half = 0; half < 2; ++half) {
-      for (int k = 0; k < 4; ++k) {
-        const auto x = static_cast<float>(block.gradX[2 * k + half]);
-        const auto y = static_cast<float>(block.gradY[2 * k + half]);
-        lanes[0][k] += x * x;
-        lanes[1][k] += x * y;
-        lanes[2][k] += y * y;
-      }
-    }
+    const Halves x(block.gradX);
+    const Halves y(block.gradY);
+    add(0, x, x);
+    add(1, x, y);
+    add(2, y, y);
   }
 
   void addRest(const PatchBlock& block, int count) {
     for (int k = 0; k < count; ++k) {
-      const auto x = static_cast<float>(block.gradX[place[k]]);
-      const auto y = static_cast<float>(block.gradY[place[k]]);
+      const int place = 2 * (k % 4) + k / 4;
+      const auto x = static_cast<float>(block.gradX[place]);
+      const auto y = static_cast<float>(block.gradY[place]);
       rest[0] += x * x;
       rest[1] += x * y;
       rest[2] += y * y;
     }
   }
 
-  float lanes[3][4] = {};
+  void add(int sum, const Halves& a, const Halves& b) {
+    lanes[sum] = simde_mm_add_ps(lanes[sum], simde_mm_mul_ps(a.low, b.low));
+    lanes[sum] = simde_mm_add_ps(lanes[sum], simde_mm_mul_ps(a.high, b.high));
+  }
+
+  simde__m128 lanes[3] = {simde_mm_setzero_ps(), simde_mm_setzero_ps(), simde_mm_setzero_ps()};
   float rest[3] = {};
 };
 
@@ -159,7 +196,7 @@ void readRows(const unsigned char* grey, std::ptrdiff_t greyStride, const short*
   const DerivativeBlock derivativeBlock(weights);
   GradientSums gradientSums;
   const auto read = [&](int x, int count) {
-    const simde__m128i values = greyBlock.at(grey + x, greyStride, rows.channels, count);
+    const simde__m128i values = greyBlock.at<fixedWidth>(grey + x, greyStride, rows.channels, count);
     std::memcpy(patch->grey, &values, sizeof values);
     const short* first = derivatives + 2 * x;
     const int firstCount = count < 4 ? count : 4;
@@ -184,66 +221,78 @@ void readRows(const unsigned char* grey, std::ptrdiff_t greyStride, const short*
   }
 }
 
-inline simde__m128i loadShorts(const short* values) {
-  simde__m128i result;
-  std::memcpy(&result, values, sizeof result);
-  return result;
+// Differences in the order of the gradients.
+inline simde__m128i paired(simde__m128i differences) {
+  return simde_mm_unpacklo_epi16(differences, simde_mm_unpackhi_epi64(differences, differences));
 }
 
-// Products with a gradient, elements k and k + 4 added.
-inline simde__m128i productPairs(simde__m128i differences, const short* gradient) {
-  const simde__m128i pairs = simde_mm_unpacklo_epi16(differences, simde_mm_unpackhi_epi64(differences, differences));
-  return simde_mm_madd_epi16(pairs, loadShorts(gradient));
-}
-
-struct MismatchSum {
-  void addWhole(simde__m128i differences, const short* gradient) {
-    lanes = simde_mm_add_ps(lanes, simde_mm_cvtepi32_ps(productPairs(differences, gradient)));
+// Products of pairs with a gradient, each rounded to float: elements 0, 4, 1, 5 and 2, 6, 3, 7.
+struct Products {
+  Products(simde__m128i pairs, simde__m128i gradient) {
+    const simde__m128i low = simde_mm_mullo_epi16(pairs, gradient);
+    const simde__m128i high = simde_mm_mulhi_epi16(pairs, gradient);
+    first = simde_mm_cvtepi32_ps(simde_mm_unpacklo_epi16(low, high));
+    second = simde_mm_cvtepi32_ps(simde_mm_unpackhi_epi16(low, high));
   }
 
-  void addRest(const short* differences, const short* gradient, int count) {
+  simde__m128 first;
+  simde__m128 second;
+};
+
+// Sums with both gradients.
+struct MismatchSums {
+  void addWhole(simde__m128i differences, const PatchBlock& block) {
+    const simde__m128i pairs = paired(differences);
+    x = simde_mm_add_ps(x, simde_mm_cvtepi32_ps(simde_mm_madd_epi16(pairs, loadShorts(block.gradX))));
+    y = simde_mm_add_ps(y, simde_mm_cvtepi32_ps(simde_mm_madd_epi16(pairs, loadShorts(block.gradY))));
+  }
+
+  void addRest(simde__m128i differences, const PatchBlock& block, int count) {
+    const simde__m128i pairs = paired(differences);
+    const Products px(pairs, loadShorts(block.gradX));
+    const Products py(pairs, loadShorts(block.gradY));
+    const simde__m128 elements[] = {simde_mm_unpacklo_ps(px.first, py.first), simde_mm_unpackhi_ps(px.first, py.first),
+                                    simde_mm_unpacklo_ps(px.second, py.second),
+                                    simde_mm_unpackhi_ps(px.second, py.second)};  // k beside k + 4
     for (int k = 0; k < count; ++k) {
-      rest += static_cast<float>(differences[k] * gradient[place[k]]);
+      const simde__m128 element = elements[k % 4];
+      rest = simde_mm_add_ps(rest, k < 4 ? element : simde_mm_movehl_ps(element, element));
     }
   }
 
-  float total() const {
+  void total(float* sums) const {
     float each[4];
-    std::memcpy(each, &lanes, sizeof each);
-    return MOVRA_KERNEL_SET::total(each, rest);
+    simde_mm_storeu_ps(each, rest);
+    sums[0] = MOVRA_KERNEL_SET::total(x, each[0]);
+    sums[1] = MOVRA_KERNEL_SET::total(y, each[1]);
   }
 
-  simde__m128 lanes = simde_mm_setzero_ps();
-  float rest = 0;
+  simde__m128 x = simde_mm_setzero_ps();
+  simde__m128 y = simde_mm_setzero_ps();
+  simde__m128 rest = simde_mm_setzero_ps();  // x and y of the rests of rows
 };
 
 template <int fixedWidth>
 void mismatchOfRows(const unsigned char* grey, std::ptrdiff_t stride, const Rows<fixedWidth> rows,
                     const BilinearWeights& weights, const PatchBlock* patch, float* sums) {
   const GreyBlock greyBlock(weights);
-  MismatchSum x;
-  MismatchSum y;
+  MismatchSums mismatch;
+  const auto differences = [&](int x, int count) {
+    return simde_mm_sub_epi16(greyBlock.at<fixedWidth>(grey + x, stride, rows.channels, count),
+                              loadShorts(patch->grey));
+  };
   for (int row = 0; row < rows.height; ++row) {
     for (int b = 0; b < rows.whole(); ++b) {
-      const simde__m128i differences =
-          simde_mm_sub_epi16(greyBlock.at(grey + 8 * b, stride, rows.channels, 8), loadShorts(patch->grey));
-      x.addWhole(differences, patch->gradX);
-      y.addWhole(differences, patch->gradY);
+      mismatch.addWhole(differences(8 * b, 8), *patch);
       ++patch;
     }
     if (rows.rest() > 0) {
-      const simde__m128i differences = simde_mm_sub_epi16(
-          greyBlock.at(grey + 8 * rows.whole(), stride, rows.channels, rows.rest()), loadShorts(patch->grey));
-      short each[8];
-      std::memcpy(each, &differences, sizeof each);
-      x.addRest(each, patch->gradX, rows.rest());
-      y.addRest(each, patch->gradY, rows.rest());
+      mismatch.addRest(differences(8 * rows.whole(), rows.rest()), *patch, rows.rest());
       ++patch;
     }
     grey += stride;
   }
-  sums[0] = x.total();
-  sums[1] = y.total();
+  mismatch.total(sums);
 }
 
 constexpr int usualWidth = 21;
@@ -275,7 +324,7 @@ long distance(const unsigned char* grey, std::ptrdiff_t stride, const PatchShape
     for (int x = 0; x < shape.width; x += 8) {
       const int count = shape.width - x < 8 ? shape.width - x : 8;
       const simde__m128i differences =
-          simde_mm_sub_epi16(greyBlock.at(grey + x, stride, shape.channels, count), loadShorts(patch->grey));
+          simde_mm_sub_epi16(greyBlock.at<0>(grey + x, stride, shape.channels, count), loadShorts(patch->grey));
       short each[8];
       std::memcpy(each, &differences, sizeof each);
       for (const short difference : each) {
@@ -288,21 +337,45 @@ long distance(const unsigned char* grey, std::ptrdiff_t stride, const PatchShape
   return sum;
 }
 
-void scharrRow(const unsigned char* __restrict row, std::ptrdiff_t stride, int channels, int count,
-               short* __restrict derivatives) {
-  const unsigned char* __restrict above = row - stride;
-  const unsigned char* __restrict below = row + stride;
-  for (int x = 0; x < count; ++x) {
-    const auto across = [=](const unsigned char* p) { return p[x + channels] - p[x - channels]; };
-    const auto down = [=](int i) { return below[i] - above[i]; };
-    derivatives[2 * x] = static_cast<short>(3 * (across(above) + across(below)) + 10 * across(row));
-    derivatives[2 * x + 1] = static_cast<short>(3 * (down(x - channels) + down(x + channels)) + 10 * down(x));
+struct ThreeRows {
+  const unsigned char* above;
+  const unsigned char* row;
+  const unsigned char* below;
+
+  // At element x, with its neighbours.
+  void derive(int left, int x, int right, short* derivatives) const {
+    const int across = 3 * (above[right] - above[left] + below[right] - below[left]) + 10 * (row[right] - row[left]);
+    const int down = 3 * (below[left] - above[left] + below[right] - above[right]) + 10 * (below[x] - above[x]);
+    derivatives[2 * x] = static_cast<short>(across);
+    derivatives[2 * x + 1] = static_cast<short>(down);
+  }
+};
+
+void scharrRow(const unsigned char* above, const unsigned char* row, const unsigned char* below, int width,
+               int channels, short* derivatives) {
+  const ThreeRows rows{above, row, below};
+  const int last = (width - 1) * channels;
+  const int inward = width > 1 ? channels : 0;
+#pragma GCC ivdep
+  for (int x = channels; x < last; ++x) {
+    rows.derive(x - channels, x, x + channels, derivatives);
+  }
+  for (int c = 0; c < channels; ++c) {
+    rows.derive(c + inward, c, c + inward, derivatives);
+    rows.derive(last + c - inward, last + c, last + c - inward, derivatives);
   }
 }
 
 }  // namespace
 
 extern const PatchKernels patchKernels;
-const PatchKernels patchKernels{readPatch, mismatch, distance, scharrRow};
+const PatchKernels patchKernels = [] {
+  PatchKernels kernels{};
+  kernels.readPatch = readPatch;
+  kernels.mismatch = mismatch;
+  kernels.distance = distance;
+  kernels.scharrRow = scharrRow;
+  return kernels;
+}();
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

@@ -46,9 +46,10 @@ struct PatchKernels {
   long (*distance)(const unsigned char* grey, std::ptrdiff_t greyStride, const PatchShape& shape,
                    const BilinearWeights& weights, const PatchBlock* patch);
 
-  /// Derivatives (H. Scharr) of `count` elements of a row, x and y of each side by side: differences of the neighbours,
-  /// weighted 3, 10 and 3 over three rows or columns.
-  void (*scharrRow)(const unsigned char* row, std::ptrdiff_t stride, int channels, int count, short* derivatives);
+  /// Derivatives (H. Scharr) of a row of `width` pixels, x and y of each element side by side: differences of the
+  /// neighbours, weighted 3, 10 and 3 over three rows or columns; mirrored at both ends.
+  void (*scharrRow)(const unsigned char* above, const unsigned char* row, const unsigned char* below, int width,
+                    int channels, short* derivatives);
 };
 
 /// The kernels of the active instruction set.

@@ -140,15 +140,14 @@ bool ReferencePatch::find(const TrackedLevel& level, const SearchLimits& limits,
   return true;
 }
 
-bool ReferencePatch::distance(const TrackedLevel& level, cv::Point_<float> point, float& mean) const {
-  const cv::Point_<float> corner = point - half(window);
-  if (!isInside(corner, window, level.size)) {
-    return false;
-  }
-  const WindowPlace place(corner);
+bool ReferencePatch::meets(const TrackedLevel& level, cv::Point_<float> point) const {
+  return isInside(point - half(window), window, level.size);
+}
+
+float ReferencePatch::distance(const TrackedLevel& level, cv::Point_<float> point) const {
+  const WindowPlace place(point - half(window));
   const long sum = patchKernels().distance(place.in(level), level.greyStride, shape, place.weights, blocks.data());
-  mean = static_cast<float>(sum) / (32.0f * static_cast<float>(shape.width) * static_cast<float>(shape.height));
-  return true;
+  return static_cast<float>(sum) / (32.0f * static_cast<float>(shape.width) * static_cast<float>(shape.height));
 }
 
 }  // namespace movra::vision::detail

@@ -56,8 +56,11 @@ class ReferencePatch {
   /// then where it left.
   bool find(const TrackedLevel& level, const SearchLimits& limits, cv::Point_<float>& point) const;
 
-  /// The mean difference in grey levels to the window around `point`. False if it lies outside the image.
-  bool distance(const TrackedLevel& level, cv::Point_<float> point, float& mean) const;
+  /// Whether the window around `point` meets the image.
+  bool meets(const TrackedLevel& level, cv::Point_<float> point) const;
+
+  /// The mean difference in grey levels to the window around `point`, which must meet the image.
+  float distance(const TrackedLevel& level, cv::Point_<float> point) const;
 
  private:
   cv::Size window;

@@ -4,26 +4,20 @@
 #include <cfloat>
 #include <cmath>
 
-#include <opencv2/imgproc.hpp>
-#include <opencv2/video/tracking.hpp>
-
+#include "vision/superresolution/CvReplacements.h"
 #include "vision/superresolution/detail/base/CallingThread.h"
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
 
 namespace movra::vision::detail {
 
-namespace {
-
-constexpr int gaussRadius = 5;
-
-}  // namespace
-
 TrackableFrames::TrackableFrames(int width_, int height_, int capacity_)
     : width(width_),
       height(height_),
       capacity(capacity_),
+      blur(width_, height_),
       blurredFrames(static_cast<std::size_t>(capacity_)),
       pyramids(static_cast<std::size_t>(capacity_)),
+      numbers(static_cast<std::size_t>(capacity_)),
       grey(height, width),
       displayMax(-FLT_MAX),
       displayMin(FLT_MAX) {}
@@ -37,8 +31,10 @@ void TrackableFrames::add(const float* frame) {
   } else {
     std::rotate(blurredFrames.begin(), blurredFrames.begin() + 1, blurredFrames.end());
     std::rotate(pyramids.begin(), pyramids.begin() + 1, pyramids.end());
+    std::rotate(numbers.begin(), numbers.begin() + 1, numbers.end());
   }
   const auto newest = static_cast<std::size_t>(held - 1);
+  numbers[newest] = ++taken;
   try {
     prepare(frame, blurredFrames[newest], pyramids[newest]);
   } catch (...) {
@@ -48,19 +44,12 @@ void TrackableFrames::add(const float* frame) {
 }
 
 void TrackableFrames::prepare(const float* frame, cv::Mat_<float>& blurredFrame, std::vector<cv::Mat>& pyramid) {
-  constexpr auto radius = static_cast<float>(gaussRadius);
-  const double sigma = std::sqrt(3.0f * radius * radius / 25.0f);
-  const cv::Mat source(height, width, CV_32F, const_cast<float*>(frame));  // only read
-  cv::GaussianBlur(source, blurredFrame, {2 * gaussRadius + 1, 2 * gaussRadius + 1}, sigma, 0, cv::BORDER_REFLECT_101);
-
-  double minimum = 0;
-  double maximum = 0;
-  cv::minMaxIdx(blurredFrame, &minimum, &maximum);
-  widenDisplayWindow(static_cast<float>(minimum), static_cast<float>(maximum));
+  blurredFrame.create(height, width);
+  const ValueRange range = blur.apply(frame, blurredFrame.ptr<float>());
+  widenDisplayWindow(range.lowest, range.highest);
   registrationKernels().toGrey(blurredFrame.ptr<float>(), displayOffset, displayScale, width * height, grey.data);
   onCallingThread([&] {
-    cv::buildOpticalFlowPyramid(grey, pyramid, {trackingWindow, trackingWindow}, highestLevel, true,
-                                cv::BORDER_REFLECT_101, cv::BORDER_CONSTANT, true);
+    CvReplacements::buildOpticalFlowPyramid(grey, pyramid, {trackingWindow, trackingWindow}, highestLevel);
   });
 }
 

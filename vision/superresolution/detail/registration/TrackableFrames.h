@@ -4,6 +4,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "vision/superresolution/detail/registration/FrameBlur.h"
+
 namespace movra::vision::detail {
 
 /// The frames that CornerRegistration holds, oldest first: a blurred copy and an 8-bit pyramid of each.
@@ -19,6 +21,8 @@ class TrackableFrames {
 
   int count() const { return held; }
   cv::Mat_<float>& blurred(int frame) { return blurredFrames[static_cast<std::size_t>(frame)]; }
+  /// Of all frames ever taken, from 1 on.
+  unsigned long number(int frame) const { return numbers[static_cast<std::size_t>(frame)]; }
   const std::vector<cv::Mat>& pyramid(int frame) const { return pyramids[static_cast<std::size_t>(frame)]; }
 
   /// False for a frame that add could not prepare.
@@ -35,8 +39,11 @@ class TrackableFrames {
   int height;
   int capacity;
   int held = 0;
+  unsigned long taken = 0;
+  FrameBlur blur;
   std::vector<cv::Mat_<float>> blurredFrames;
   std::vector<std::vector<cv::Mat>> pyramids;
+  std::vector<unsigned long> numbers;
   cv::Mat_<unsigned char> grey;  // 8-bit form of the newest frame
   // Grey-value window of the 8-bit conversion
   float displayMax;
