@@ -14,8 +14,9 @@ namespace movra::vision::detail {
 FrameBlur::FrameBlur(int width_, int height_)
     : width(width_),
       height(height_),
-      continued(makeAlignedFloats(static_cast<std::size_t>(checkedSize(width_)) + 2 * blurRadius)),
-      ring(makeAlignedFloats(blurTaps * static_cast<std::size_t>(width_))) {
+      continued(
+          makeAlignedFloats(checkedArea(height_, width_) > 0 ? static_cast<std::size_t>(width_) + 2 * blurRadius : 0)),
+      ring(makeAlignedFloats(height_ > 0 ? blurTaps * static_cast<std::size_t>(width_) : 0)) {
   const auto radius = static_cast<float>(blurRadius);
   const double sigma = std::sqrt(3.0f * radius * radius / 25.0f);
   const cv::Mat_<float> kernel = cv::getGaussianKernel(blurTaps, sigma, CV_32F);

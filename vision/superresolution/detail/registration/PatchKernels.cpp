@@ -169,13 +169,25 @@ struct GradientSums {
   }
 
   void addRest(const PatchBlock& block, int count) {
+    const Halves x(block.gradX);
+    const Halves y(block.gradY);
+    addElements(x.low, y.low, count < 4 ? count : 4);
+    addElements(x.high, y.high, count - 4);
+  }
+
+  void addElements(simde__m128 x, simde__m128 y, int count) {
+    const simde__m128 xx = simde_mm_mul_ps(x, x);
+    const simde__m128 xy = simde_mm_mul_ps(x, y);
+    const simde__m128 yy = simde_mm_mul_ps(y, y);
+    const simde__m128 squaresLow = simde_mm_unpacklo_ps(xx, yy);
+    const simde__m128 squaresHigh = simde_mm_unpackhi_ps(xx, yy);
+    const simde__m128 mixedLow = simde_mm_unpacklo_ps(xy, xy);
+    const simde__m128 mixedHigh = simde_mm_unpackhi_ps(xy, xy);
+    const simde__m128 elements[] = {
+        simde_mm_unpacklo_ps(squaresLow, mixedLow), simde_mm_unpackhi_ps(squaresLow, mixedLow),
+        simde_mm_unpacklo_ps(squaresHigh, mixedHigh), simde_mm_unpackhi_ps(squaresHigh, mixedHigh)};
     for (int k = 0; k < count; ++k) {
-      const int place = 2 * (k % 4) + k / 4;
-      const auto x = static_cast<float>(block.gradX[place]);
-      const auto y = static_cast<float>(block.gradY[place]);
-      rest[0] += x * x;
-      rest[1] += x * y;
-      rest[2] += y * y;
+      rest = simde_mm_add_ps(rest, elements[k]);
     }
   }
 
@@ -185,7 +197,7 @@ struct GradientSums {
   }
 
   simde__m128 lanes[3] = {simde_mm_setzero_ps(), simde_mm_setzero_ps(), simde_mm_setzero_ps()};
-  float rest[3] = {};
+  simde__m128 rest = simde_mm_setzero_ps();  // x^2, x y, y^2 of the rests of rows
 };
 
 template <int fixedWidth>
@@ -216,8 +228,10 @@ void readRows(const unsigned char* grey, std::ptrdiff_t greyStride, const short*
     grey += greyStride;
     derivatives += derivativeStride;
   }
+  float rest[4];
+  simde_mm_storeu_ps(rest, gradientSums.rest);
   for (int s = 0; s < 3; ++s) {
-    sums[s] = total(gradientSums.lanes[s], gradientSums.rest[s]);
+    sums[s] = total(gradientSums.lanes[s], rest[s]);
   }
 }
 
