@@ -4,6 +4,7 @@
 #include <memory>
 #include <type_traits>
 
+#include "movra/Exception.h"
 #include "tests/capi/SuperResolutionCAdapterFixture.h"
 #include "tests/support/AllocationHooks.h"
 #include "vision/superresolution/SrFloat.h"
@@ -117,6 +118,12 @@ TEST(CInterfaceWithoutMemory, ContextsWithoutPixelsCostNothing) {
     EXPECT_GE(context, 0);
     EXPECT_LT(allocations::bytes - before, 100000u) << columns << ' ' << rows;
     SuperResolution_release(context);
+    const auto refuse = [&, width = columns, height = rows] {
+      EXPECT_THROW(SrFloatRegistration1(width, height, 5), movra::Exception);
+      EXPECT_THROW(SuperResolution(width, height, 5, 2), movra::Exception);
+    };
+    refuse();
+    EXPECT_LT(allocations::bytes - before, 100000u) << "refused: " << columns << ' ' << rows;
   }
 }
 

@@ -14,6 +14,7 @@
 #include "tests/support/SyntheticBurst.h"
 #include "vision/superresolution/detail/badpixels/ValueKey.h"
 #include "vision/superresolution/detail/engine/BurstJudgement.h"
+#include "vision/superresolution/detail/solver/ReconstructionSize.h"
 
 namespace movra::vision {
 namespace {
@@ -174,6 +175,34 @@ TEST_F(SrFloatTest, OtherFactorsCountCoverageAsTheFirstEngineDid) {
     EXPECT_EQ(engine.computeSR(out), 2) << factor;
     EXPECT_EQ(out.size(), cv::Size(static_cast<int>(width * factor), static_cast<int>(height * factor)));
   }
+}
+
+/// Made for factor 2; with a small one the image means little, but every access stays inside its arrays.
+TEST_F(SrFloatTest, SmallFactorsAreSafe) {
+  const Image still = framesOf({{0, 0}})[0];
+  for (const float factor : {0.0f, 0.05f, 0.3f, 0.5f, notANumber}) {
+    const detail::ReconstructionSize size = detail::reconstructionSize(width, height, 1, factor);
+    EXPECT_LE(size.hrWidth, size.paddedWidth) << factor;  // the result is cut out of the padded image
+    EXPECT_LE(size.hrHeight, size.paddedHeight) << factor;
+    Engine engine(width, height, 1, factor);
+    engine.addFrame(still.data());
+    cv::Mat_<float> out;
+    EXPECT_GT(engine.computeSR(out), 0) << factor;
+  }
+}
+
+TEST_F(SrFloatTest, WritesThePartOfAMatrixThatItIsGivenAndNoOther) {
+  const auto engine = engineWith(framesOf({{0, 0}, {0.4f, 0.3f}}));
+  const Result expected = reconstruct(*engine);
+  cv::Mat_<float> canvas(2 * height + 2, 2 * width + 3, 7.0f);
+  cv::Mat_<float> part = canvas(cv::Rect(1, 1, 2 * width, 2 * height));
+  EXPECT_EQ(engine->computeSR(part), expected.status);
+  const cv::Mat_<float> dense = part.clone();
+  EXPECT_EQ(Image(dense.begin(), dense.end()), expected.image);
+  part = 7.0f;
+  EXPECT_EQ(cv::countNonZero(canvas != 7.0f), 0);
+  EXPECT_EQ(part.data, canvas.ptr(1, 1));
+  EXPECT_THROW(engine->saveFrame(nullptr), Exception);
 }
 
 TEST_F(SrFloatTest, BeatsBicubicEnlargementAndReportsSixLines) {

@@ -25,9 +25,10 @@ SrFloatRegistration1::SrFloatRegistration1(int width_, int height_, int numFrame
       numFrames(detail::checkedSize(numFrames_)),
       frameCount(0),
       numBins(detail::checkedArea(height_, width_ / 2 + 1)),
-      spectrumMemory(new float[static_cast<std::size_t>(detail::checkedArea(numFrames, numBins))][2]()),
       fft(std::make_unique<SrFloatFft2d>(width, height)),
       phase(std::make_unique<detail::PhaseRegistration>(width, height, *fft, defaultGaussRadius)) {
+  // Last, so that a frame without pixels is refused before it takes memory.
+  spectrumMemory.reset(new float[static_cast<std::size_t>(detail::checkedArea(numFrames, numBins))][2]());
   for (int i = 0; i < numFrames; ++i) {
     spectra.push_back(spectrumMemory.get() + static_cast<std::ptrdiff_t>(i) * numBins);
   }

@@ -159,8 +159,9 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   void getQuality(cv::Mat_<float>& q) const;
 
   /// Fills the result with the mean of the working frames, each pixel doubled in both directions whatever the factor, and
-  /// the last row and column repeated as often as it takes: an image to compare with. Working frames are the moved frames of the last reconstruction, normalised to mean 0 and
-  /// standard deviation 1 of the reference. All 0 when no frame is held.
+  /// the last row and column repeated as often as it takes: an image to compare with. Working frames are the moved frames
+  /// of the last reconstruction, normalised to mean 0 and standard deviation 1 of the reference. All 0 when no frame is
+  /// held.
   void simpleCombine();
 
   /// Complete shifts of the last registration, one per frame, oldest first, in low-resolution pixels.

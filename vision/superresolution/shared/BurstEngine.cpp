@@ -205,7 +205,13 @@ int BurstEngine<R, M, BadPixels, Report>::addFrame(const cv::Mat_<float>& frame)
 template <class R, class M, class BadPixels, class Report>
 float BurstEngine<R, M, BadPixels, Report>::computeSR(cv::Mat_<float>& out) {
   out.create(parts->outputHeight, parts->outputWidth);
-  return computeSR(out.template ptr<float>());
+  if (out.isContinuous()) {
+    return computeSR(out.template ptr<float>());
+  }
+  cv::Mat_<float> dense = out.clone();
+  const float result = computeSR(dense.template ptr<float>());
+  dense.copyTo(out);
+  return result;
 }
 
 template <class R, class M, class BadPixels, class Report>
@@ -264,6 +270,9 @@ float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out, Report& report
 
 template <class R, class M, class BadPixels, class Report>
 void BurstEngine<R, M, BadPixels, Report>::saveFrame(float* out) const {
+  if (out == nullptr && parts->outputSize > 0) {
+    MOVRA_THROW("The result's data pointer is null");
+  }
   std::copy_n(parts->srImage.get(), parts->outputSize, out);
 }
 

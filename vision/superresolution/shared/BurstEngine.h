@@ -52,6 +52,7 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   /// @param windowSize    most frames held
   /// @param factor        up-scaling factor, 2 in production
   /// @throws std::bad_array_new_length if a size is negative or too large
+  /// @throws movra::Exception with phase correlation, if the frame has no pixels
   /// @throws const char* "Invalid reference index specified." if there is no room for a frame
   BurstEngine(int width, int height, int windowSize, float factor);
   ~BurstEngine();
@@ -131,10 +132,11 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   /// @throws movra::Exception of the collaborators, for instance "Too large displacement"; cv::Exception or std::bad_alloc
   ///         when OpenCV gets no memory
   float computeSR(float* out);
-  /// Creates `out` in the result's size and fills it.
+  /// Creates `out` in the result's size and fills it; a part of a matrix that has this size is written in its place.
   float computeSR(cv::Mat_<float>& out);
 
   /// Copies the last result, outputSize floats.
+  /// @throws movra::Exception if the pointer is null
   void saveFrame(float* out) const;
 
   /// Complete shifts of the last registration, one per frame, oldest first, in low-resolution pixels; empty before the

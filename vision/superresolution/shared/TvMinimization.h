@@ -27,7 +27,7 @@ class TvSolver;
 /// is on purpose: one running sum would give other bits, lose more digits and leave vector units idle.
 ///
 /// Padded images have (int)(height factor) + K - 1 rows of (int)(width factor) + K - 1 floats, K = (int)(3 factor) being
-/// the size of the PSF. The result is cut out at row and column (K - 1) / 2.
+/// the size of the PSF, and never fewer than the result. That is cut out at row and column (K - 1) / 2.
 ///
 /// All buffers are made in the constructor; the object keeps no pointer of the caller's. One thread at a time.
 template <class MaskElement>

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <new>
 
 #include "vision/superresolution/detail/base/Sizes.h"
@@ -34,8 +35,9 @@ inline ReconstructionSize reconstructionSize(int width, int height, int frameCou
   size.hrWidth = scaledSize(size.width, factor);
   size.hrHeight = scaledSize(size.height, factor);
   size.psfSize = checkedSize(truncateToInt(3.0f * factor));
-  size.paddedWidth = checkedPaddedSize(size.hrWidth, size.psfSize);
-  size.paddedHeight = checkedPaddedSize(size.hrHeight, size.psfSize);
+  // Below a factor of 1/3 there is no tap, and K - 1 would take a row and a column of the result away.
+  size.paddedWidth = std::max(checkedPaddedSize(size.hrWidth, size.psfSize), size.hrWidth);
+  size.paddedHeight = std::max(checkedPaddedSize(size.hrHeight, size.psfSize), size.hrHeight);
   checkedArea(size.paddedHeight, size.paddedWidth);
   size.frameCount = checkedSize(frameCount);
   size.factor = factor;
