@@ -7,10 +7,12 @@
 #include <csignal>
 #include <filesystem>
 #include <iostream>
+#include <thread>
 
 #include <opencv2/core.hpp>
 
 #include "tests/support/SyntheticBurst.h"
+#include "vision/superresolution/CvReplacements.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
@@ -57,6 +59,31 @@ TEST(GoodGuest, StaysOnTheCallersThreadAndKeepsTheHostsSetting) {
     }
     cv::Mat_<float> out;
     engine.computeSR(out);
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<int>(std::distance(tasks, std::filesystem::directory_iterator()));
+  });
+  EXPECT_EQ(end, 1) << "threads";
+}
+
+TEST(GoodGuest, StartsNoThreadsAlsoWhereTheHostHasSeveral) {
+  const std::vector<Image> frames = makeBurst({width, height}).frames;
+  const int end = endOf([&] {
+    cv::setNumThreads(4);
+    std::cout.rdbuf(nullptr);
+    std::vector<cv::Mat> pyramid;
+    movra::vision::CvReplacements::buildOpticalFlowPyramid(cv::Mat(height, width, CV_8U, cv::Scalar(7)), pyramid,
+                                                           {21, 21}, 3);
+    const auto work = [&] {
+      movra::vision::SrFloat<movra::vision::SrFloatRegistration2> engine(width, height, 5, 2);
+      cv::Mat_<float> out;
+      for (int i = 0; i < 30; ++i) {
+        engine.addFrame(frames[static_cast<std::size_t>(i % 5)].data());
+        engine.computeSR(out);
+      }
+    };
+    std::thread other(work);
+    work();
+    other.join();
     const std::filesystem::directory_iterator tasks("/proc/self/task");
     return static_cast<int>(std::distance(tasks, std::filesystem::directory_iterator()));
   });

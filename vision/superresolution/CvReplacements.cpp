@@ -10,6 +10,7 @@
 
 #include "movra/Exception.h"
 #include "vision/superresolution/detail/base/Mirror.h"
+#include "vision/superresolution/detail/registration/ImageHalving.h"
 #include "vision/superresolution/detail/registration/PatchKernels.h"
 #include "vision/superresolution/detail/registration/PointTracking.h"
 
@@ -143,7 +144,7 @@ int CvReplacements::buildOpticalFlowPyramid(cv::InputArray img, cv::OutputArrayO
       if (level == 0) {
         copyWithMargins(image, current, winSize, pyrBorder);
       } else {
-        cv::pyrDown(pyramid.getMatRef((level - 1) * step), current, size);
+        detail::halveImage(pyramid.getMatRef((level - 1) * step), current);
         fillMargins(current, winSize, pyrBorder);
       }
     }

@@ -102,6 +102,36 @@ void toGrey(const float* __restrict values, float offset, float scale, int count
   }
 }
 
+void blurFiveRows(const unsigned char* const rows[5], int count, unsigned short* __restrict sums) {
+  const unsigned char* __restrict a = rows[0];
+  const unsigned char* __restrict b = rows[1];
+  const unsigned char* __restrict c = rows[2];
+  const unsigned char* __restrict d = rows[3];
+  const unsigned char* __restrict e = rows[4];
+  for (int i = 0; i < count; ++i) {
+    sums[i] = static_cast<unsigned short>(a[i] + e[i] + 4 * (b[i] + d[i]) + 6 * c[i]);
+  }
+}
+
+inline unsigned char halved(const unsigned short* p, int channels) {
+  const int sum = p[-2 * channels] + p[2 * channels] + 4 * (p[-channels] + p[channels]) + 6 * p[0];
+  return static_cast<unsigned char>((sum + 128) >> 8);
+}
+
+void halveRow(const unsigned short* __restrict sums, int channels, int count, unsigned char* __restrict out) {
+  if (channels == 1) {
+    for (int x = 0; x < count; ++x) {
+      out[x] = halved(sums + 2 * x, 1);
+    }
+    return;
+  }
+  for (int x = 0; x < count; ++x) {
+    for (int k = 0; k < channels; ++k) {
+      out[x * channels + k] = halved(sums + 2 * x * channels + k, channels);
+    }
+  }
+}
+
 }  // namespace
 
 extern const RegistrationKernels registrationKernels;
@@ -115,6 +145,8 @@ const RegistrationKernels registrationKernels = [] {
   kernels.markBelowFloat = markBelow<float>;
   kernels.markMaxima = markMaxima;
   kernels.toGrey = toGrey;
+  kernels.blurFiveRows = blurFiveRows;
+  kernels.halveRow = halveRow;
   return kernels;
 }();
 

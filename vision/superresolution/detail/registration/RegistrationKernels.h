@@ -31,6 +31,13 @@ struct RegistrationKernels {
 
   /// 8-bit grey values: (value + offset) * scale, rounded to the nearest even and saturated; NaN gives 0.
   void (*toGrey)(const float* values, float offset, float scale, int count, unsigned char* grey);
+
+  /// Elements of five rows, added with the weights 1, 4, 6, 4, 1.
+  void (*blurFiveRows)(const unsigned char* const rows[5], int count, unsigned short* sums);
+
+  /// Every second pixel of such a row of sums, with its neighbours up to two pixels away added in the same way: out =
+  /// (sum + 128) / 256. Two pixels before and after the row are read.
+  void (*halveRow)(const unsigned short* sums, int channels, int count, unsigned char* out);
 };
 
 /// The kernels of the active instruction set.

@@ -5,7 +5,6 @@
 #include <cmath>
 
 #include "vision/superresolution/CvReplacements.h"
-#include "vision/superresolution/detail/base/CallingThread.h"
 #include "vision/superresolution/detail/registration/RegistrationKernels.h"
 
 namespace movra::vision::detail {
@@ -48,9 +47,7 @@ void TrackableFrames::prepare(const float* frame, cv::Mat_<float>& blurredFrame,
   const ValueRange range = blur.apply(frame, blurredFrame.ptr<float>());
   widenDisplayWindow(range.lowest, range.highest);
   registrationKernels().toGrey(blurredFrame.ptr<float>(), displayOffset, displayScale, width * height, grey.data);
-  onCallingThread([&] {
-    CvReplacements::buildOpticalFlowPyramid(grey, pyramid, {trackingWindow, trackingWindow}, highestLevel);
-  });
+  CvReplacements::buildOpticalFlowPyramid(grey, pyramid, {trackingWindow, trackingWindow}, highestLevel);
 }
 
 // Frames whose range lies inside the window share its mapping to grey values; another one replaces it by its own range
