@@ -26,6 +26,8 @@ class PhaseRegistration;
 /// the reference, in low-resolution pixels, x to the right, y downward. The object keeps the half spectra of the last
 /// `numFrames` frames, never the caller's arrays; one thread at a time.
 ///
+/// Sums over images have sixteen partial sums, by column, which are combined as in TvMinimization.
+///
 /// A frame without a usable peak starts the second stage from (0, 0). So does one whose scene has a lower peak than the
 /// fixed pattern of the sensor, which does not move: uneven frames far from the reference can be measured wrong. A frame
 /// or reference without structure has no shift: the step's division by zero gives NaN, which doRegistration reports as too

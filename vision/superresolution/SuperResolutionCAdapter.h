@@ -169,8 +169,8 @@ MOVRA_SUPERRESOLUTION_API int SuperResolution_setReferenceFrame(int context, int
 /// @throws std::logic_error if `description` is null
 MOVRA_SUPERRESOLUTION_API int SuperResolution_setCameraAndLensType(int context, const char* description);
 
-/// Copies the last error text, empty at first, as strncpy does: at most `length` characters, zeros in the rest of the
-/// `length`, and NO terminator when the text has `length` characters or more. Safe is
+/// Copies the last error text, empty at first and never longer than 1023 characters, as strncpy does: at most `length`
+/// characters, zeros in the rest of the `length`, and NO terminator when the text has `length` characters or more. Safe is
 ///
 ///     char text[256] = "";
 ///     SuperResolution_getErrorMessage(text, sizeof text - 1);

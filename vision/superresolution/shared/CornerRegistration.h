@@ -29,6 +29,10 @@ struct CornerRegistrationParts;
 /// frame, for example with a region of 1000 degrees, all later ones may be too flat to be tracked, and every registration
 /// gives -9; a new object tracks them.
 ///
+/// A frame whose range is not finite leaves that mapping as it is.
+///
+/// Sums over images have sixteen partial sums, by column, which are combined as in TvMinimization.
+///
 /// A frame for which prepareFrame got no memory is held as one that cannot be tracked.
 template <class Mask>
 class MOVRA_SUPERRESOLUTION_API CornerRegistration {

@@ -23,7 +23,8 @@ class SparseOperators;
 /// row-major arrays of floats. The PSF of a frame is separable: psfY[ky] * psfX[kx].
 ///
 /// Sums have a fixed order: each output element gets its terms by ascending tap, first of one direction, then
-/// of the other. An object serves one thread at a time.
+/// of the other. Terms of a tap that is 0 may be left out, which only shows where a value is not finite: the one form may
+/// then have NaN where the other has none. An object serves one thread at a time.
 template <class Weight>
 class MOVRA_SUPERRESOLUTION_API SparseConvolution {
  public:
