@@ -382,7 +382,7 @@ TEST(Burst, PrintsNothing) {
 }
 
 TEST(Burst, VersionAndWords) {
-  EXPECT_EQ(movra_sr_version(), MOVRA_SR_VERSION);
+  EXPECT_EQ(movra_sr_version(), MOVRA_SR_VERSION_NUMBER);
   EXPECT_STREQ(movra_sr_version_text(), MOVRA_PROJECT_VERSION);
   std::set<std::string> texts;
   for (int status = -9; status <= 6; ++status) {

@@ -204,7 +204,7 @@ movra_sr_status findFrame(const movra_sr_burst* burst, int frame) {
 }  // namespace
 
 int movra_sr_version(void) {
-  return MOVRA_SR_VERSION;
+  return MOVRA_SR_VERSION_NUMBER;
 }
 
 #define MOVRA_SR_TEXT_OF(number) #number

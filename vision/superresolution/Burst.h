@@ -60,7 +60,7 @@ extern "C" {
 #define MOVRA_SR_VERSION_MAJOR 0
 #define MOVRA_SR_VERSION_MINOR 9
 #define MOVRA_SR_VERSION_PATCH 0
-#define MOVRA_SR_VERSION (MOVRA_SR_VERSION_MAJOR * 10000 + MOVRA_SR_VERSION_MINOR * 100 + MOVRA_SR_VERSION_PATCH)
+#define MOVRA_SR_VERSION_NUMBER (MOVRA_SR_VERSION_MAJOR * 10000 + MOVRA_SR_VERSION_MINOR * 100 + MOVRA_SR_VERSION_PATCH)
 
 /// Frames of one size, and what was made of them.
 typedef struct movra_sr_burst movra_sr_burst;
@@ -166,7 +166,7 @@ typedef struct movra_sr_field {
   double step_y;
 } movra_sr_field;
 
-/// Version of the library in use, as MOVRA_SR_VERSION: 10000 major + 100 minor + patch.
+/// Version of the library in use, as MOVRA_SR_VERSION_NUMBER: 10000 major + 100 minor + patch.
 MOVRA_SUPERRESOLUTION_API int movra_sr_version(void);
 
 /// The same as "major.minor.patch".
