@@ -1,7 +1,8 @@
 """Reconstruction."""
 
 import dataclasses
-from typing import Any, Callable, Dict, Optional, Tuple
+import os
+from typing import Any, Callable, Dict, List, Optional, Tuple
 
 import numpy as np
 from numpy.typing import NDArray
@@ -10,7 +11,7 @@ from . import _core
 from ._arrays import as_frames, as_image, as_map
 from ._errors import InvalidArgument, Status, check
 
-_MOTIONS = {"global": 1}
+_MOTIONS = {"local": 0, "global": 1}
 _PRESETS = {"standard": 0, "fast": 1, "best": 2}
 _REGISTRATIONS = {"corners": 0, "phase": 1}
 
@@ -57,6 +58,8 @@ class Result:
         Number of frames that back each pixel of the reference.
     noise : float
         Standard deviation of a frame's noise, in the frames' unit; NaN where it is not measured.
+    remarks : list of str
+        Per frame "used", or why it was left out.
     reference : int
         Number of the frame whose place the image has.
     used_frames : int
@@ -74,6 +77,7 @@ class Result:
     field: ShiftField
     coverage: NDArray[np.uint16]
     noise: float
+    remarks: List[str]
     reference: int
     used_frames: int
     iterations: float
@@ -102,8 +106,8 @@ class Burst:
         Size of a frame, 8 to 16384 pixels each.
     capacity : int, optional
         Most frames held; the oldest leaves for a newer one. By default all stay.
-    motion : {"global"}
-        How frames move: each as a whole.
+    motion : {"local", "global"}
+        How frames move: each part of the image by itself, or each frame as a whole.
     preset : {"fast", "standard", "best"}
         Trade between time and picture. "fast" with global motion is what the classic C interface does, bit for bit.
     registration : {"corners", "phase"}
@@ -113,13 +117,16 @@ class Burst:
     valid_range : (float, float)
         Values outside are bad pixels.
     psf_sigma : float
-        Standard deviation of the point-spread function, high-resolution pixels, 0.01 to 2.
+        Standard deviation of the point-spread function, high-resolution pixels, 0.3 to 2 (global motion: from 0.01).
     weight_tv : float, optional
         Inverse strength of the smoothing, 1 to 10000.
     iterations : int, optional
         Most iterations of the solver, 1 to 1000.
     relative_residue : float, optional
         At which the solver stops, 1e-5 to 1.
+    threads : int, optional
+        Most threads of the local motion; by default one per processor that this process may use. The image has the same
+        bits for any number.
     bad_pixels : array_like, rows x columns, optional
         Other than 0 where a pixel of the sensor is known to be bad.
 
@@ -144,7 +151,7 @@ class Burst:
         width: int,
         height: int,
         capacity: Optional[int] = None,
-        motion: str = "global",
+        motion: str = "local",
         preset: str = "standard",
         registration: str = "corners",
         reference: Optional[int] = None,
@@ -153,6 +160,7 @@ class Burst:
         weight_tv: Optional[float] = None,
         iterations: Optional[int] = None,
         relative_residue: Optional[float] = None,
+        threads: Optional[int] = None,
         bad_pixels: Any = None,
     ) -> None:
         if reference is not None and reference < 0:
@@ -165,7 +173,10 @@ class Burst:
             "lowest_valid": float(valid_range[0]),
             "highest_valid": float(valid_range[1]),
             "psf_sigma": psf_sigma,
+            "threads": len(os.sched_getaffinity(0)) if threads is None else threads,
         }
+        if options["threads"] < 1:
+            raise InvalidArgument(f"threads: expected 1 or more, got {threads}", Status.INVALID_ARGUMENT)
         optional = {
             "capacity": capacity,
             "weight_tv": weight_tv,
@@ -238,6 +249,7 @@ class Burst:
             shifts=self._handle.shifts(),
             field=ShiftField(shifts, left, top, step_x, step_y),
             coverage=self._handle.coverage(),
+            remarks=self._handle.frame_texts(),
             **particulars,
         )
 

@@ -1,5 +1,6 @@
 #include "python/src/BurstHandle.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -35,6 +36,27 @@ movra_sr_options read(const py::dict& given) {
   return options;
 }
 
+/// Runs jobs on as many threads as `user` says, each with the next job that is left.
+void runJobs(void* user, int jobs, void (*job)(void* context, int number), void* context) {
+  std::atomic<int> next{0};
+  const auto work = [&] {
+    for (int i = next++; i < jobs; i = next++) {
+      job(context, i);
+    }
+  };
+  std::vector<std::thread> helpers;
+  try {
+    for (int i = 1; i < std::min(*static_cast<const int*>(user), jobs); ++i) {
+      helpers.emplace_back(work);
+    }
+  } catch (const std::exception&) {  // no more threads or memory: those that there are do the work
+  }
+  work();
+  for (std::thread& helper : helpers) {
+    helper.join();
+  }
+}
+
 /// The distance of rows in elements, for an array whose rows are dense.
 template <class T>
 std::size_t rowStride(const py::array_t<T>& array) {
@@ -48,6 +70,11 @@ BurstHandle::BurstHandle(int width_, int height_, const py::dict& options)
   movra_sr_options own = read(options);
   own.progress = tell;
   own.progress_user = this;
+  take(options, "threads", threads);
+  if (threads > 1) {
+    own.run_jobs = runJobs;
+    own.run_jobs_user = &threads;
+  }
   movra_sr_burst* made = nullptr;
   char error[256] = "";
   const movra_sr_status status = movra_sr_create(width, height, &own, &made, error, sizeof error);
@@ -178,6 +205,16 @@ py::tuple BurstHandle::shiftField() const {
   });
   return py::make_tuple(py::make_tuple(grid.left, grid.top, grid.step_x, grid.step_y),
                         FloatArray({frames, grid.rows, grid.columns, 2}, values.data()));
+}
+
+std::vector<std::string> BurstHandle::frameTexts() const {
+  return locked([&] {
+    std::vector<std::string> texts;
+    while (const char* text = movra_sr_frame_text(burst.get(), static_cast<int>(texts.size()))) {
+      texts.emplace_back(text);
+    }
+    return texts;
+  });
 }
 
 py::array_t<unsigned short> BurstHandle::coverage() const {

@@ -5,7 +5,9 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "python/src/Arrays.h"
 #include "vision/superresolution/Burst.h"
@@ -34,6 +36,8 @@ class BurstHandle {
   /// (left, top, step_x, step_y), and an array of frames x rows x columns x 2.
   pybind11::tuple shiftField() const;
   pybind11::array_t<unsigned short> coverage() const;
+  /// Whether each frame took part.
+  std::vector<std::string> frameTexts() const;
 
  private:
   static int tell(void* self, double done);
@@ -45,6 +49,7 @@ class BurstHandle {
   std::unique_ptr<movra_sr_burst, decltype(&movra_sr_destroy)> burst;
   int width;
   int height;
+  int threads = 1;
   mutable std::mutex mutex;
   mutable std::atomic<std::thread::id> owner;  // of the lock
   pybind11::object listener;                   // during reconstruct

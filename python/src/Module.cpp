@@ -82,7 +82,8 @@ PYBIND11_MODULE(_core, module) {
       .def("reconstruct", &BurstHandle::reconstruct, py::arg("progress"))
       .def("shifts", &BurstHandle::shifts)
       .def("shift_field", &BurstHandle::shiftField)
-      .def("coverage", &BurstHandle::coverage);
+      .def("coverage", &BurstHandle::coverage)
+      .def("frame_texts", &BurstHandle::frameTexts);
 
   module.def(
       "simulate",

@@ -82,11 +82,17 @@ class Arrays(unittest.TestCase):
 
 
 class Errors(unittest.TestCase):
+    def test_threads_change_no_bit(self):
+        frames = simulated(width=96, height=72, roll=1.0).frames
+        images = [movra_sr.reconstruct(frames, threads=threads).image for threads in (1, 2, 5)]
+        np.testing.assert_array_equal(images[0], images[1])
+        np.testing.assert_array_equal(images[0], images[2])
+
     def test_options(self):
         frames = simulated().frames
         for name, value in {
             "psf_sigma": 9, "iterations": 0, "motion": "sideways", "weight_tv": float("nan"), "reference": -1,
-            "relative_residue": 2,
+            "relative_residue": 2, "threads": 0,
         }.items():  # fmt: skip
             with self.subTest(name), self.assertRaisesRegex(ValueError, name):
                 movra_sr.reconstruct(frames, **{name: value})
@@ -210,6 +216,8 @@ class Whole(unittest.TestCase):
         self.assertEqual(result.field.shifts.shape[3], 2)
         self.assertLess(np.abs(result.shifts - burst.shifts).max(), 0.15)
         self.assertEqual(result.reference, burst.reference)
+        self.assertEqual(result.remarks, ["used"] * 5)
+        self.assertGreater(result.noise, 0)
         self.assertTrue(1.5 < result.sr_factor <= 2)
         self.assertGreaterEqual(result.timings["total"], result.timings["solve"])
 

@@ -286,6 +286,53 @@ TEST(Burst, RefusesWhatItCannotUseAndStaysAsItWas) {
   EXPECT_TRUE(sameBits(reconstruct(burst), before));
 }
 
+TEST(Burst, LocalMotionIsTheDefaultAndFollowsWhatGlobalMotionCannot) {
+  EXPECT_EQ(defaults().motion, MOVRA_SR_MOTION_LOCAL);
+  // A cluster of bad pixels, which global motion refuses to repair, is left out; a stranger too, and named.
+  std::vector<Image> frames = burstOfFive();
+  for (std::size_t y = 10; y < 16; ++y) {
+    std::fill_n(&frames[0][y * width + 10], 6, notANumber);
+  }
+  frames.push_back(randomImage(width * height, 280, 300, 3));
+  const Handle burst = open(defaults(), frames);
+  EXPECT_EQ(movra_sr_frame_text(burst.get(), 0), nullptr);
+  EXPECT_GT(gainOverBicubic(reconstruct(burst), makeBurst({width, height}), 1), 1.0);
+  EXPECT_STREQ(movra_sr_frame_text(burst.get(), 0), "used");
+  EXPECT_NE(std::string(movra_sr_frame_text(burst.get(), 5)).find("left out"), std::string::npos);
+  EXPECT_EQ(movra_sr_frame_text(burst.get(), 6), nullptr);
+  double x = 0, y = 0;
+  EXPECT_EQ(movra_sr_shift(burst.get(), 5, &x, &y), MOVRA_SR_SUCCESS);
+  EXPECT_TRUE(std::isnan(x) && std::isnan(y));
+  movra_sr_field grid{};
+  grid.size = sizeof grid;
+  EXPECT_EQ(movra_sr_shift_field(burst.get(), 2, &grid, nullptr), MOVRA_SR_SUCCESS);
+  std::vector<float> field(static_cast<std::size_t>(2 * grid.columns * grid.rows));
+  EXPECT_GT(grid.columns * grid.rows, 1);
+  EXPECT_EQ(movra_sr_shift_field(burst.get(), 2, &grid, field.data()), MOVRA_SR_SUCCESS);
+  for (std::size_t i = 0; i < field.size(); ++i) {
+    EXPECT_NEAR(field[i], i % 2 == 0 ? smallShifts[2].x : smallShifts[2].y, 0.2f);
+  }
+
+  // Jobs in any order and on other threads.
+  movra_sr_options options = defaults();
+  options.run_jobs = [](void* user, int jobs, void (*job)(void*, int), void* context) {
+    ++*static_cast<int*>(user);
+    std::thread other([&] {
+      for (int i = jobs - 1; i >= jobs / 2; --i) {
+        job(context, i);
+      }
+    });
+    for (int i = 0; i < jobs / 2; ++i) {
+      job(context, i);
+    }
+    other.join();
+  };
+  int runs = 0;
+  options.run_jobs_user = &runs;
+  EXPECT_TRUE(sameBits(reconstruct(open(options, frames)), reconstruct(burst)));
+  EXPECT_GT(runs, 0);
+}
+
 TEST(Burst, FewAndPoorFrames) {
   reconstruct(open(), MOVRA_SR_NO_FRAMES);
   const std::vector<Image>& frames = burstOfFive();
@@ -322,22 +369,26 @@ TEST(Burst, ProgressGrowsAndMayCancel) {
     return listener.heard.size() > listener.most ? 1 : 0;
   };
   Listener listener{{}, 1000};
-  movra_sr_options options = defaults();
-  options.progress = listen;
-  options.progress_user = &listener;
-  const Handle burst = open(options, burstOfFive());
-  const Image expected = reconstruct(burst);
-  const std::size_t calls = listener.heard.size();
-  EXPECT_GE(calls, 5U);
-  EXPECT_TRUE(std::is_sorted(listener.heard.begin(), listener.heard.end()));
-  EXPECT_EQ(listener.heard.back(), 1.0);
-  for (std::size_t most = 0; most < calls; ++most) {
-    listener = {{}, most};
-    reconstruct(burst, MOVRA_SR_CANCELLED);
-    EXPECT_EQ(listener.heard.size(), most + 1) << "went on after being told to stop";
+  for (const int motion : {MOVRA_SR_MOTION_GLOBAL, MOVRA_SR_MOTION_LOCAL}) {
+    listener = {{}, 1000};
+    movra_sr_options options = defaults();
+    options.motion = motion;
+    options.progress = listen;
+    options.progress_user = &listener;
+    const Handle burst = open(options, burstOfFive());
+    const Image expected = reconstruct(burst);
+    const std::size_t calls = listener.heard.size();
+    EXPECT_GE(calls, 5U);
+    EXPECT_TRUE(std::is_sorted(listener.heard.begin(), listener.heard.end()));
+    EXPECT_EQ(listener.heard.back(), 1.0);
+    for (std::size_t most = 0; most < calls; ++most) {
+      listener = {{}, most};
+      reconstruct(burst, MOVRA_SR_CANCELLED);
+      EXPECT_EQ(listener.heard.size(), most + 1) << "went on after being told to stop";
+    }
+    listener = {{}, 1000};
+    EXPECT_TRUE(sameBits(reconstruct(burst), expected));
   }
-  listener = {{}, 1000};
-  EXPECT_TRUE(sameBits(reconstruct(burst), expected));
 }
 
 TEST(Burst, EachAllocationMayFail) {

@@ -11,6 +11,7 @@
 
 #include "movra/Exception.h"
 #include "vision/superresolution/detail/burst/GlobalBurst.h"
+#include "vision/superresolution/detail/burst/LocalBurst.h"
 #include "vision/superresolution/detail/burst/Progress.h"
 
 namespace detail = movra::vision::detail;
@@ -101,12 +102,13 @@ bool within(double value, double low, double high) {
 
 /// What is wrong with the options, or null.
 const char* faultOf(const movra_sr_options& options) {
-  const bool countsOfGlobalMotion = within(options.lowest_valid, -32768, 32767) && options.highest_valid <= 32767;
+  const bool local = options.motion == MOVRA_SR_MOTION_LOCAL;
+  const bool countsFit = local || (options.lowest_valid >= -32768 && options.highest_valid <= 32767);
   const struct {
     bool good;
     const char* text;
   } rules[] = {
-      {options.motion == MOVRA_SR_MOTION_GLOBAL, "motion is no motion model of this version"},
+      {local || options.motion == MOVRA_SR_MOTION_GLOBAL, "motion is no motion model of this version"},
       {within(options.preset, MOVRA_SR_PRESET_STANDARD, MOVRA_SR_PRESET_BEST), "preset is none of this version"},
       {within(options.registration, MOVRA_SR_REGISTRATION_CORNERS, MOVRA_SR_REGISTRATION_PHASE),
        "registration is none of this version"},
@@ -114,8 +116,8 @@ const char* faultOf(const movra_sr_options& options) {
       {options.reference >= MOVRA_SR_BEST_REFERENCE && (options.capacity == 0 || options.reference < options.capacity),
        "reference is no frame number below capacity"},
       {options.lowest_valid < options.highest_valid, "lowest_valid is not below highest_valid"},
-      {countsOfGlobalMotion, "the valid range of the global motion lies within -32768 to 32767"},
-      {within(options.psf_sigma, 0.01, 2), "psf_sigma is not 0.01 to 2"},
+      {countsFit, "the valid range of the global motion lies within -32768 to 32767"},
+      {within(options.psf_sigma, local ? 0.3 : 0.01, 2), "psf_sigma is not 0.3 to 2, or with global motion 0.01 to 2"},
       {options.weight_tv == 0 || within(options.weight_tv, 1, 10000), "weight_tv is neither 0 nor 1 to 10000"},
       {within(options.iterations, 0, 1000), "iterations is not 0 to 1000"},
       {options.relative_residue == 0 || within(options.relative_residue, 1e-5, 1),
@@ -151,7 +153,9 @@ movra_sr_status addFrame(movra_sr_burst& burst, const float* frame, std::size_t 
     return burst.error.set(MOVRA_SR_BAD_FRAME, "no pixel of the frame is good");
   }
   try {
-    detail::checkRepairable(copy, input.width, input.height, burst.options);
+    if (burst.options.motion == MOVRA_SR_MOTION_GLOBAL) {
+      detail::checkRepairable(copy, input.width, input.height, burst.options);
+    }
   } catch (const movra::Exception& refusal) {
     return burst.error.set(MOVRA_SR_BAD_FRAME, refusal.what());
   }
@@ -178,7 +182,8 @@ movra_sr_status reconstruct(movra_sr_burst& burst, float* image, std::size_t str
     outcome.fail(MOVRA_SR_INVALID_ARGUMENT, "reference is " + std::to_string(burst.options.reference) + ", but only " +
                                                 std::to_string(burst.input.count()) + " frames are held");
   } else {
-    outcome = detail::reconstructGlobally(burst.input, burst.options);
+    outcome = burst.options.motion == MOVRA_SR_MOTION_GLOBAL ? detail::reconstructGlobally(burst.input, burst.options)
+                                                             : detail::reconstructLocally(burst.input, burst.options);
   }
   if (result != nullptr) {
     copyKnownPart(result, result->size, outcome.result);
@@ -254,7 +259,7 @@ void movra_sr_default_options(movra_sr_options* options, size_t size) {
     return;
   }
   movra_sr_options defaults{};
-  defaults.motion = MOVRA_SR_MOTION_GLOBAL;
+  defaults.motion = MOVRA_SR_MOTION_LOCAL;
   defaults.reference = MOVRA_SR_BEST_REFERENCE;
   defaults.lowest_valid = -274;
   defaults.highest_valid = 5000;
@@ -392,6 +397,11 @@ movra_sr_status movra_sr_shift_field(const movra_sr_burst* burst, int frame, mov
     }
   }
   return status;
+}
+
+const char* movra_sr_frame_text(const movra_sr_burst* burst, int frame) {
+  return findFrame(burst, frame) == MOVRA_SR_SUCCESS ? burst->outcome->remarks[static_cast<std::size_t>(frame)]
+                                                     : nullptr;
 }
 
 movra_sr_status movra_sr_coverage(const movra_sr_burst* burst, unsigned short* coverage, size_t row_stride) {

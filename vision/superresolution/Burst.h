@@ -6,7 +6,7 @@
 ///
 /// A burst is an opaque handle that holds copies of frames of one size.
 ///
-///     create ---> add_frame, as often as wanted ---> reconstruct ---> shift, shift_field, frame, coverage
+///     create ---> add_frame, as often as wanted ---> reconstruct ---> shift, shift_field, frame_text, coverage
 ///                     ^                                  |
 ///                     +---- more frames, or clear <------+                             ---> destroy
 ///
@@ -85,6 +85,7 @@ typedef enum movra_sr_status {
 
 /// How frames move against each other.
 typedef enum movra_sr_motion {
+  MOVRA_SR_MOTION_LOCAL = 0,  ///< each part of the image moves by itself, as with a hand-held camera
   MOVRA_SR_MOTION_GLOBAL = 1  ///< each frame is shifted as a whole
 } movra_sr_motion;
 
@@ -110,23 +111,30 @@ enum {
 /// @return 0 to go on; anything else cancels
 typedef int (*movra_sr_progress)(void* user, double done);
 
+/// Runs jobs 0 to jobs - 1 by job(context, number), in any order and on any number of threads, and returns when all are
+/// done. The image has the same bits for each.
+typedef void (*movra_sr_run_jobs)(void* user, int jobs, void (*job)(void* context, int number), void* context);
+
 /// Parameters of a burst. Start from movra_sr_default_options, which sets what stands in brackets; where 0 has a meaning
 /// named, it is the default.
 typedef struct movra_sr_options {
-  size_t size;                 ///< sizeof(movra_sr_options)
-  int motion;                  ///< a movra_sr_motion [MOVRA_SR_MOTION_GLOBAL]
-  int preset;                  ///< a movra_sr_preset [MOVRA_SR_PRESET_STANDARD]
-  int registration;            ///< a movra_sr_registration; global motion only [MOVRA_SR_REGISTRATION_CORNERS]
-  int reference;               ///< number of the frame whose place the image has [MOVRA_SR_BEST_REFERENCE]
-  int capacity;                ///< most frames held; the oldest leaves for a newer one. 0: no limit
-  double lowest_valid;         ///< smallest value of a good pixel [-274]
-  double highest_valid;        ///< largest one [5000]; the global motion knows values from -32768 to 32767
-  double psf_sigma;            ///< standard deviation of the PSF in high-resolution pixels, 0.01 to 2 [0.683]
-  double weight_tv;            ///< inverse strength of the smoothing, 1 to 10000. 0: 400
-  int iterations;              ///< most iterations of the solver, 1 to 1000. 0: as the preset says
-  double relative_residue;     ///< at which the solver stops, 1e-5 to 1. 0: as the preset says
+  size_t size;           ///< sizeof(movra_sr_options)
+  int motion;            ///< a movra_sr_motion [MOVRA_SR_MOTION_LOCAL]
+  int preset;            ///< a movra_sr_preset [MOVRA_SR_PRESET_STANDARD]
+  int registration;      ///< a movra_sr_registration; global motion only [MOVRA_SR_REGISTRATION_CORNERS]
+  int reference;         ///< number of the frame whose place the image has [MOVRA_SR_BEST_REFERENCE]
+  int capacity;          ///< most frames held; the oldest leaves for a newer one. 0: no limit
+  double lowest_valid;   ///< smallest value of a good pixel [-274]
+  double highest_valid;  ///< largest one [5000]; the global motion knows values from -32768 to 32767
+  double
+      psf_sigma;  ///< standard deviation of the PSF in high-resolution pixels, 0.3 to 2, global motion 0.01 to 2 [0.683]
+  double weight_tv;         ///< inverse strength of the smoothing, 1 to 10000. 0: from the frames; global motion: 400
+  int iterations;           ///< most iterations of the solver, 1 to 1000. 0: as the preset says
+  double relative_residue;  ///< at which the solver stops, 1e-5 to 1. 0: as the preset says
   movra_sr_progress progress;  ///< called now and then during reconstruct; null: never
   void* progress_user;         ///< its first argument
+  movra_sr_run_jobs run_jobs;  ///< local motion only; null: one job after the other on the calling thread
+  void* run_jobs_user;         ///< its first argument
 } movra_sr_options;
 
 /// Seconds that the stages of a reconstruction took.
@@ -249,6 +257,10 @@ MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_shift(const movra_sr_burst* b
 /// @return MOVRA_SR_SUCCESS, MOVRA_SR_INVALID_ARGUMENT or MOVRA_SR_NO_RESULT
 MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_shift_field(const movra_sr_burst* burst, int frame,
                                                                movra_sr_field* grid, float* shifts);
+
+/// Whether a frame took part in the last reconstruction, and if not, why, in words.
+/// @return a text that is never freed, null without a result or such a frame
+MOVRA_SUPERRESOLUTION_API const char* movra_sr_frame_text(const movra_sr_burst* burst, int frame);
 
 /// For each pixel of the reference the number of frames that back it, from the last reconstruction.
 /// @param coverage   receives height rows of width numbers

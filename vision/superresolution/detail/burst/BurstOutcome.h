@@ -19,6 +19,8 @@ struct BurstOutcome {
   std::vector<cv::Point2d> middleShifts;         ///< per frame, at the middle of the reference
   std::vector<std::vector<cv::Point2f>> shifts;  ///< per frame, on the field's places
 
+  std::vector<const char*> remarks;  ///< per frame, whether it took part
+
   /// Sets the sr factor, by the engine's rule, from the coverage.
   void rateCoverage();
 

@@ -143,6 +143,7 @@ void run(const BurstFrames& burst, const movra_sr_options& options, BurstOutcome
   for (const cv::Point2f& shift : shifts) {
     outcome.middleShifts.push_back(shift);
     outcome.shifts.push_back({shift});
+    outcome.remarks.push_back("used");
   }
   std::vector<typename Engine::MaskImage> masks;
   engine.getMasks(masks);
@@ -170,7 +171,9 @@ void paint(float value, const BurstFrames& burst, const movra_sr_options& option
   outcome.middleShifts[reference] = {0, 0};
   for (const cv::Point2d& shift : outcome.middleShifts) {
     outcome.shifts.push_back({cv::Point2f(shift)});
+    outcome.remarks.push_back("left out: the reference has one value throughout");
   }
+  outcome.remarks[reference] = "used";
   outcome.result.status = MOVRA_SR_STRUCTURELESS;
   outcome.result.used_frames = 1;
   outcome.rateCoverage();

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "vision/superresolution/detail/burst/BurstFrames.h"
+#include "vision/superresolution/detail/burst/BurstOutcome.h"
+
+namespace movra::vision::detail {
+
+/// Reconstruction with a motion for each part of the image, by LocalMotionSuperResolution.
+/// @throws whatever that throws
+BurstOutcome reconstructLocally(const BurstFrames& burst, const movra_sr_options& options);
+
+}  // namespace movra::vision::detail
