@@ -54,6 +54,7 @@ int run(int argc, char** argv, Console& console) {
   movra::tool::Action chosen;
   addReconstruct(application, console, chosen);
   addStream(application, console, chosen);
+  addBatch(application, console, chosen);
   addRegister(application, console, chosen);
   addBadPixels(application, console, chosen);
   addMeasurePsf(application, console, chosen);

@@ -22,6 +22,7 @@ void addBadPixels(CLI::App& application, Console& console, Action& chosen);
 void addRegister(CLI::App& application, Console& console, Action& chosen);
 void addStream(CLI::App& application, Console& console, Action& chosen);
 void addMeasurePsf(CLI::App& application, Console& console, Action& chosen);
+void addBatch(CLI::App& application, Console& console, Action& chosen);
 void addInfo(CLI::App& application, Console& console, Action& chosen);
 
 /// --json, --quiet and --strict, which every subcommand has.

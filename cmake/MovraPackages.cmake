@@ -1,0 +1,99 @@
+# Debian packages: `cpack -G DEB` in a build with the prefix /usr (scripts/package makes one). A package per component, for
+# Debian's own folders, with what lintian asks for.
+include(GNUInstallDirs)
+
+set(MOVRA_PACKAGES
+  runtime libmovra-superresolution1
+  dev libmovra-superresolution-dev
+  tool movra-sr
+  python python3-movra-sr
+  doc libmovra-superresolution-doc)
+
+# The man page is the tool's help with an include file.
+find_program(HELP2MAN help2man)
+if(MOVRA_BUILD_TOOL AND HELP2MAN)
+  set(man_page ${PROJECT_BINARY_DIR}/movra-sr.1)
+  add_custom_command(OUTPUT ${man_page}
+    COMMAND ${HELP2MAN} --no-info --name "super-resolution of thermal images"
+            --include ${PROJECT_SOURCE_DIR}/docs/man/movra-sr.h2m --output ${man_page} $<TARGET_FILE:movra-sr>
+    DEPENDS movra-sr ${PROJECT_SOURCE_DIR}/docs/man/movra-sr.h2m VERBATIM)
+  add_custom_target(movra_sr_man ALL DEPENDS ${man_page})
+  install(FILES ${man_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+endif()
+if(MOVRA_BUILD_TOOL)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/completions/movra-sr
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tool)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/completions/_movra-sr
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tool)
+endif()
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc FILES_MATCHING PATTERN *.md)
+install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_CONTACT "The movra developers <movra@localhost.localdomain>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Multi-frame super-resolution of thermal images")
+set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
+set(CPACK_STRIP_FILES ON)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE "")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/vision/superresolution)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+
+set(CPACK_COMPONENTS_ALL runtime dev doc)
+if(MOVRA_BUILD_TOOL)
+  list(APPEND CPACK_COMPONENTS_ALL tool)
+endif()
+if(MOVRA_BUILD_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+endif()
+
+set(library "libmovra-superresolution1 (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${library}, libopencv-core-dev, libopencv-imgproc-dev, libopencv-video-dev")
+set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${library}")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${library}, python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
+set(CPACK_DEBIAN_DOC_PACKAGE_SECTION doc)
+set(CPACK_DEBIAN_DOC_PACKAGE_ARCHITECTURE all)
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "shared library
+ Turns a burst of frames of a thermal camera into one image of twice the
+ resolution.")
+set(CPACK_COMPONENT_DEV_DESCRIPTION "headers
+ Turns a burst of frames of a thermal camera into one image of twice the
+ resolution. For programs in C and C++.")
+set(CPACK_COMPONENT_TOOL_DESCRIPTION "command-line tool
+ Turns a burst of frames of a thermal camera into one image of twice the
+ resolution, and compares, simulates and reports.")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "Python module
+ Turns a burst of frames of a thermal camera into one image of twice the
+ resolution. Arrays of numpy in and out.")
+set(CPACK_COMPONENT_DOC_DESCRIPTION "documentation and examples
+ Turns a burst of frames of a thermal camera into one image of twice the
+ resolution. Guide, method, and small programs in C, C++ and Python.")
+
+# Copyright and changelog of each package, and what lintian may find in it.
+find_program(GZIP gzip)
+while(MOVRA_PACKAGES)
+  list(POP_FRONT MOVRA_PACKAGES component package)
+  string(TOUPPER ${component} upper)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${package})
+  set(folder ${CMAKE_INSTALL_DATADIR}/doc/${package})
+  install(FILES packaging/copyright DESTINATION ${folder} COMPONENT ${component})
+  if(GZIP)
+    install(CODE "execute_process(COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/packaging/changelog
+      OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz)" COMPONENT ${component})
+    install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${folder} COMPONENT ${component})
+  endif()
+  if(EXISTS ${PROJECT_SOURCE_DIR}/packaging/lintian/${package})
+    install(FILES packaging/lintian/${package} DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
+      COMPONENT ${component})
+  endif()
+endwhile()
+include(CPack)
