@@ -22,6 +22,9 @@ def reconstruct(source, target):
 
     import movra_sr
 
+    done = target / f"{source.stem}.json"
+    if done.exists():  # by a worker that died before its record was fetched
+        return json.loads(done.read_text())
     record = {"burst": source.name, "worker": os.getpid()}
     try:
         result = movra_sr.reconstruct(np.load(source), threads=1)
@@ -29,7 +32,7 @@ def reconstruct(source, target):
         record.update(status=result.status.name, sr_factor=result.sr_factor, noise=result.noise)
     except (movra_sr.Error, TypeError) as fault:  # the burst's fault: another try would end the same way
         record.update(status="FAILED", error=str(fault))
-    write(target / f"{source.stem}.json", lambda file: file.write(json.dumps(record).encode()))
+    write(done, lambda file: file.write(json.dumps(record).encode()))
     return record
 
 

@@ -18,8 +18,11 @@ wait for each other.
 
 from ._analysis import (
     Comparison,
+    EdgePsf,
     SimulatedBurst,
     compare,
+    find_bad_pixels,
+    measure_psf,
     simulate,
 )
 from ._burst import Burst, Registration, Result, ShiftField, reconstruct, register
@@ -33,6 +36,7 @@ __all__ = [
     "Burst",
     "Cancelled",
     "Comparison",
+    "EdgePsf",
     "Error",
     "InvalidArgument",
     "NotRegistered",
@@ -42,6 +46,8 @@ __all__ = [
     "SimulatedBurst",
     "Status",
     "compare",
+    "find_bad_pixels",
+    "measure_psf",
     "reconstruct",
     "register",
     "simulate",

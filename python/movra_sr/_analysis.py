@@ -1,14 +1,14 @@
 """Bursts whose answer is known, and how near an image comes to it."""
 
 import dataclasses
-from typing import Any
+from typing import Any, Optional, Tuple
 
 import numpy as np
 from numpy.typing import NDArray
 
 from . import _core
-from ._arrays import as_image
-from ._errors import InvalidArgument, Status
+from ._arrays import as_frames, as_image
+from ._errors import Error, InvalidArgument, Status
 
 
 @dataclasses.dataclass(frozen=True)
@@ -163,3 +163,71 @@ def compare(image: Any, truth: Any, *, border: int = 8) -> Comparison:
         raise InvalidArgument("truth: has one value throughout", Status.INVALID_ARGUMENT)
     psnr, ssim = _core.compare(a, b)
     return Comparison(psnr, ssim, enlarged)
+
+
+@dataclasses.dataclass(frozen=True)
+class EdgePsf:
+    """Blur of a camera, measured from an edge.
+
+    Attributes
+    ----------
+    x, y : (float, float) or None
+        Total blur along the axis as a standard deviation in high-resolution pixels, which is ``psf_sigma``, and its
+        standard error. None where there is no such edge.
+    interpolated : str
+        Whether the camera made up rows or columns, in words; nothing can be gained along that axis.
+    """
+
+    x: Optional[Tuple[float, float]]
+    y: Optional[Tuple[float, float]]
+    interpolated: str
+
+
+def measure_psf(image: Any) -> EdgePsf:
+    """Measure the point-spread function from one frame with a straight, slightly slanted edge.
+
+    Parameters
+    ----------
+    image : array_like, rows x columns
+        Such as a hot plate before a cold wall.
+
+    Raises
+    ------
+    Error
+        If the frame has no edge that can be measured, with the reason.
+
+    Examples
+    --------
+    >>> import numpy as np
+    >>> from movra_sr import measure_psf
+    >>> y, x = np.mgrid[0:96, 0:128]
+    >>> edge = 20 + 10 / (1 + np.exp(-(x - 64 - 0.1 * (y - 48)) / 0.35))
+    >>> measure_psf(edge).x is not None
+    True
+    """
+    text, measured, x, y, interpolated = _core.measure_psf(np.ascontiguousarray(as_image(image, "image")))
+    if not measured:
+        raise Error(text)
+    return EdgePsf(x, y, interpolated)
+
+
+def find_bad_pixels(stack: Any) -> NDArray[np.bool_]:
+    """Find the pixels that stand out from their neighbours in most frames of a moving burst.
+
+    Fine detail that rests may be among them, at most 3 % of the pixels are. Local motion needs no such list: it finds
+    bad pixels itself and compares them with what it predicts.
+
+    Returns
+    -------
+    ndarray of bool, rows x columns
+        As ``bad_pixels`` of `Burst` takes it.
+
+    Examples
+    --------
+    >>> from movra_sr import find_bad_pixels, simulate
+    >>> frames = simulate(width=64, height=48).frames
+    >>> frames[:, 20, 30] = 90.0
+    >>> bool(find_bad_pixels(frames)[20, 30])
+    True
+    """
+    return _core.find_bad_pixels(np.ascontiguousarray(np.stack(as_frames(stack)))).astype(bool)

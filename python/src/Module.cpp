@@ -2,12 +2,17 @@
 // compute. What users see, checks and conversions included, is in python/movra_sr.
 #include <pybind11/stl.h>
 
+#include <tuple>
+#include <vector>
+
 #include "movra/Exception.h"
 #include "python/src/Arrays.h"
 #include "python/src/BurstHandle.h"
 #include "tools/movra-sr/report/Quality.h"
 #include "tools/movra-sr/simulation/Burst.h"
 #include "tools/movra-sr/simulation/Scene.h"
+#include "vision/superresolution/BurstBadPixels.h"
+#include "vision/superresolution/EdgePsf.h"
 
 namespace py = pybind11;
 
@@ -50,6 +55,37 @@ py::tuple compare(const FloatArray& image, const FloatArray& truth) {
   const double similarity = tool::structuralSimilarity(a, b);
   const py::gil_scoped_acquire interpreter;
   return py::make_tuple(ratio, similarity);
+}
+
+/// Outcome in words, whether it was measured, (total, uncertainty) along x and y or None, and which lines are interpolated.
+py::tuple measurePsf(const FloatArray& frame) {
+  const auto [data, rows, columns] = std::tuple(frame.data(), frame.shape(0), frame.shape(1));
+  vision::EdgePsfReport report;
+  {
+    const py::gil_scoped_release released;
+    report = vision::EdgePsf::measure(data, static_cast<int>(columns), static_cast<int>(rows));
+  }
+  const auto blur = [](const vision::DirectionBlur& direction) -> py::object {
+    return direction.windows == 0 ? py::object(py::none()) : py::make_tuple(direction.total, direction.uncertainty);
+  };
+  return py::make_tuple(std::string(toString(report.outcome)), report.outcome == vision::EdgeOutcome::measured,
+                        blur(report.x), blur(report.y), std::string(toString(report.interpolated)));
+}
+
+/// A map of the pixels that stand out in most frames of a dense stack.
+py::array_t<unsigned char> findBadPixels(const FloatArray& stack) {
+  const auto rows = static_cast<int>(stack.shape(1));
+  const auto columns = static_cast<int>(stack.shape(2));
+  std::vector<const float*> frames;
+  for (py::ssize_t i = 0; i < stack.shape(0); ++i) {
+    frames.push_back(stack.data(i, 0, 0));
+  }
+  std::vector<unsigned char> map;
+  {
+    const py::gil_scoped_release released;
+    map = vision::BurstBadPixels({frames.data(), static_cast<int>(frames.size()), columns, rows}).map();
+  }
+  return py::array_t<unsigned char>({rows, columns}, map.data());
 }
 
 }  // namespace
@@ -106,6 +142,8 @@ PYBIND11_MODULE(_core, module) {
       py::arg("max_shift"), py::arg("roll"), py::arg("zoom"), py::arg("parallax"), py::arg("shutter"), py::arg("noise"),
       py::arg("drift"), py::arg("pattern"), py::arg("stuck"));
   module.def("compare", &compare, py::arg("image").noconvert(), py::arg("truth").noconvert());
+  module.def("measure_psf", &measurePsf, dense);
+  module.def("find_bad_pixels", &findBadPixels, py::arg("stack").noconvert());
   module.def(
       "enlarge", [](const FloatArray& frame) { return arrayOf(tool::enlargeBicubically(matrixOf(frame))); }, dense);
 }

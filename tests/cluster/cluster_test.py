@@ -46,7 +46,7 @@ def killed_worker(folder):
         records = {path.stem: json.loads(path.read_text()) for path in output.glob("*.json")}
         workers = {record["worker"] for record in records.values()}
         assert len(lines) == count + 2 and len(records) == count + 1, "".join(lines)
-        assert len(workers) == 3, f"the killed worker had a successor: {workers}"
+        assert len(workers) >= 2 and victim in workers, workers
         for i in range(count):
             assert np.load(output / f"burst{i:02}.npy").shape == (300, 400)
             assert records[f"burst{i:02}"]["status"] == "SUCCESS"
