@@ -18,7 +18,8 @@ if(MOVRA_BUILD_TOOL AND HELP2MAN)
             --include ${PROJECT_SOURCE_DIR}/docs/man/movra-sr.h2m --output ${man_page} $<TARGET_FILE:movra-sr>
     DEPENDS movra-sr ${PROJECT_SOURCE_DIR}/docs/man/movra-sr.h2m VERBATIM)
   add_custom_target(movra_sr_man ALL DEPENDS ${man_page})
-  install(FILES ${man_page} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
+  install(CODE "execute_process(COMMAND gzip -9nkf ${man_page})" COMPONENT tool)
+  install(FILES ${man_page}.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
 endif()
 if(MOVRA_BUILD_TOOL)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/completions/movra-sr
@@ -30,7 +31,7 @@ install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc FILES_
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
 
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "The movra developers <movra@localhost.localdomain>")
+set(CPACK_PACKAGE_CONTACT "The movra developers <movra@example.org>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Multi-frame super-resolution of thermal images")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
@@ -54,6 +55,7 @@ endif()
 
 set(library "libmovra-superresolution1 (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${library}, libopencv-core-dev, libopencv-imgproc-dev, libopencv-video-dev")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION graphics)
