@@ -27,8 +27,9 @@ if(MOVRA_BUILD_TOOL)
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/completions/_movra-sr
     DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT tool)
 endif()
-install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc FILES_MATCHING PATTERN *.md)
-install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
+set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/libmovra-superresolution-doc)
+install(DIRECTORY docs/ DESTINATION ${doc_folder} COMPONENT doc FILES_MATCHING PATTERN *.md)
+install(DIRECTORY examples DESTINATION ${doc_folder} COMPONENT doc)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "The movra developers <movra@example.org>")
