@@ -80,6 +80,7 @@ BurstOutcome reconstructLocally(const BurstFrames& burst, const movra_sr_options
 
   BurstOutcome outcome;
   movra_sr_result& result = outcome.result;
+  result.frames = burst.count();
   result.status = translate(local.status);
   if (result.status < 0) {
     outcome.fail(result.status, toString(local.status));
@@ -106,7 +107,6 @@ BurstOutcome reconstructLocally(const BurstFrames& burst, const movra_sr_options
       outcome.shifts[i].assign(places, cv::Point2f(outcome.middleShifts[i]));
     }
   }
-  result.frames = burst.count();
   result.used_frames = local.usedFrames;
   result.reference = local.reference;
   result.noise = local.noise;
