@@ -1,6 +1,11 @@
-// LocalMotionSuperResolution on five frames, one thread, by preset and roll, with the share of each stage in per cent.
+// LocalMotionSuperResolution on five frames by preset, roll and threads, with the share of each stage in per cent.
 
 #include <benchmark/benchmark.h>
+
+#include <atomic>
+#include <functional>
+#include <thread>
+#include <vector>
 
 #include <opencv2/core.hpp>
 
@@ -21,13 +26,34 @@ movra::test::SyntheticBurst burstFor(int width, int height, double degrees) {
   return movra::test::makeMovingBurst(width, height, back);
 }
 
-/// Arguments: width, height, preset, roll in hundredths of a degree.
+void runJobs(int threads, int jobs, const std::function<void(int)>& job) {
+  std::atomic<int> next{0};
+  const auto work = [&] {
+    for (int i = next++; i < jobs; i = next++) {
+      job(i);
+    }
+  };
+  std::vector<std::thread> others;
+  for (int i = 1; i < threads; ++i) {
+    others.emplace_back(work);
+  }
+  work();
+  for (std::thread& other : others) {
+    other.join();
+  }
+}
+
+/// Arguments: width, height, preset, roll in hundredths of a degree, threads.
 void LocalMotion(benchmark::State& state) {
   const int width = static_cast<int>(state.range(0)), height = static_cast<int>(state.range(1));
   const movra::test::SyntheticBurst burst = burstFor(width, height, 0.01 * static_cast<double>(state.range(3)));
   LocalMotionOptions options;
   options.reference = 0;
   options.preset = static_cast<LocalMotionPreset>(state.range(2));
+  const int threads = static_cast<int>(state.range(4));
+  if (threads > 1) {
+    options.runJobs = [=](int jobs, const std::function<void(int)>& job) { runJobs(threads, jobs, job); };
+  }
   LocalMotionSuperResolution reconstruction(width, height, options);
   for (const movra::test::Image& frame : burst.frames) {
     reconstruction.addFrame(frame.data());
@@ -50,7 +76,13 @@ void LocalMotion(benchmark::State& state) {
   state.counters["solve"] = share(sum.solve);
 }
 
-BENCHMARK(LocalMotion)->Unit(benchmark::kMillisecond)->ArgsProduct({{320}, {240}, {0, 1, 2}, {0, 30}});
-BENCHMARK(LocalMotion)->Unit(benchmark::kMillisecond)->Args({640, 480, 1, 0})->Args({640, 480, 1, 30});
+BENCHMARK(LocalMotion)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MeasureProcessCPUTime()
+    ->ArgNames({"", "", "preset", "roll", "threads"})
+    ->ArgsProduct({{160}, {120}, {1}, {0, 30}, {1}})
+    ->ArgsProduct({{320}, {240}, {0, 1, 2}, {0, 30}, {1}})
+    ->ArgsProduct({{640}, {480}, {1}, {0, 30}, {1, 2}});
 
 }  // namespace

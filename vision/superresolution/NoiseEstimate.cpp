@@ -128,13 +128,18 @@ double NoiseEstimate::ofFrames(const FrameStack& frames) {
 }
 
 NoiseReport NoiseEstimate::ofResiduals(const FrameStack& frames, int reference, const FrameStack& residuals) {
+  return ofResiduals(frames, reference, residuals, ofFrames(frames));
+}
+
+NoiseReport NoiseEstimate::ofResiduals(const FrameStack& frames, int reference, const FrameStack& residuals,
+                                       double noise) {
   requireFrames(frames);
   requireFrames(residuals);
   requireReference(frames, reference);
   requireSameShape(frames, residuals);
   NoiseReport report;
   report.deviation = deviationOf(frames.frames[reference], frames.pixels());
-  report.noise = ofFrames(frames);
+  report.noise = noise;
   report.residual = robustDeviation(residuals);
   if (report.residual > 0) {
     const double weight = 5 * report.deviation / report.residual;

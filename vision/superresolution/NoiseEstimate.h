@@ -35,6 +35,9 @@ class MOVRA_SUPERRESOLUTION_API NoiseEstimate {
   /// @param residuals frame less prediction, on each frame's own grid, NaN where there is no prediction
   /// @throws movra::Exception for no frames, a reference that is none of them, or stacks of different shapes
   static NoiseReport ofResiduals(const FrameStack& frames, int reference, const FrameStack& residuals);
+
+  /// The same where the noise of the frames is known.
+  static NoiseReport ofResiduals(const FrameStack& frames, int reference, const FrameStack& residuals, double noise);
 };
 
 }  // namespace movra::vision

@@ -16,7 +16,7 @@ namespace {
 
 using namespace detail;
 
-constexpr std::size_t sampleLimit = std::size_t{1} << 15;  // their noise is far below that of the frames
+constexpr std::size_t sampleLimit = std::size_t{1} << 13;  // their noise is far below that of the frames
 constexpr std::size_t fewestSamples = 32;
 constexpr double overlapForPlane = 0.4;
 constexpr double smallestGain = 0.02;
@@ -26,7 +26,7 @@ constexpr int rounds = 6;
 struct Sample {
   double x;           // place in the frame, -0.5 ... 0.5
   double y;           //
-  double smooth;      // the reference around it, less the pivot
+  double smooth;      // the reference around it, less the pivot; 0 where no gain is wanted
   double difference;  // frame less reference
 };
 
@@ -53,7 +53,8 @@ double smoothAt(const float* image, int width, int height, int x, int y) {
   return count > 0 ? sum / count : 0;
 }
 
-Samples samplesOf(const float* frame, const float* reference, int width, int height, const AffineMotion& motion) {
+Samples samplesOf(const float* frame, const float* reference, int width, int height, const AffineMotion& motion,
+                  bool wantsGain) {
   Samples samples;
   const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
   int step = 1;
@@ -69,7 +70,8 @@ Samples samplesOf(const float* frame, const float* reference, int width, int hei
       double here = 0;
       if (isMeasured(there) && sampleCubic(frame, width, height, x + shift.x, y + shift.y, here)) {
         samples.taken.push_back({(x + shift.x) / width - 0.5, (y + shift.y) / height - 0.5,
-                                 smoothAt(reference, width, height, x, y), here - static_cast<double>(there)});
+                                 wantsGain ? smoothAt(reference, width, height, x, y) : 0,
+                                 here - static_cast<double>(there)});
       }
     }
   }
@@ -234,7 +236,7 @@ std::vector<FrameOffset> OffsetCorrection::planes(const FrameStack& frames, int 
   for (int k = 0; k < frames.count; ++k) {
     result.push_back(k == reference ? offsetOfReference()
                                     : offsetOf(samplesOf(frames.frames[k], frames.frames[reference], frames.width,
-                                                         frames.height, motions[static_cast<std::size_t>(k)]),
+                                                         frames.height, motions[static_cast<std::size_t>(k)], gain),
                                                plane, gain));
   }
   return result;

@@ -20,7 +20,6 @@ constexpr int fitIterations = 12;
 constexpr double fitResidue = 0.002;
 constexpr double fitWeight = 400;
 constexpr int tileMargin = 6;
-constexpr int smallestFitCore = 24;
 constexpr double leastTrusted = 0.05;      // share of the reference's pixels
 constexpr double usualMisalignment = 0.5;  // pixels
 constexpr double localMisalignment = 0.2;  // with local motion: the field may be wrong where the depth steps
@@ -48,6 +47,12 @@ Effort effortOf(const LocalMotionOptions& options) {
     effort.residue = options.relativeResidue;
   }
   return effort;
+}
+
+/// std::floor of a number in the range of int, which older processors have no instruction for.
+int floorOf(double value) {
+  const int towardsZero = static_cast<int>(value);
+  return towardsZero - (static_cast<double>(towardsZero) > value ? 1 : 0);
 }
 
 }  // namespace
@@ -105,8 +110,7 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
     core = static_cast<int>(
         std::clamp(fitting, static_cast<double>(effort.smallestCore), static_cast<double>(effort.largestCore)));
   }
-  if (findFaults(options, std::max(core, smallestFitCore), run, result)) {
-    blur(run);
+  if (findFaults(options, run, result)) {
     findMotion(options, run, false);
   }
   lap(result.seconds.sensor);
@@ -115,10 +119,10 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
   SolverBurst burst = solverBurst(options);
   result.weightTV = options.weightTV;
   referenceDeviation = burst.referenceDeviation;
+  TiledReconstruction tiles(width, height, core, tileMargin, count());
   if (referenceDeviation > 0) {
-    std::vector<std::vector<float>> residuals;
-    TiledReconstruction first(width, height, core, tileMargin, count());
-    first.fit(burst, {fitWeight, fitIterations, fitResidue}, run, true, residuals);
+    TiledReconstruction::Residuals residuals;
+    tiles.fitSample(burst, {fitWeight, fitIterations, fitResidue}, run, residuals);
     const NoiseReport report = measureNoise(residuals);
     result.noise = report.residual;
     if (options.weightTV == 0) {
@@ -129,7 +133,6 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
   if (!goOn(0.5)) {
     return cancelled();
   }
-  TiledReconstruction tiles(width, height, core, tileMargin, count());
   const auto outcome = tiles.solve(
       burst, {result.weightTV, effort.iterations, effort.residue}, run,
       [&](double done) { return goOn(0.5 + 0.5 * done); }, result.image);
@@ -190,11 +193,13 @@ bool LocalMotionBurst::prepare(const LocalMotionOptions& options, LocalMotionRes
     }
   });
   blur(run);
-  std::vector<const float*> pixels;
-  for (const std::size_t k : alignedFrames()) {
-    pixels.push_back(frames[k].pixels.data());
-  }
-  noise = NoiseEstimate::ofFrames({pixels.data(), static_cast<int>(pixels.size()), width, height});
+  const std::vector<std::size_t> aligned = alignedFrames();
+  std::vector<double> noises(aligned.size());
+  run(static_cast<int>(aligned.size()), [&](int job) {
+    const auto i = static_cast<std::size_t>(job);
+    noises[i] = NoiseEstimate::ofFrame(frames[aligned[i]].pixels.data(), width, height);
+  });
+  noise = medianOf(std::move(noises));
   return true;
 }
 
@@ -327,8 +332,8 @@ SolverBurst LocalMotionBurst::solverBurst(const LocalMotionOptions& options) con
   }
   for (const Frame& frame : frames) {
     const bool used = frame.use == FrameUse::used;
-    burst.frames.push_back(
-        {frame.pixels.data(), frame.good.data(), used ? frame.trusted.data() : nullptr, &frame.field});
+    burst.frames.push_back({frame.pixels.data(), frame.measured.data(), frame.good.data(),
+                            used ? frame.trusted.data() : nullptr, &frame.field});
   }
   const Frame& ref = frames[static_cast<std::size_t>(reference)];
   double sum = 0, squares = 0, values = 0;
@@ -368,7 +373,7 @@ NoiseReport LocalMotionBurst::measureNoise(std::vector<std::vector<float>>& resi
   }
   const auto used = static_cast<int>(pixels.size());
   return NoiseEstimate::ofResiduals({pixels.data(), used, width, height}, referencePlace,
-                                    {left.data(), used, width, height});
+                                    {left.data(), used, width, height}, noise);
 }
 
 void LocalMotionBurst::report(LocalMotionResult& result) const {
@@ -404,7 +409,7 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
       for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
           const auto s = static_cast<int>(k) == reference ? AffineMotion::Shift{0, 0} : frame.field.shiftAt(x, y);
-          const int u = static_cast<int>(std::floor(x + s.x + 0.5)), v = static_cast<int>(std::floor(y + s.y + 0.5));
+          const int u = floorOf(x + s.x + 0.5), v = floorOf(y + s.y + 0.5);
           const std::size_t i =
               static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
           if (u >= 0 && u < width && v >= 0 && v < height && frame.trusted[i] != 0 &&

@@ -48,11 +48,12 @@ class LocalMotionBurst {
   void blur(const JobRunner& run);
   void takeOutLevel(Frame& frame, const Frame& reference);
 
-  // What is wrong with the sensor (LocalMotionSensor.cpp). True: the frames changed.
+  // What is wrong with the sensor (LocalMotionSensor.cpp).
   void findCandidates(const LocalMotionOptions& options);
   void adoptFindings();
   bool takeOutPlanes(const JobRunner& run);
-  bool findFaults(const LocalMotionOptions& options, int core, const JobRunner& run, LocalMotionResult& result);
+  bool findFaults(const LocalMotionOptions& options, const JobRunner& run, LocalMotionResult& result);
+  void fillWithPrediction(Frame& frame, const std::vector<float>& residual) const;
   std::vector<std::size_t> alignedFrames() const;
 
   void findMotion(const LocalMotionOptions& options, const JobRunner& run, bool search);

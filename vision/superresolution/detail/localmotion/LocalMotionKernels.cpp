@@ -151,10 +151,20 @@ void largestOfFive(const float* row, int count, float* __restrict out) {
   }
 }
 
+int joinMasks(const char* __restrict a, const char* __restrict b, int count, char* __restrict out) {
+  int sum = 0;
+  for (int i = 0; i < count; ++i) {
+    const char both = static_cast<char>(a[i] & b[i]);
+    out[i] = both;
+    sum += both;
+  }
+  return sum;
+}
+
 }  // namespace
 
 extern const LocalMotionKernels localMotionKernels;
-const LocalMotionKernels localMotionKernels{blurRow,      blurColumn,         sampleLine,
-                                            addNormalRow, squaredGradientRow, largestOfFive};
+const LocalMotionKernels localMotionKernels{blurRow,       blurColumn, sampleLine, addNormalRow, squaredGradientRow,
+                                            largestOfFive, joinMasks};
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

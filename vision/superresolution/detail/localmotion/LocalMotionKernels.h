@@ -55,6 +55,9 @@ struct LocalMotionKernels {
 
   /// out[i] = largest of row[i - 2 ... i + 2].
   void (*largestOfFive)(const float* row, int count, float* out);
+
+  /// out[i] = 1 where both masks, of 0 and 1, are 1, else 0; returns how many are.
+  int (*joinMasks)(const char* a, const char* b, int count, char* out);
 };
 
 /// The kernels of the active instruction set.

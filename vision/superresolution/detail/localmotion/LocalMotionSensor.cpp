@@ -11,8 +11,11 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr SolverEffort fitEffort{400, 12, 0.002};
+constexpr SolverEffort fitEffort{400, 8, 0.007};  // faults stand out long before the image is sharp
 constexpr int fitMargin = 6;
+constexpr double motionPerTile = 0.25;  // pixels by which the shift may vary across a core of the fit
+constexpr double smallestCore = 24;
+constexpr double largestCore = 64;
 constexpr double littleDistance = 1.5;  // median between two frames, pixels
 constexpr double certainOffset = 25;    // standard deviations of the noise
 constexpr double noticeableSlope = 1;   // of a plane from end to end, in standard deviations of the noise
@@ -91,9 +94,9 @@ bool LocalMotionBurst::takeOutPlanes(const JobRunner& run) {
   return std::find(tilted.begin(), tilted.end(), 1) != tilted.end();
 }
 
-/// Fits the image without the bad pixels, decides by the residuals which pixels are bad and what the pattern is, and again.
-bool LocalMotionBurst::findFaults(const LocalMotionOptions& options, int core, const JobRunner& run,
-                                  LocalMotionResult& result) {
+/// Fits the image without the bad pixels, decides by the residuals which pixels are bad and what the pattern is, and again
+/// where what was found had disturbed the fit. True if it had disturbed the motion, too.
+bool LocalMotionBurst::findFaults(const LocalMotionOptions& options, const JobRunner& run, LocalMotionResult& result) {
   const std::vector<std::size_t> aligned = alignedFrames();
   if (aligned.size() < 2 || (!search && !options.correctPattern)) {
     return false;
@@ -103,58 +106,62 @@ bool LocalMotionBurst::findFaults(const LocalMotionOptions& options, int core, c
     motions.push_back(frames[k].field.affine());
     frames[k].trusted.assign(frames[k].pixels.size(), 1);
   }
-  const std::vector<unsigned char> before = bad;
   FixedPattern pattern(width, height);
-  TiledReconstruction tiles(width, height, core, fitMargin, count());
+  const double core = std::clamp(motionPerTile / std::max(steepestMotion(), 1e-9), smallestCore, largestCore);
+  TiledReconstruction tiles(width, height, static_cast<int>(core), fitMargin, count());
+  TiledReconstruction::Residuals residuals;
+  std::vector<std::size_t> changed;
+  bool fitAll = true;
+  bool changedFrames = false;
+  bool disturbedMotion = false;
   const int rounds = mostRounds(options.preset);
-  bool patternFound = false;
   for (int round = 0; round < rounds; ++round) {
     const SolverBurst burst = solverBurst(options);
     if (burst.referenceDeviation == 0) {
-      return false;
+      return disturbedMotion;
     }
-    std::vector<std::vector<float>> residuals;
-    tiles.fit(burst, fitEffort, run, false, residuals);
+    if (fitAll) {
+      tiles.fit(burst, fitEffort, run, residuals);
+    } else {
+      tiles.fitAgain(burst, fitEffort, run, changed, residuals);
+    }
     std::vector<const float*> measured, left;
     for (const std::size_t k : aligned) {
-      Frame& frame = frames[k];
-      for (std::size_t i = 0; i < frame.good.size(); ++i) {
-        if (frame.good[i] == 0) {  // what was measured there, not what was filled in
-          residuals[k][i] += frame.measured[i] - frame.pixels[i];
-        }
-      }
-      measured.push_back(frame.measured.data());
+      measured.push_back(frames[k].measured.data());
       left.push_back(residuals[k].data());
     }
     const auto used = static_cast<int>(aligned.size());
     const FrameStack residualStack{left.data(), used, width, height};
-    bool again = false;
+    const std::vector<unsigned char> fitted = bad;
     if (search) {
-      again = search->update({measured.data(), used, width, height}, residualStack, motions);
+      search->update({measured.data(), used, width, height}, residualStack, motions);
       adoptFindings();
     }
+    bool disturbed = false;  // by a pixel that was not masked
+    changed.clear();
+    for (std::size_t i = 0; i < bad.size(); ++i) {
+      const bool was = !fitted.empty() && fitted[i] != 0;
+      if ((bad[i] != 0) != was) {
+        changed.push_back(i);
+        disturbed = disturbed || !was;
+      }
+    }
+    fitAll = false;
     if (options.correctPattern) {
       const std::vector<float>& step = pattern.add(residualStack, motions, bad.empty() ? nullptr : bad.data());
       if (pattern.report().outcome == PatternOutcome::found) {
-        patternFound = true;
-        again = true;
-        for (Frame& frame : frames) {
-          FixedPattern::removeFrom(frame.measured.data(), step);
-        }
+        fitAll = true;
+        run(count(),
+            [&](int k) { FixedPattern::removeFrom(frames[static_cast<std::size_t>(k)].measured.data(), step); });
       }
     }
+    changedFrames = changedFrames || fitAll || !changed.empty();
+    disturbedMotion = disturbedMotion || fitAll || disturbed;
     run(count(), [&](int k) {
-      Frame& frame = frames[static_cast<std::size_t>(k)];
-      fill(frame);
-      // The prediction is a better filling than the neighbours: what is found wrongly lies on fine detail.
-      for (std::size_t i = 0; i < frame.good.size(); ++i) {
-        const float prediction = frame.measured[i] - residuals[static_cast<std::size_t>(k)][i];
-        if (frame.good[i] == 0 && std::isfinite(prediction)) {
-          frame.pixels[i] = prediction;
-        }
-      }
+      const auto i = static_cast<std::size_t>(k);
+      fillWithPrediction(frames[i], residuals[i]);
     });
-    if (!again) {
+    if (!disturbed && !fitAll) {
       break;
     }
   }
@@ -164,7 +171,21 @@ bool LocalMotionBurst::findFaults(const LocalMotionOptions& options, int core, c
     }
   }
   result.pattern = pattern.report().strength;
-  return patternFound || bad != before;
+  if (changedFrames) {
+    blur(run);  // masks see what candidates hid that are none
+  }
+  return disturbedMotion;
+}
+
+/// The prediction is a better filling than the neighbours: what is found wrongly lies on fine detail.
+void LocalMotionBurst::fillWithPrediction(Frame& frame, const std::vector<float>& residual) const {
+  fill(frame);
+  for (std::size_t i = 0; i < frame.good.size(); ++i) {
+    const float prediction = frame.measured[i] - residual[i];
+    if (frame.good[i] == 0 && std::isfinite(prediction)) {
+      frame.pixels[i] = prediction;
+    }
+  }
 }
 
 }  // namespace movra::vision::detail

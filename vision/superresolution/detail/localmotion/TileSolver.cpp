@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "vision/superresolution/detail/base/Sums.h"
+#include "vision/superresolution/detail/localmotion/LocalMotionKernels.h"
 #include "vision/superresolution/detail/solver/FusedDataTerm.h"
 #include "vision/superresolution/detail/solver/SolverKernels.h"
 #include "vision/superresolution/detail/solver/TvSolver.h"
@@ -53,6 +54,7 @@ TileSolver::~TileSolver() = default;
 TileSolver::Outcome TileSolver::solve(const SolverBurst& burst, const SolverEffort& effort, int left, int top) {
   tileLeft = left;
   tileTop = top;
+  isPadded = false;
   frames.clear();
   masks.clear();
   fractions.clear();
@@ -96,18 +98,40 @@ TileSolver::Outcome TileSolver::solve(const SolverBurst& burst, const SolverEffo
   return outcome;
 }
 
-/// Copies frame k's window at its whole-pixel shift; false if none of its pixels counts.
-bool TileSolver::gather(const SolverBurst& burst, std::size_t k, int left, int top, int slot) {
-  const SolverFrame& frame = burst.frames[k];
+/// Frame k's shift in the tile, in whole pixels and the rest.
+TileSolver::Part TileSolver::partOf(const SolverBurst& burst, std::size_t k, int left, int top) const {
   AffineMotion::Shift shift{0, 0};
   if (static_cast<int>(k) != burst.reference) {
-    shift = frame.field->shiftAt(left + 0.5 * (tileWidth - 1), top + 0.5 * (tileHeight - 1));
+    shift = burst.frames[k].field->shiftAt(left + 0.5 * (tileWidth - 1), top + 0.5 * (tileHeight - 1));
   }
   Part part{static_cast<int>(std::floor(shift.x + 0.5)), static_cast<int>(std::floor(shift.y + 0.5)), {}, false};
   part.fraction = {static_cast<float>(shift.x - part.wholeX), static_cast<float>(shift.y - part.wholeY)};
+  return part;
+}
+
+bool TileSolver::reads(const SolverBurst& burst, const std::vector<std::size_t>& pixels, int left, int top) const {
+  for (std::size_t k = 0; k < burst.frames.size(); ++k) {
+    const Part part = partOf(burst, k, left, top);
+    for (int y = std::max(0, top + part.wholeY); y < std::min(burst.height, top + part.wholeY + tileHeight); ++y) {
+      const int from = std::clamp(left + part.wholeX, 0, burst.width);
+      const int to = std::clamp(left + part.wholeX + tileWidth, from, burst.width);
+      const std::size_t line = static_cast<std::size_t>(y) * static_cast<std::size_t>(burst.width);
+      const auto next = std::lower_bound(pixels.begin(), pixels.end(), line + static_cast<std::size_t>(from));
+      if (next != pixels.end() && *next < line + static_cast<std::size_t>(to)) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+/// Copies frame k's window at its whole-pixel shift; false if none of its pixels counts.
+bool TileSolver::gather(const SolverBurst& burst, std::size_t k, int left, int top, int slot) {
+  const SolverFrame& frame = burst.frames[k];
+  Part part = partOf(burst, k, left, top);
   float* const pixels = frameMemory.get() + tileSize * static_cast<std::size_t>(slot);
   char* const mask = maskMemory.get() + tileSize * static_cast<std::size_t>(slot);
-  char any = 0;
+  int counting = 0;
   for (int y = 0; y < tileHeight; ++y) {
     const int v = top + y + part.wholeY;
     float* const row = pixels + static_cast<std::ptrdiff_t>(y) * tileWidth;
@@ -127,12 +151,9 @@ bool TileSolver::gather(const SolverBurst& burst, std::size_t k, int left, int t
       continue;
     }
     const char* const trusted = frame.trusted + static_cast<std::ptrdiff_t>(top + y) * burst.width + left;
-    for (int x = from; x < to; ++x) {
-      use[x] = static_cast<char>(frame.good[line + u0 + x] != 0 && trusted[x] != 0);
-      any = static_cast<char>(any | use[x]);
-    }
+    counting += localMotionKernels().joinMasks(frame.good + line + u0 + from, trusted + from, to - from, use + from);
   }
-  part.takesPart = any != 0;
+  part.takesPart = counting > 0;
   parts.push_back(part);
   return part.takesPart;
 }
@@ -148,23 +169,32 @@ double TileSolver::deviationOf(const float* pixels) const {
   return deviation > 1e-6 * std::abs(mean) && deviation > 1e-18 ? deviation : 0;
 }
 
-void TileSolver::subtractPrediction(const SolverBurst& burst, int k, int x0, int x1, int y0, int y1, float* residual) {
-  const Part& part = parts[static_cast<std::size_t>(k)];
+/// The result with its border repeated, once per tile.
+void TileSolver::padResult() {
+  if (isPadded) {
+    return;
+  }
+  isPadded = true;
   const int paddedWidth = 2 * tileWidth + psfTaps - 1;
   const int paddedHeight = 2 * tileHeight + psfTaps - 1;
   for (int y = 0; y < paddedHeight; ++y) {
     const float* const from =
         result.get() + static_cast<std::ptrdiff_t>(std::clamp(y - crop, 0, 2 * tileHeight - 1)) * 2 * tileWidth;
     float* const to = padded.get() + static_cast<std::ptrdiff_t>(y) * paddedWidth;
-    for (int x = 0; x < paddedWidth; ++x) {
-      to[x] = from[std::clamp(x - crop, 0, 2 * tileWidth - 1)];
-    }
+    std::fill_n(to, crop, from[0]);
+    std::copy_n(from, 2 * tileWidth, to + crop);
+    std::fill(to + crop + 2 * tileWidth, to + paddedWidth, from[2 * tileWidth - 1]);
   }
+}
+
+void TileSolver::subtractPrediction(const SolverBurst& burst, int k, int x0, int x1, int y0, int y1, float* residual) {
+  const Part& part = parts[static_cast<std::size_t>(k)];
+  padResult();
   psf.setSigma(static_cast<float>(burst.psfSigma));
   psf.moveTo(1, &part.fraction);
   convolution.validCorrToSparse(padded.get(), psf.x(0), psf.y(0), prediction.get());
 
-  const float* const pixels = burst.frames[static_cast<std::size_t>(k)].pixels;
+  const float* const measured = burst.frames[static_cast<std::size_t>(k)].measured;
   for (int y = y0; y < y1; ++y) {
     const int v = y + part.wholeY;
     if (v < 0 || v >= burst.height) {
@@ -174,7 +204,7 @@ void TileSolver::subtractPrediction(const SolverBurst& burst, int k, int x0, int
     const std::ptrdiff_t line = static_cast<std::ptrdiff_t>(v) * burst.width + part.wholeX;
     const int from = std::max(x0, -part.wholeX), to = std::min(x1, burst.width - part.wholeX);
     for (int x = from; x < to; ++x) {
-      residual[line + x] = pixels[line + x] - row[x];
+      residual[line + x] = measured[line + x] - row[x];
     }
   }
 }

@@ -17,6 +17,7 @@ class TvSolver;
 /// A frame as the solver sees it.
 struct SolverFrame {
   const float* pixels;       // height x width, all finite
+  const float* measured;     // the same, as measured where `pixels` was filled in; NaN where nothing was
   const char* good;          // height x width on the frame's own grid, 0 where the pixel
                              // must not count
   const char* trusted;       // height x width on the reference's grid, 0 where the
@@ -59,8 +60,11 @@ class TileSolver {
   /// The last tile, 2 tileHeight x 2 tileWidth.
   const float* image() const { return result.get(); }
 
-  /// Writes what the last tile says about frame k less the frame, with the sign turned: frame - prediction, at the frame's
-  /// pixels that belong to the reference's columns [x0, x1) and rows [y0, y1) within the tile.
+  /// Whether the tile at (left, top) reads one of these pixels (ascending, on the frames' grids) of any frame.
+  bool reads(const SolverBurst& burst, const std::vector<std::size_t>& pixels, int left, int top) const;
+
+  /// Writes measured - prediction of frame k by the last tile, at the frame's pixels that belong to the reference's
+  /// columns [x0, x1) and rows [y0, y1) within the tile.
   /// @param residual height x width on the frame's own grid
   void subtractPrediction(const SolverBurst& burst, int k, int x0, int x1, int y0, int y1, float* residual);
 
@@ -73,8 +77,10 @@ class TileSolver {
     bool takesPart;
   };
 
+  Part partOf(const SolverBurst& burst, std::size_t k, int left, int top) const;
   bool gather(const SolverBurst& burst, std::size_t k, int left, int top, int slot);
   double deviationOf(const float* pixels) const;
+  void padResult();
 
   int tileWidth;
   int tileHeight;
@@ -91,6 +97,7 @@ class TileSolver {
   std::vector<char*> masks;
   std::vector<cv::Point2f> fractions;
   std::vector<Part> parts;  // of all frames
+  bool isPadded = false;
   int tileLeft = 0;
   int tileTop = 0;
 };

@@ -43,16 +43,36 @@ class TiledReconstruction {
   Outcome solve(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run,
                 const std::function<bool(double)>& goOn, cv::Mat_<float>& image);
 
-  /// First fit: frame - prediction of every frame on its own grid, NaN where there is none.
-  /// @param sparse every second tile in each direction only, which tells the noise
-  /// @param residuals frames of width height floats
-  Outcome fit(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run, bool sparse,
-              std::vector<std::vector<float>>& residuals);
+  /// Residuals of each frame on its own grid, height x width, NaN where there is none.
+  using Residuals = std::vector<std::vector<float>>;
+
+  /// First fit: measured - prediction of all frames.
+  void fit(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run, Residuals& residuals);
+
+  /// The same again, after these pixels of the frames' grids (ascending) changed: only the tiles that read them.
+  void fitAgain(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run,
+                const std::vector<std::size_t>& changed, Residuals& residuals);
+
+  /// The same by some tiles all over the image, as many as tell the noise.
+  void fitSample(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run, Residuals& residuals);
 
  private:
-  template <class Finish>
-  Outcome forEachTile(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run, int groups,
-                      const std::function<bool(double)>& goOn, Finish finish);
+  /// Every step-th tile of every step-th row from a first one on.
+  struct Group {
+    int firstColumn;
+    int firstRow;
+    int step;
+  };
+
+  static const Group fourGroups[4];
+
+  template <class Wanted, class Finish>
+  Outcome solveGroup(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run, const Group& group,
+                     Wanted wanted, Finish finish);
+  template <class Wanted>
+  void fitGroup(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run, const Group& group,
+                Wanted wanted, Residuals& residuals);
+  void clear(const SolverBurst& burst, Residuals& residuals) const;
 
   int width;
   int height;

@@ -34,8 +34,7 @@ double correlationAt(const PaddedImage& reference, const PaddedImage& frame, int
     const float* const b = frame.row(y + dy) + dx;
     constexpr int lanes = 8;
     float rows[5][lanes] = {};
-    int lane = 0;
-    for (int x = x0; x < x1; x += step) {
+    const auto add = [&](int x, int lane) {
       const float p = a[x] - level;
       const float q = b[x] - level;
       rows[0][lane] += p;
@@ -43,9 +42,18 @@ double correlationAt(const PaddedImage& reference, const PaddedImage& frame, int
       rows[2][lane] += p * p;
       rows[3][lane] += q * q;
       rows[4][lane] += p * q;
-      lane = (lane + 1) % lanes;
-      sums.count += 1;
+    };
+    const int count = (x1 - x0 + step - 1) / step;
+    int done = 0;
+    for (; done + lanes <= count; done += lanes) {
+      for (int lane = 0; lane < lanes; ++lane) {
+        add(x0 + (done + lane) * step, lane);
+      }
     }
+    for (; done < count; ++done) {
+      add(x0 + done * step, done % lanes);
+    }
+    sums.count += count;
     for (int l = 0; l < lanes; ++l) {
       sums.a += static_cast<double>(rows[0][l]);
       sums.b += static_cast<double>(rows[1][l]);
