@@ -206,6 +206,69 @@ TEST(LocalMotionSuperResolution, MasksBadPixels) {
   EXPECT_EQ(result.coverage(70, 60), 5);
 }
 
+TEST(LocalMotionSuperResolution, TellsTheSensorsFaultsInAFormThatTheNextBurstTakes) {
+  SyntheticBurst burst = rolledBurst(0.3);
+  const Image pattern = randomImage(width * height, -0.8f, 0.8f, 5);
+  for (Image& frame : burst.frames) {
+    std::transform(frame.begin(), frame.end(), pattern.begin(), frame.begin(), std::plus<>());
+    frame[50 * width + 70] = 24;  // stuck
+  }
+  const LocalMotionResult first = reconstruct(burst);
+  ASSERT_EQ(first.badPixelMap.size(), cv::Size(width, height));
+  EXPECT_EQ(first.badPixelMap(50, 70), 1);
+  EXPECT_LE(cv::countNonZero(first.badPixelMap), first.badPixels);
+  const std::vector<float> told = first.patternAverage.mean();
+  ASSERT_EQ(told.size(), pattern.size());
+  EXPECT_NEAR(cv::norm(told, pattern, cv::NORM_L2SQR) / cv::norm(pattern, cv::NORM_L2SQR), 0, 0.3);
+
+  LocalMotionSuperResolution next(width, height, againstFirst());
+  next.setBadPixels(first.badPixelMap.data);
+  next.setKnownPattern(pattern.data());
+  for (const Image& frame : burst.frames) {
+    next.addFrame(frame.data());
+  }
+  const LocalMotionResult second = next.computeSR();
+  EXPECT_EQ(second.badPixelMap(50, 70), 0);
+  EXPECT_LT(second.pattern, 0.3 * first.pattern);
+  EXPECT_LT(distance(imageOf(second), burst.truth, 2 * width, 12),
+            distance(imageOf(first), burst.truth, 2 * width, 12));
+  EXPECT_NE(textThrownBy([&] { next.setKnownPattern(Image(pattern.size(), notANumber).data()); }), "");
+}
+
+TEST(LocalMotionSuperResolution, TakesMotionsThatAreKnownOnAnyGrid) {
+  const SyntheticBurst burst = rolledBurst(0.5);
+  const LocalMotionResult estimated = reconstruct(burst);
+  std::vector<AffineMotion> motions;
+  for (const LocalMotionFrame& frame : estimated.frames) {
+    motions.push_back(frame.motion);
+  }
+  LocalMotionOptions options;
+  options.reference = 3;
+  LocalMotionSuperResolution given(width, height, options);
+  for (const Image& frame : burst.frames) {
+    given.addFrame(frame.data());
+  }
+  given.setMotions(motions);
+  const LocalMotionResult result = given.computeSR();
+  const LocalMotionResult own = reconstruct(burst, options);
+  EXPECT_EQ(result.usedFrames, 5);
+  for (std::size_t k = 0; k < motions.size(); ++k) {
+    EXPECT_NEAR(result.frames[k].motion.x, own.frames[k].motion.x, 0.02) << k;
+    EXPECT_NEAR(result.frames[k].motion.yx, own.frames[k].motion.yx, 5e-4) << k;
+  }
+  EXPECT_LT(cv::norm(result.image, own.image, cv::NORM_L1) / static_cast<double>(own.image.total()), 0.3);
+
+  motions[1].x = width;  // another place: nothing overlaps
+  given.setMotions(motions);
+  EXPECT_EQ(given.computeSR().frames[1].use, FrameUse::notAligned);
+  motions[1].x = std::nan("");
+  EXPECT_NE(textThrownBy([&] { given.setMotions(motions); }), "");
+  motions.resize(2);
+  motions[1].x = 0;
+  given.setMotions(motions);
+  EXPECT_NE(textThrownBy([&] { given.computeSR(); }), "");
+}
+
 TEST(LocalMotionSuperResolution, SaysWhatBecomesOfOddBursts) {
   const SyntheticBurst good = rolledBurst(0.3);
   struct Case {

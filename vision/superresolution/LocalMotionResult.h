@@ -6,6 +6,7 @@
 
 #include "movra/Export.h"
 #include "vision/superresolution/AffineMotion.h"
+#include "vision/superresolution/FixedPattern.h"
 
 namespace movra::vision {
 
@@ -97,6 +98,14 @@ struct LocalMotionResult {
   double iterations = 0;  ///< conjugate-gradient iterations, mean over the tiles
   int badPixels = 0;      ///< pixels found bad in the burst, without those that were listed
   double pattern = 0;     ///< standard deviation of the fixed pattern that was subtracted, in the frames' unit
+
+  /// height x width, other than 0 where the burst showed a pixel to be stuck, offset or flickering; listed ones are 0.
+  cv::Mat_<unsigned char> badPixelMap;
+
+  /// The pattern of this burst, the known one included, to be merged with that of other bursts. Empty, or of weight 0,
+  /// if the burst could not tell.
+  PatternAverage patternAverage;
+
   LocalMotionTimes seconds;
 };
 

@@ -1,6 +1,8 @@
 #include "vision/superresolution/LocalMotionSuperResolution.h"
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "movra/Exception.h"
 #include "vision/superresolution/detail/localmotion/LocalMotionBurst.h"
@@ -98,8 +100,31 @@ void LocalMotionSuperResolution::setBadPixels(const unsigned char* map) {
   burst->setBadPixels(map);
 }
 
+void LocalMotionSuperResolution::setKnownPattern(const float* pattern) {
+  std::vector<float> known;
+  if (pattern != nullptr) {
+    known.assign(pattern, pattern + static_cast<std::ptrdiff_t>(width) * height);
+  }
+  require(std::all_of(known.begin(), known.end(), [](float value) { return std::isfinite(value); }),
+          "the known pattern has values that are not finite");
+  burst->setKnownPattern(std::move(known));
+}
+
+void LocalMotionSuperResolution::setMotions(const std::vector<AffineMotion>& motions) {
+  constexpr double mostChange = 0.5;
+  for (const AffineMotion& m : motions) {
+    require(isWithin(m.x, -width, width) && isWithin(m.y, -height, height), "a motion shifts by more than the frame");
+    require(isWithin(m.xx - 1, -mostChange, mostChange) && isWithin(m.xy, -mostChange, mostChange) &&
+                isWithin(m.yx, -mostChange, mostChange) && isWithin(m.yy - 1, -mostChange, mostChange) &&
+                m.xx * m.yy - m.xy * m.yx >= 0.25,
+            "a motion turns or scales too far");
+  }
+  burst->setMotions(motions);
+}
+
 LocalMotionResult LocalMotionSuperResolution::computeSR() {
   require(options.reference < std::max(1, burst->count()), "the reference is not one of the frames");
+  require(burst->hasMotionPerFrame(), "there are not as many motions as frames");
   return burst->reconstruct(options);
 }
 

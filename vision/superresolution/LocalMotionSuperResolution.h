@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include "movra/Export.h"
 #include "vision/superresolution/LocalMotionOptions.h"
@@ -41,8 +42,20 @@ class MOVRA_SUPERRESOLUTION_API LocalMotionSuperResolution {
   /// Pixels of the sensor that are known to be bad, height x width, other than 0 where bad; null: none. Copied.
   void setBadPixels(const unsigned char* map);
 
+  /// Fixed pattern that is known from other bursts, height x width in the frames' unit; null: none. Copied. It is
+  /// subtracted from every frame before anything else; the search for a pattern goes on from there.
+  /// @throws movra::Exception if a value is not finite; nothing is changed then
+  void setKnownPattern(const float* pattern);
+
+  /// Motions that are known, one per frame in the order of addFrame, all against the same grid, such as that of one of
+  /// the frames. They are taken in place of an estimate; local motion is not looked for then. Empty: estimated.
+  /// @throws movra::Exception for a motion that is not finite, shifts by more than the frame's width or height, or
+  /// changes a direction by more than a half; nothing is changed then
+  void setMotions(const std::vector<AffineMotion>& motions);
+
   /// Reconstructs from all frames that were added, one or more. The frames stay as they are: a second call gives the same
   /// bits.
+  /// @throws movra::Exception if there are motions, and not as many as frames
   LocalMotionResult computeSR();
 
  private:

@@ -33,6 +33,19 @@ struct Effort {
   int largestCore;
 };
 
+/// The motion of a frame against another one, whose motion is `from` on the same grid.
+AffineMotion motionBetween(const AffineMotion& from, const AffineMotion& to) {
+  const double determinant = from.xx * from.yy - from.xy * from.yx;
+  AffineMotion result;
+  result.xx = (to.xx * from.yy - to.xy * from.yx) / determinant;
+  result.xy = (to.xy * from.xx - to.xx * from.xy) / determinant;
+  result.yx = (to.yx * from.yy - to.yy * from.yx) / determinant;
+  result.yy = (to.yy * from.xx - to.yx * from.xy) / determinant;
+  result.x = to.x - result.xx * from.x - result.xy * from.y;
+  result.y = to.y - result.yx * from.x - result.yy * from.y;
+  return result;
+}
+
 Effort effortOf(const LocalMotionOptions& options) {
   Effort effort{12, 0.002, 0.12, 12, 64};
   if (options.preset == LocalMotionPreset::fast) {
@@ -166,6 +179,7 @@ bool LocalMotionBurst::prepare(const LocalMotionOptions& options, LocalMotionRes
                          std::isfinite(value);
       value = valid ? value : std::numeric_limits<float>::quiet_NaN();
     }
+    FixedPattern::removeFrom(frame.measured.data(), knownPattern);
   });
   bad = listedBad;
   findCandidates(options);
@@ -253,6 +267,12 @@ void LocalMotionBurst::findMotion(const LocalMotionOptions& options, const JobRu
     Frame& frame = frames[static_cast<std::size_t>(k)];
     if (k == reference || frame.use == FrameUse::noValidPixels) {
       frame.field = MotionField({}, width, height);
+      return;
+    }
+    if (!knownMotions.empty()) {
+      frame.field = MotionField(
+          motionBetween(knownMotions[static_cast<std::size_t>(reference)], knownMotions[static_cast<std::size_t>(k)]),
+          width, height);
       return;
     }
     frame.start = search ? searchShift(*ref.pyramid, *frame.pyramid) : frame.field.affine();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "vision/superresolution/BurstBadPixels.h"
@@ -22,6 +23,9 @@ class LocalMotionBurst {
   void clear() { frames.clear(); }
   int count() const { return static_cast<int>(frames.size()); }
   void setBadPixels(const unsigned char* map);
+  void setKnownPattern(std::vector<float> pattern) { knownPattern = std::move(pattern); }
+  void setMotions(std::vector<AffineMotion> motions) { knownMotions = std::move(motions); }
+  bool hasMotionPerFrame() const { return knownMotions.empty() || knownMotions.size() == frames.size(); }
 
   LocalMotionResult reconstruct(const LocalMotionOptions& options);
 
@@ -50,7 +54,9 @@ class LocalMotionBurst {
 
   // What is wrong with the sensor (LocalMotionSensor.cpp).
   void findCandidates(const LocalMotionOptions& options);
+  bool isVideo() const;
   void adoptFindings();
+  void reportFindings(LocalMotionResult& result) const;
   bool takeOutPlanes(const JobRunner& run);
   bool findFaults(const LocalMotionOptions& options, const JobRunner& run, LocalMotionResult& result);
   void fillWithPrediction(Frame& frame, const std::vector<float>& residual) const;
@@ -71,7 +77,9 @@ class LocalMotionBurst {
   int height;
   std::vector<Frame> frames;
   std::vector<unsigned char> listedBad;
-  std::vector<unsigned char> bad;  // listed ones and those found; empty: none
+  std::vector<float> knownPattern;         // empty: none
+  std::vector<AffineMotion> knownMotions;  // per frame; empty: to be estimated
+  std::vector<unsigned char> bad;          // listed ones and those found; empty: none
   std::unique_ptr<BurstBadPixels> search;
   int reference = 0;
   double noise = 0;

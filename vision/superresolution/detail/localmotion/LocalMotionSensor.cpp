@@ -53,10 +53,19 @@ void LocalMotionBurst::adoptFindings() {
   }
 }
 
+/// Coarse steps are no longer to be seen when a pattern has been subtracted.
+bool LocalMotionBurst::isVideo() const {
+  std::vector<const float*> given;
+  for (const Frame& frame : frames) {
+    given.push_back(frame.given.data());
+  }
+  return BurstBadPixels::isEightBitData({given.data(), count(), width, height});
+}
+
 /// Marks pixels that differ from their neighbours in most frames as bad until the fits have decided.
 void LocalMotionBurst::findCandidates(const LocalMotionOptions& options) {
   search.reset();
-  if (!options.findBadPixels || count() < 2) {
+  if (!options.findBadPixels || count() < 2 || (!knownPattern.empty() && isVideo())) {
     return;
   }
   std::vector<const float*> measured;
@@ -92,6 +101,25 @@ bool LocalMotionBurst::takeOutPlanes(const JobRunner& run) {
     tilted[k] = std::max(std::abs(plane.slopeX), std::abs(plane.slopeY)) > noticeableSlope * noise;
   });
   return std::find(tilted.begin(), tilted.end(), 1) != tilted.end();
+}
+
+void LocalMotionBurst::reportFindings(LocalMotionResult& result) const {
+  result.badPixelMap.create(height, width);
+  result.badPixelMap.setTo(0);
+  if (!search) {
+    return;
+  }
+  for (const BadPixelFinding& finding : search->report().pixels) {
+    if (finding.fault == PixelFault::known || finding.fault == PixelFault::flagged) {
+      continue;
+    }
+    ++result.badPixels;
+    const auto place =
+        static_cast<std::size_t>(finding.y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(finding.x);
+    if (finding.fault != PixelFault::candidate && bad[place] != 0) {
+      result.badPixelMap(finding.y, finding.x) = 1;
+    }
+  }
 }
 
 /// Fits the image without the bad pixels, decides by the residuals which pixels are bad and what the pattern is, and again
@@ -165,12 +193,9 @@ bool LocalMotionBurst::findFaults(const LocalMotionOptions& options, const JobRu
       break;
     }
   }
-  if (search) {
-    for (const BadPixelFinding& finding : search->report().pixels) {
-      result.badPixels += finding.fault != PixelFault::known && finding.fault != PixelFault::flagged ? 1 : 0;
-    }
-  }
+  reportFindings(result);
   result.pattern = pattern.report().strength;
+  result.patternAverage = pattern.average(knownPattern);
   if (changedFrames) {
     blur(run);  // masks see what candidates hid that are none
   }
