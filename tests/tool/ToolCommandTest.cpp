@@ -131,6 +131,25 @@ TEST_F(ToolCommand, RawFramesBecomeTemperaturesByTwoExposures) {
     EXPECT_EQ(made.code, 0) << made.err;
     EXPECT_NEAR(psnr("sr.tiff"), expected, 1.5);
   }
+  // Pixels out of range in a frame or an exposure are bad.
+  const auto spoil = [&](const std::string& name, cv::Point pixel) {
+    cv::Mat image;
+    readImage(at(name)).pixels.convertTo(image, CV_16U);
+    image.at<ushort>(pixel) = 65535;
+    movra::test::writeTiff(at("spoiled_" + std::filesystem::path(name).filename().string()), {image});
+  };
+  spoil("cold.tiff", {20, 20});
+  spoil("warm.tiff", {60, 50});
+  spoil("raw/frame_02.tiff", {70, 30});
+  std::filesystem::rename(at("spoiled_frame_02.tiff"), at("raw/frame_02.tiff"));
+  for (const std::string motion : {"local", "global"}) {
+    const Outcome made =
+        run("reconstruct raw -o sr.tiff --force --nuc-low spoiled_cold.tiff=-5 --nuc-high "
+            "spoiled_warm.tiff=45 --motion " +
+            motion);
+    EXPECT_EQ(made.code, 0) << made.err;
+    EXPECT_GT(psnr("sr.tiff"), expected - 2) << motion;
+  }
 
   const auto refused = [&](const std::string& arguments, int code, const std::string& text) {
     const Outcome result = run("reconstruct --motion global -o refused.tiff " + arguments);

@@ -151,6 +151,117 @@ TEST_F(ToolCommand, FaultsOfTheSensorAreFoundUnlessTheSearchIsSwitchedOff) {
   EXPECT_EQ(run("reconstruct burst -o x.tiff --motion global --no-pattern").code, 2);
 }
 
+TEST_F(ToolCommand, TheListOfACameraGrowsAndAPixelCountsWhenTwoBurstsShowedIt) {
+  ASSERT_EQ(run("simulate -o burst --size 128x96 --stuck 6").code, 0);
+  const std::string burst = "reconstruct burst -o sharp.tiff --force --json --bad-pixels camera.csv";
+  const auto grow = [&] {
+    return nlohmann::json::parse(run(burst + " --save-bad-pixels camera.csv").out)["bad_pixels"];
+  };
+  const auto first = grow();
+  EXPECT_EQ(first["kept_certain"], 0);
+  EXPECT_GE(first["kept_doubtful"], 5);
+  EXPECT_EQ(nlohmann::json::parse(run(burst).out)["bad_pixels"]["listed"], 0);
+  const auto second = grow();
+  EXPECT_EQ(second["kept_certain"], first["kept_doubtful"]);
+  const std::string list = readAll(at("camera.csv"));
+  const auto third = grow();
+  EXPECT_EQ(third["listed"], second["kept_certain"]);
+  EXPECT_EQ(third["kept_certain"], second["kept_certain"]);
+  EXPECT_EQ(list.rfind("x,y,x1,y1,x2,y2,x3,y3,x4,y4,width,height,bursts\n", 0), 0U);
+
+  writeAll(at("hand.csv"), "x,y\n3,4\n");
+  ASSERT_EQ(run("reconstruct burst -o sharp.tiff --force --bad-pixels hand.csv --save-bad-pixels all.csv").code, 0);
+  EXPECT_NE(readAll(at("all.csv")).find("\n3,4,3,5,2,4,3,3,4,4,128,96,0\n"), std::string::npos)
+      << readAll(at("all.csv"));
+  EXPECT_EQ(readAll(at("hand.csv")), "x,y\n3,4\n");
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --save-bad-pixels all.csv").code, 4) << "a list that is not read";
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --save-bad-pixels b.csv --no-bad-pixel-search").code, 2);
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --save-bad-pixels b.csv --motion global").code, 2);
+}
+
+TEST_F(ToolCommand, ThePatternOfACameraIsUsedAndAveragedAndNothingElseIsTakenForOne) {
+  ASSERT_EQ(run("simulate -o burst --size 128x96 --pattern 0.5").code, 0);
+  ASSERT_EQ(run("reconstruct burst -o first.tiff --pattern camera.tiff").code, 0);
+  const std::vector<Frame> before = pagesOf(at("camera.tiff"));
+  ASSERT_EQ(run("reconstruct burst -o second.tiff --pattern camera.tiff --save-bad-pixels b.csv").code, 0);
+  EXPECT_GT(psnr("second.tiff"), psnr("first.tiff"));
+  const auto frames = [](const std::vector<Frame>& pattern) { return cv::sum(pattern.at(1).pixels)[0]; };
+  const double once = frames(before);
+  EXPECT_GT(once, 4 * 128 * 96);
+  EXPECT_GT(frames(pagesOf(at("camera.tiff"))), 1.9 * once);
+
+  const std::string now = readAll(at("camera.tiff"));
+  const std::string standing = " burst/frame_00.tiff burst/frame_01.tiff -o x.tiff --pattern ";
+  const Outcome untold = run("reconstruct" + standing + "camera.tiff");
+  EXPECT_EQ(untold.code, 0) << untold.err;
+  EXPECT_NE(untold.err.find("tells no fixed pattern"), std::string::npos) << untold.err;
+  EXPECT_EQ(run("reconstruct" + standing + "new.tiff --force").code, 0);
+  EXPECT_FALSE(std::filesystem::exists(at("new.tiff")));
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --force --gain 2 --pattern camera.tiff").code, 3);
+  ASSERT_EQ(run("stream burst -o series.tiff --frames 4").code, 0);  // two pages
+  const std::string series = readAll(at("series.tiff"));
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --force --pattern series.tiff").code, 3);
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --force --pattern burst/frame_00.tiff").code, 3);
+  EXPECT_EQ(readAll(at("series.tiff")), series);
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --force --pattern camera.tiff --no-pattern").code, 2);
+  simulate();
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --force --pattern camera.tiff").code, 3);
+  EXPECT_EQ(readAll(at("camera.tiff")), now);
+}
+
+TEST_F(ToolCommand, MotionsOfAFileAreTakenInPlaceOfAnEstimate) {
+  ASSERT_EQ(run("simulate -o burst --size 96x72 --roll 0.5").code, 0);
+  ASSERT_EQ(run("reconstruct burst -o own.tiff").code, 0);
+  for (const std::string file : {"shifts.csv", "shifts.json"}) {
+    ASSERT_EQ(run("register burst -o " + file).code, 0);
+    const auto made =
+        nlohmann::json::parse(run("reconstruct burst -o given.tiff --force --json --reference 0 --shifts " + file).out);
+    EXPECT_EQ(made["used_frames"], 5);
+    EXPECT_NEAR(made["frames"][4]["dx"], 0, 1e-9);
+    ASSERT_EQ(run("reconstruct burst -o given.tiff --force --shifts " + file).code, 0);
+    EXPECT_GT(psnr("given.tiff"), psnr("own.tiff") - 0.5) << file;
+  }
+  // By hand: wrong for one frame, and one that is to be left out.
+  writeAll(at("hand.csv"),
+           "frame,dx,dy,used\nframe_00.tiff,0,0,1\nframe_01.tiff,9,9,1\n\"frame_02.tiff\",0,0,0\n"
+           "frame_03.tiff,0,0,\nframe_04.tiff,0,0,1\n");
+  const Outcome hand = run("reconstruct burst -o hand.tiff --shifts hand.csv");
+  EXPECT_NE(hand.err.find("frame_02.tiff: left out"), std::string::npos) << hand.err;
+  EXPECT_LT(psnr("hand.tiff"), psnr("own.tiff") - 3);
+  for (const std::string text :
+       {"", "frame,dx\n", "frame,dx,dy\nframe_00.tiff,0,0\n", "frame,dx,dy\nframe_00.tiff,0,x\n",
+        "frame,dx,dy\nframe_00.tiff,0\n", "frame,dx,dy\nframe_00.tiff,nan,0\n"}) {
+    writeAll(at("wrong.csv"), text);
+    const Outcome wrong = run("reconstruct burst -o x.tiff --shifts wrong.csv");
+    EXPECT_EQ(wrong.code, 3) << text;
+    EXPECT_NE(wrong.err.find("wrong.csv"), std::string::npos) << wrong.err;
+  }
+  writeAll(at("wrong.json"), "{\"frames\": [{\"name\": 3, \"dx\": 1}, 7]}");
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --shifts wrong.json").code, 3);
+  std::string far = "frame,dx,dy\n";
+  for (const std::string name : frameNames) {
+    far += name + ",1e9,0\n";
+  }
+  writeAll(at("far.csv"), far);
+  EXPECT_EQ(run("reconstruct burst -o x.tiff --shifts far.csv").code, 2);
+}
+
+TEST_F(ToolCommand, AResultWhoseFramesFitInPartOnlySaysSo) {
+  simulate();
+  // Below a line the scene of every frame but the reference is another one.
+  for (const std::string name : {"frame_00.tiff", "frame_02.tiff", "frame_03.tiff", "frame_04.tiff"}) {
+    cv::Mat_<float> frame = readImage(at("burst/" + name)).pixels;
+    cv::RNG random(static_cast<std::uint64_t>(name[7]));
+    cv::Mat_<float> lower = frame.rowRange(24, 72);
+    random.fill(lower, cv::RNG::UNIFORM, 0, 30);
+    overwrite("burst/" + name, frame);
+  }
+  const Outcome made = run("reconstruct burst -o sharp.tiff --report report.html");
+  EXPECT_EQ(made.code, 0) << made.err;
+  EXPECT_NE(made.out.find("status: good, in parts: "), std::string::npos) << made.out;
+  EXPECT_NE(readAll(at("report.html")).find("fit together in parts"), std::string::npos);
+}
+
 TEST_F(ToolCommand, ASeriesHasAnImagePerNewFrameTheSameAsAlone) {
   ASSERT_EQ(run("simulate -o burst --size 64x48 --frames 7").code, 0);
   overwrite("burst/frame_03.tiff", cv::Mat_<float>(48, 64, 20.f));

@@ -3,13 +3,13 @@
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <set>
 
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
 #include "tools/movra-sr/io/Frames.h"
 #include "tools/movra-sr/io/ImageWriter.h"
 #include "tools/movra-sr/io/OutputFile.h"
+#include "tools/movra-sr/reconstruction/BadPixelList.h"
 #include "tools/movra-sr/report/Preview.h"
 #include "vision/superresolution/BadPixel.h"
 
@@ -94,35 +94,6 @@ List findBadPixels(const Frame& image, const BadPixelsOptions& options) {
   return found;
 }
 
-/// Adds what is not yet in the list.
-void addTo(List& list, const List& found, cv::Size size, unsigned int radius) {
-  std::set<std::pair<int, int>> listed;
-  for (int row = 0; row < list.rows; ++row) {
-    listed.emplace(list(row, 0), list(row, 1));
-  }
-  List fresh(0, listColumns);
-  for (int row = 0; row < found.rows; ++row)
-    if (listed.count({found(row, 0), found(row, 1)}) == 0) {
-      fresh.push_back(found.row(row));
-    }
-  BadPixel::appendBadPixel(fresh, list, size, radius);
-}
-
-/// Gives pixels for which no replacement was found the same mark in all four places; returns their number.
-int markUnreplaced(List& list, cv::Size size) {
-  int unreplaced = 0;
-  for (int row = 0; row < list.rows; ++row) {
-    if (list(row, 2) != size.width || list(row, 3) != size.height) {
-      continue;
-    }
-    for (int column = 2; column < listColumns; ++column) {
-      list(row, column) = list(row, 2 + column % 2);
-    }
-    ++unreplaced;
-  }
-  return unreplaced;
-}
-
 cv::Mat_<cv::Vec3b> drawPicture(const Frame& image, const List& list) {
   cv::Mat_<cv::Vec3b> picture = drawGrey(image.pixels);
   BadPixel::drawBadPixels(list, picture, cv::Scalar(0, 0, 255), squareSize, false);
@@ -172,7 +143,7 @@ ExitCode listBadPixels(const BadPixelsOptions& options, Console& console) {
         throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(image.pixels.size()) + " but " + first.name +
                                               " is " + sizeText(first.pixels.size()) + "; give frames of one camera");
       }
-      addTo(list, findBadPixels(image, options), first.pixels.size(), options.radius);
+      appendNewPixels(list, findBadPixels(image, options), first.pixels.size(), options.radius);
     });
   }
   const cv::Size size = first.pixels.size();

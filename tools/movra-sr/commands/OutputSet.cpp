@@ -12,6 +12,25 @@ OutputFile* OutputSet::open(const char* key, const std::string& name) {
   }
   auto file = std::make_unique<OutputFile>(name, replace);
   file->keepApartFrom(keptApart);
+  return add(key, name, std::move(file));
+}
+
+OutputFile* OutputSet::openGrowing(const char* key, const std::string& name) {
+  if (name.empty()) {
+    return nullptr;
+  }
+  auto file = std::make_unique<OutputFile>(name, true);
+  file->keepApartFrom(keptApart);
+  return add(key, name, std::move(file));
+}
+
+void OutputSet::drop(const OutputFile* file) {
+  entries.erase(
+      std::remove_if(entries.begin(), entries.end(), [&](const Entry& entry) { return entry.file.get() == file; }),
+      entries.end());
+}
+
+OutputFile* OutputSet::add(const char* key, const std::string& name, std::unique_ptr<OutputFile> file) {
   for (const Entry& other : entries) {
     if (file->isSameAs(*other.file)) {
       throw Failure(ExitCode::usage,

@@ -20,6 +20,13 @@ class OutputSet {
   /// @param key what the file is, in words and in the document
   OutputFile* open(const char* key, const std::string& name);
 
+  /// The same for a file that the run has read, too, and that grows with each run: it may exist. It is none of the
+  /// inputs of the constructor.
+  OutputFile* openGrowing(const char* key, const std::string& name);
+
+  /// Leaves a file as it is, or is not.
+  void drop(const OutputFile* file);
+
   /// Gives all files their names and tells them.
   void commit(Console& console);
 
@@ -29,6 +36,8 @@ class OutputSet {
     std::string name;
     std::unique_ptr<OutputFile> file;
   };
+
+  OutputFile* add(const char* key, const std::string& name, std::unique_ptr<OutputFile> file);
 
   bool replace;
   std::vector<std::string> keptApart;

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <memory>
 
+#include "tools/movra-sr/commands/CameraFiles.h"
 #include "tools/movra-sr/commands/Cameras.h"
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/commands/Help.h"
@@ -7,6 +9,7 @@
 #include "tools/movra-sr/commands/ReconstructOptions.h"
 #include "tools/movra-sr/io/ImageWriter.h"
 #include "tools/movra-sr/reconstruction/FrameChoice.h"
+#include "tools/movra-sr/reconstruction/KnownMotion.h"
 #include "tools/movra-sr/reconstruction/Preparation.h"
 #include "tools/movra-sr/reconstruction/Reconstruct.h"
 #include "tools/movra-sr/reconstruction/Window.h"
@@ -136,6 +139,20 @@ void chooseOfMany(const ReconstructOptions& options, Window& window, Parameters&
   }
 }
 
+/// Every file that is read, but for those that grow.
+std::vector<std::string> inputsOf(const ReconstructOptions& options, const Preparation& preparation,
+                                  const FrameSource& source) {
+  std::vector<std::string> inputs = preparation.files();
+  if (options.listGrows()) {
+    inputs.erase(std::remove(inputs.begin(), inputs.end(), options.badPixels), inputs.end());
+  }
+  if (!options.shifts.empty()) {
+    inputs.push_back(options.shifts);
+  }
+  inputs.insert(inputs.end(), source.files().begin(), source.files().end());
+  return inputs;
+}
+
 ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
   if (options.listCameras) {
     listCameras(console);
@@ -143,18 +160,28 @@ ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
   }
   checkOptions(options);
   const Preparation preparation(options.nucLow, options.nucHigh, options.badPixels);
+  const std::vector<KnownMotion> motions =
+      options.shifts.empty() ? std::vector<KnownMotion>() : readMotions(options.shifts);
+  CameraFiles camera(options);
   FrameSource source(options.inputs, {options.scale, options.raw});
-  std::vector<std::string> inputs = preparation.files();
-  inputs.insert(inputs.end(), source.files().begin(), source.files().end());
-  Outputs outputs(options, inputs);
+  Outputs outputs(options, inputsOf(options, preparation, source));
+  camera.open(outputs.files);
   Window window = readWindow(source, choiceFor(options));
+  camera.requireSizeOf(window.frames.front(), preparation);
+  if (!motions.empty()) {
+    dropUnaligned(window, motions, options.shifts);
+  }
   for (const std::string& note : window.notes) {
     console.note(note);
   }
   preparation.calibrate(window.frames);
   Parameters parameters = options.parameters;
   parameters.referenceSlot = referenceFor(window, options);
+  parameters.pattern = camera.pattern();
   chooseOfMany(options, window, parameters, console);
+  if (!motions.empty()) {
+    parameters.motions = motionsOf(window.frames, motions, options.shifts);
+  }
   if (parameters.motion == Motion::global) {
     noteJumps(window, parameters.referenceSlot, console);
   }
@@ -185,6 +212,7 @@ ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
                   "nothing written: no part of the image is seen by all frames, so that "
                   "--crop-border leaves nothing");
   }
+  camera.write(result, preparation.badPixelList(), outputs.files, console);
   if (console.strict && (!isGood(result) || console.hasNotes())) {
     throw Failure(ExitCode::degraded, "nothing written, because of --strict: " + status);
   }
@@ -201,6 +229,7 @@ void addReconstruct(CLI::App& application, Console& console, Action& chosen) {
   CLI::App* command =
       application.add_subcommand("reconstruct", "Make one image of twice the size from the frames of a burst");
   addInputOptions(*command, *options);
+  addCameraOptions(*command, *options);
   const char* const output = "Output";
   command
       ->add_option("-o,--output", options->output, "Result (required): .tiff, .npy or .csv of floats, .png of 16 bits")

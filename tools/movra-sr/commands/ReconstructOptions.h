@@ -22,6 +22,9 @@ struct ReconstructOptions {
   std::string coverage;
   std::string report;
   std::string badPixels;
+  std::string savedBadPixels;
+  std::string pattern;
+  std::string shifts;
   std::string nucLow;
   std::string nucHigh;
   std::string unit;
@@ -42,6 +45,9 @@ struct ReconstructOptions {
   bool verbose = false;
   bool listCameras = false;
 
+  /// Whether the list of bad pixels is to be written to the file from which it is read.
+  bool listGrows() const;
+
   /// Whether counts become temperatures by two exposures.
   bool isRaw() const { return !nucLow.empty(); }
 };
@@ -49,6 +55,8 @@ struct ReconstructOptions {
 /// Options that all commands share which reconstruct.
 void addInputOptions(CLI::App& command, ReconstructOptions& options);
 void addMethodOptions(CLI::App& command, ReconstructOptions& options);
+/// What a camera's files and known motions add to a single reconstruction.
+void addCameraOptions(CLI::App& command, ReconstructOptions& options);
 void addLookOptions(CLI::App& command, Look& look);
 
 /// Decides which method it is and takes its parameters over. Throws Failure (wrong command line) for no frames, and for
@@ -59,8 +67,8 @@ void settleMethod(ReconstructOptions& options);
 WindowChoice choiceFor(const ReconstructOptions& options);
 int referenceFor(const Window& window, const ReconstructOptions& options);
 
-/// settleMethod, and the same for the files. Throws Failure (wrong command line) for options that contradict each other or would have no effect; settles what follows
-/// from others.
+/// settleMethod, and the same for the files. Throws Failure (wrong command line) for options that contradict each other or
+/// would have no effect; settles what follows from others.
 void checkOptions(ReconstructOptions& options);
 
 }  // namespace movra::tool

@@ -36,12 +36,13 @@ std::string quoted(const std::string& name) {
 }
 
 std::string asCsv(const Reconstruction& result) {
-  std::string table = "frame,dx,dy,roll_degrees,zoom_percent,local_motion,agreeing_share,used\n";
+  std::string table = "frame,dx,dy,roll_degrees,zoom_percent,local_motion,agreeing_share,used,xx,xy,yx,yy\n";
   for (const FrameOutcome& frame : result.frames) {
     table +=
         quoted(frame.name) +
         format(",%.5f,%.5f,%.5f,%.5f,%.5f,", frame.shift.x, frame.shift.y, frame.roll, frame.zoom, frame.localMotion) +
-        (frame.agreement < 0 ? "" : format("%.4f", frame.agreement)) + (frame.used ? ",1\n" : ",0\n");
+        (frame.agreement < 0 ? "" : format("%.4f", frame.agreement)) + (frame.used ? ",1" : ",0") +
+        format(",%.7f,%.7f,%.7f,%.7f\n", frame.motion.xx, frame.motion.xy, frame.motion.yx, frame.motion.yy);
   }
   return table;
 }
@@ -137,7 +138,8 @@ void addRegister(CLI::App& application, Console& console, Action& chosen) {
       "Example:\n"
       "  movra-sr register FOLDER -o shifts.csv\n\n"
       "A shift is the position in the frame minus the position in the reference, in frame pixels, x to the\n"
-      "right and y down, in the middle of the image; roll turns clockwise, both about the middle.");
+      "right and y down, in the middle of the image; roll turns clockwise, both about the middle; xx, xy,\n"
+      "yx and yy are the matrix of roll, zoom and shear. reconstruct --shifts takes the file back.");
   command->callback([=, &console, &chosen] { chosen = [=, &console] { return registerFrames(*options, console); }; });
 }
 

@@ -20,6 +20,7 @@ using Fields = std::vector<std::string>;
 const Fields header = {"x", "y", "x1", "y1", "x2", "y2", "x3", "y3", "x4", "y4", "width", "height"};
 constexpr std::size_t positionFields = 2;
 constexpr std::size_t listFields = 10;
+const char* const burstsField = "bursts";
 constexpr int mostPixels = 1 << 20;
 
 std::string joined(const Fields& fields) {
@@ -94,12 +95,15 @@ BadPixelFile readBadPixels(const Bytes& bytes, const std::string& file) {
   Reader reader(bytes, file);
   Fields names;
   const bool hasHeader = reader.next(names);
-  const bool known = names.size() == positionFields || names.size() == listFields || names.size() == header.size();
-  if (!hasHeader || !known || !std::equal(names.begin(), names.end(), header.begin())) {
+  const bool counted = hasHeader && names.back() == burstsField;
+  const std::size_t columns = names.size() - (counted ? 1 : 0);
+  const bool known = columns == positionFields || columns == listFields || columns == header.size();
+  if (!hasHeader || !known ||
+      !std::equal(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(columns), header.begin())) {
     reader.fail("is no bad-pixel list; its first line is " + joined(header));
   }
 
-  BadPixelFile result{cv::Mat_<unsigned short>(0, static_cast<int>(listFields)), {}, file};
+  BadPixelFile result{cv::Mat_<unsigned short>(0, static_cast<int>(listFields)), {}, file, {}};
   for (Fields fields; reader.next(fields);) {
     if (fields.size() != names.size()) {
       reader.fail("has " + std::to_string(fields.size()) + " fields instead of " + std::to_string(names.size()));
@@ -108,12 +112,16 @@ BadPixelFile readBadPixels(const Bytes& bytes, const std::string& file) {
       reader.fail("more than " + std::to_string(mostPixels) + " pixels are listed; no sensor has so many bad ones");
     }
     std::vector<unsigned short> numbers = numbersOf(fields, reader);
+    if (counted) {
+      result.bursts.push_back(numbers.back());
+      numbers.pop_back();
+    }
     numbers.resize(header.size());
     const cv::Size frameSize(numbers[listFields], numbers[listFields + 1]);
     if (result.list.rows > 0 && frameSize != result.frameSize) {
       reader.fail("is for frames of " + sizeText(frameSize) + ", the lines before for " + sizeText(result.frameSize));
     }
-    if (names.size() == header.size() && !cv::Point(numbers[0], numbers[1]).inside({{}, frameSize})) {
+    if (columns == header.size() && !cv::Point(numbers[0], numbers[1]).inside({{}, frameSize})) {
       reader.fail("the pixel lies outside frames of " + sizeText(frameSize));
     }
     result.frameSize = frameSize;
@@ -123,8 +131,16 @@ BadPixelFile readBadPixels(const Bytes& bytes, const std::string& file) {
   return result;
 }
 
-std::string badPixelsAsCsv(const cv::Mat_<unsigned short>& list, cv::Size frameSize) {
-  std::string csv = joined(header) + '\n';
+int BadPixelFile::certainPixels() const {
+  int count = 0;
+  for (int row = 0; row < list.rows; ++row) {
+    count += isCertain(row) ? 1 : 0;
+  }
+  return count;
+}
+
+std::string badPixelsAsCsv(const cv::Mat_<unsigned short>& list, cv::Size frameSize, const std::vector<int>& bursts) {
+  std::string csv = joined(header) + (bursts.empty() ? "" : std::string(",") + burstsField) + '\n';
   for (int row = 0; row < list.rows; ++row) {
     Fields fields;
     for (int column = 0; column < list.cols; ++column) {
@@ -132,12 +148,15 @@ std::string badPixelsAsCsv(const cv::Mat_<unsigned short>& list, cv::Size frameS
     }
     fields.push_back(std::to_string(frameSize.width));
     fields.push_back(std::to_string(frameSize.height));
+    if (!bursts.empty()) {
+      fields.push_back(std::to_string(bursts[static_cast<std::size_t>(row)]));
+    }
     csv += joined(fields) + '\n';
   }
   return csv;
 }
 
-void markBadPixels(const BadPixelFile& badPixels, Frame& frame) {
+void requireSameSensor(const BadPixelFile& badPixels, const Frame& frame) {
   const cv::Size size = frame.pixels.size();
   if (!badPixels.frameSize.empty() && badPixels.frameSize != size) {
     throw Failure(ExitCode::badInput, badPixels.name + ": is for frames of " + sizeText(badPixels.frameSize) +
@@ -151,7 +170,15 @@ void markBadPixels(const BadPixelFile& badPixels, Frame& frame) {
                                             std::to_string(pixel.y) + ", outside " + frame.name + " of " +
                                             sizeText(size) + "; use the list of this camera");
     }
-    std::memcpy(&frame.pixels(pixel), &vision::flag::invalid, sizeof(float));
+  }
+}
+
+void markBadPixels(const BadPixelFile& badPixels, Frame& frame) {
+  requireSameSensor(badPixels, frame);
+  for (int row = 0; row < badPixels.list.rows; ++row) {
+    if (badPixels.isCertain(row)) {
+      std::memcpy(&frame.pixels(badPixels.list(row, 1), badPixels.list(row, 0)), &vision::flag::invalid, sizeof(float));
+    }
   }
 }
 

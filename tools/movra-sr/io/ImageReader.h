@@ -42,6 +42,8 @@ class ImageReader {
   virtual std::size_t pageNumber(std::size_t index) const { return index + 1; }
   /// Whether this tool wrote it as a result.
   virtual bool isResult() const { return false; }
+  /// The text that the file holds about the image, or nothing; of formats in which this tool looks for it.
+  virtual std::string description(std::size_t /*index*/) const { return {}; }
   /// What was done about the file that the user should know of, without its name; or nothing.
   virtual std::string note() const { return {}; }
 

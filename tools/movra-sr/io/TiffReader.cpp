@@ -82,7 +82,7 @@ class TiffReader : public ImageReader {
     if (tiff.get() == nullptr || !tiff.complaint.empty()) {
       damaged(0);
     }
-    result = isResultMark(software());
+    result = isResultMark(text(TIFFTAG_SOFTWARE));
     std::size_t number = 0;
     do {
       ++number;
@@ -109,6 +109,8 @@ class TiffReader : public ImageReader {
   std::size_t count() const override { return pages.size(); }
   std::size_t pageNumber(std::size_t index) const override { return pages[index].number; }
   bool isResult() const override { return result; }
+
+  std::string description(std::size_t index) const override { return pages[index].description; }
 
   ImageLayout layout(std::size_t index) const override {
     const Page& page = pages[index];
@@ -137,6 +139,7 @@ class TiffReader : public ImageReader {
     std::string objection;
     std::uint64_t offset;
     std::size_t number;
+    std::string description;
   };
 
   /// Whether the link to the next page, which ends a directory, is there. libtiff takes a missing one for that of the
@@ -160,7 +163,7 @@ class TiffReader : public ImageReader {
   }
 
   Page describe(const PageLayout& page, std::size_t number) const {
-    Page known{{}, page.objection(), TIFFCurrentDirOffset(tiff.get()), number};
+    Page known{{}, page.objection(), TIFFCurrentDirOffset(tiff.get()), number, text(TIFFTAG_IMAGEDESCRIPTION)};
     if (known.objection.empty()) {
       known.layout = {checkedSize(page.width, page.height), *page.sample(), page.samples};
     }
@@ -217,9 +220,10 @@ class TiffReader : public ImageReader {
     return bytesOf(page.layout.sample) * static_cast<std::size_t>(page.layout.channels);
   }
 
-  std::string software() const {
-    char* text = nullptr;
-    return TIFFGetField(tiff.get(), TIFFTAG_SOFTWARE, &text) != 0 && text != nullptr ? text : "";
+  /// A field of the current page.
+  std::string text(std::uint32_t tag) const {
+    char* value = nullptr;
+    return TIFFGetField(tiff.get(), tag, &value) != 0 && value != nullptr ? value : "";
   }
 
   [[noreturn]] void damaged(std::size_t number) const {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 #include "tools/movra-sr/Outcome.h"
 #include "vision/superresolution/reference/SuperResolution.h"
@@ -14,17 +15,29 @@ namespace {
 struct Exposure {
   cv::Mat_<short> counts;
   cv::Mat_<float> temperatures;
+  cv::Mat_<unsigned char> bad;  // other than 0: no count
 };
 
-cv::Mat_<short> countsOf(const Frame& frame) {
-  const auto isCount = [](float value) { return value >= -32768 && value <= 32767 && value == std::trunc(value); };
-  if (!std::all_of(frame.pixels.begin(), frame.pixels.end(), isCount)) {
+/// A frame with a larger share of pixels that are no counts is none of raw values.
+constexpr double tolerableShare = 0.5;
+
+bool isCount(float value) {
+  return value >= -32768 && value <= 32767 && value == std::trunc(value);
+}
+
+/// Pixels that are no counts become 0 and other than 0 in `bad`.
+cv::Mat_<short> countsOf(const Frame& frame, cv::Mat_<unsigned char>& bad) {
+  cv::Mat_<short> counts(frame.pixels.size());
+  bad.create(frame.pixels.size());
+  std::transform(frame.pixels.begin(), frame.pixels.end(), counts.begin(),
+                 [](float value) { return isCount(value) ? static_cast<short>(value) : short{0}; });
+  std::transform(frame.pixels.begin(), frame.pixels.end(), bad.begin(),
+                 [](float value) { return static_cast<unsigned char>(isCount(value) ? 0 : 255); });
+  if (cv::countNonZero(bad) > tolerableShare * static_cast<double>(bad.total())) {
     throw Failure(ExitCode::badInput, frame.name +
-                                          ": has values that are no counts within -32768 .. 32767; --nuc-low and "
+                                          ": most of its values are no counts within -32768 .. 32767; --nuc-low and "
                                           "--nuc-high take raw frames");
   }
-  cv::Mat_<short> counts;
-  frame.pixels.convertTo(counts, CV_16S);
   return counts;
 }
 
@@ -38,7 +51,9 @@ void requireSize(const Frame& image, cv::Size size) {
 Exposure readExposure(const ExposureArgument& argument, cv::Size size) {
   const Frame raw = readImage(argument.countsFile);
   requireSize(raw, size);
-  Exposure exposure{countsOf(raw), cv::Mat_<float>(size)};
+  Exposure exposure;
+  exposure.counts = countsOf(raw, exposure.bad);
+  exposure.temperatures.create(size);
   if (argument.temperatureFile.empty()) {
     exposure.temperatures = argument.temperature;
   } else {
@@ -75,10 +90,11 @@ void toTemperatures(std::vector<Frame>& frames, const ExposureArgument& low, con
   const cv::Size size = frames.front().pixels.size();
   const Exposure cold = readExposure(low, size);
   const Exposure warm = readExposure(high, size);
+  const cv::Mat_<unsigned char> unusable(cold.bad | warm.bad);
   if (cv::mean(cold.temperatures)[0] > cv::mean(warm.temperatures)[0]) {
     throw Failure(ExitCode::usage, "--nuc-low is warmer than --nuc-high; exchange them");
   }
-  if (cv::countNonZero(cold.counts != warm.counts) == 0) {
+  if (cv::countNonZero((cold.counts != warm.counts) & (unusable == 0)) == 0) {
     throw Failure(ExitCode::badInput, low.countsFile + " and " + high.countsFile +
                                           ": all pixels have equal counts in the two exposures; take two of different "
                                           "temperature");
@@ -86,8 +102,10 @@ void toTemperatures(std::vector<Frame>& frames, const ExposureArgument& low, con
   vision::SuperResolution converter(size.width, size.height, 1, 1);
   converter.setNucToRad(cold.counts, cold.temperatures, warm.counts, warm.temperatures);
   for (Frame& frame : frames) {
-    converter.NucToRad(countsOf(frame));
+    cv::Mat_<unsigned char> bad;
+    converter.NucToRad(countsOf(frame, bad));
     frame.pixels = converter.getRadiometricFrame().clone();
+    frame.pixels.setTo(std::numeric_limits<float>::quiet_NaN(), bad | unusable);
   }
 }
 

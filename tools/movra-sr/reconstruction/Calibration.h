@@ -19,8 +19,8 @@ struct ExposureArgument {
 ExposureArgument parseExposure(const std::string& text);
 
 /// Turns raw frames, 16-bit counts, into temperatures by a cold and a warm exposure, pixel by pixel. Pixels whose counts
-/// do not differ between the exposures become NaN, which engines take for bad pixels. Throws Failure for an exposure
-/// that cannot be used and for values that are no 16-bit counts.
+/// do not differ between the exposures, or are no 16-bit counts in the frame or an exposure, become NaN, which engines take for bad pixels. Throws Failure for an exposure
+/// that cannot be used and for images of which most values are no 16-bit counts.
 void toTemperatures(std::vector<Frame>& frames, const ExposureArgument& low, const ExposureArgument& high);
 
 }  // namespace movra::tool

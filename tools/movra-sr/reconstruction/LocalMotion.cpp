@@ -96,6 +96,8 @@ Reconstruction convert(vision::LocalMotionResult&& found, const std::vector<Fram
                   {found.field.left, found.field.top},
                   {found.field.stepX, found.field.stepY},
                   std::move(found.field.shifts)};
+  result.badPixels = found.badPixelMap;
+  result.pattern = std::move(found.patternAverage);
   result.figures = {{"noise", found.noise},        {"bad_pixels_found", found.badPixels},
                     {"pattern", found.pattern},    {"tv_weight", found.weightTV},
                     {"psf_sigma", found.psfSigma}, {"iterations", found.iterations},
@@ -134,6 +136,10 @@ Reconstruction reconstructLocally(const std::vector<Frame>& window, const Parame
       const cv::Mat_<float> dense = frame.pixels.isContinuous() ? frame.pixels : frame.pixels.clone();
       method.addFrame(dense.ptr<float>());
     }
+    if (!parameters.pattern.empty()) {
+      method.setKnownPattern(parameters.pattern.data());
+    }
+    method.setMotions(parameters.motions);
     return convert(method.computeSR(), window);
   } catch (const Exception& refusal) {
     throw Failure(ExitCode::usage, withOptionName(refusal.what()));

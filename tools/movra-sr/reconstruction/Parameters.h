@@ -1,6 +1,9 @@
 #pragma once
 
 #include <optional>
+#include <vector>
+
+#include "vision/superresolution/AffineMotion.h"
 
 namespace movra::tool {
 
@@ -43,6 +46,8 @@ struct Parameters {
   bool correctOffset = true;
   bool findBadPixels = true;
   bool correctPattern = true;
+  std::vector<float> pattern;                 ///< known beforehand, a value per pixel; or empty
+  std::vector<vision::AffineMotion> motions;  ///< known beforehand, one per frame; empty: estimated
 };
 
 }  // namespace movra::tool

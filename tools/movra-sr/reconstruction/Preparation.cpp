@@ -20,7 +20,7 @@ Preparation::Preparation(const std::string& nucLow, const std::string& nucHigh, 
 }
 
 std::optional<int> Preparation::listedPixels() const {
-  return marks ? std::optional<int>(badPixels.list.rows) : std::nullopt;
+  return marks ? std::optional<int>(badPixels.certainPixels()) : std::nullopt;
 }
 
 void Preparation::calibrate(std::vector<Frame>& frames) const {

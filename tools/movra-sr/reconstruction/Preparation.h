@@ -18,7 +18,9 @@ class Preparation {
   /// The files that are read for it.
   const std::vector<std::string>& files() const { return inputs; }
 
-  /// Number of bad pixels in the list, if there is one.
+  const BadPixelFile& badPixelList() const { return badPixels; }
+
+  /// Number of bad pixels in the list that are marked, if there is one.
   std::optional<int> listedPixels() const;
 
   void calibrate(std::vector<Frame>& frames) const;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "vision/superresolution/AffineMotion.h"
+#include "vision/superresolution/FixedPattern.h"
 
 namespace movra::tool {
 
@@ -53,6 +54,10 @@ struct Reconstruction {
   int reference = 0;   ///< its frame
   float srFactor = 0;  ///< 0.75 .. 2, of a good one; five frames count
   ShiftGrid field;     ///< of local motion only
+
+  // Of local motion only; empty where nothing could be told.
+  cv::Mat_<unsigned char> badPixels;  ///< frame size: other than 0 where the burst showed a pixel to be bad
+  vision::PatternAverage pattern;     ///< the sensor's, as this burst tells it
 
   /// Figures of the method, in the order in which they are told: name, as a key of JSON, and value.
   std::vector<std::pair<std::string, double>> figures;

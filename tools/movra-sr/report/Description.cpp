@@ -36,6 +36,7 @@ Json describe(const FrameOutcome& frame) {
                {"dy", frame.shift.y},
                {"roll_degrees", frame.roll},
                {"zoom_percent", frame.zoom},
+               {"affine", {frame.motion.xx, frame.motion.xy, frame.motion.yx, frame.motion.yy}},
                {"agreeing_share", share(frame.agreement)},
                {"local_motion", frame.localMotion},
                {"level", frame.offset},

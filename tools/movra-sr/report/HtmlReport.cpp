@@ -129,8 +129,10 @@ std::string figureTable(const Json& figures) {
 std::string advice(const Reconstruction& result) {
   switch (result.verdict) {
     case Verdict::good:
-      return isGood(result) ? "The frames fit together. Move the slider to see what was gained."
-                            : "Look at the picture: where it is clean, it is none the worse.";
+      return isGoodInParts(result)
+                 ? "The frames fit together in parts. Look at the coverage: where it is low, nothing was gained."
+             : isGood(result) ? "The frames fit together. Move the slider to see what was gained."
+                              : "Look at the picture: where it is clean, it is none the worse.";
     case Verdict::singleFrame:
       return "Give more frames of the same scene, from a camera that moves by a pixel or two between them.";
     case Verdict::tooFewUsablePixels:

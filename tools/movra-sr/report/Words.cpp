@@ -10,7 +10,7 @@ namespace {
 
 template <class... Values>
 std::string format(const char* pattern, Values... values) {
-  char text[320];
+  char text[480];
   std::snprintf(text, sizeof text, pattern, values...);
   return text;
 }
@@ -27,6 +27,23 @@ std::string faintFrames(const Reconstruction& result) {
 
 bool isNegligible(double roll) {
   return std::abs(roll) < 0.05;
+}
+
+/// Below this mean share of fitting pixels, a result is good in parts only.
+constexpr double leastWholeShare = 0.5;
+
+/// Mean share of the pixels of the used frames, without the reference, that fit; -1 where the method does not tell.
+double usableShare(const Reconstruction& result) {
+  double sum = 0;
+  int count = 0;
+  for (std::size_t i = 0; i < result.frames.size(); ++i) {
+    const FrameOutcome& frame = result.frames[i];
+    if (frame.used && static_cast<int>(i) != result.reference && frame.usable >= 0) {
+      sum += frame.usable;
+      ++count;
+    }
+  }
+  return count == 0 ? -1 : sum / count;
 }
 
 /// Both axes, one or none of them lack sub-pixel places.
@@ -56,6 +73,11 @@ bool isGood(const Reconstruction& result) {
   return result.verdict == Verdict::good && faintFrames(result).empty();
 }
 
+bool isGoodInParts(const Reconstruction& result) {
+  const double share = usableShare(result);
+  return isGood(result) && share >= 0 && share < leastWholeShare;
+}
+
 std::string statusInWords(const Reconstruction& result) {
   const int count = static_cast<int>(result.frames.size());
   switch (result.verdict) {
@@ -65,9 +87,17 @@ std::string statusInWords(const Reconstruction& result) {
         return "degraded, values span less than 2, which is little structure to align by, in " + faint +
                " (where frames are clean and the sr factor is high, the image is none the worse)";
       }
-      return result.usedFrames() == count
-                 ? "good, all frames could be aligned"
-                 : format("good, %d of %d frames could be aligned", result.usedFrames(), count);
+      const std::string aligned = result.usedFrames() == count
+                                      ? "all frames could be aligned"
+                                      : format("%d of %d frames could be aligned", result.usedFrames(), count);
+      if (!isGoodInParts(result)) {
+        return "good, " + aligned;
+      }
+      return "good, in parts: " + aligned +
+             format(
+                 ", but on average only %.0f %% of their pixels fit the reference; where --coverage is low, little is "
+                 "gained (leave out the frames that fit least, see --verbose, or take another --reference)",
+                 100 * usableShare(result));
     }
     case Verdict::singleFrame:
       return count == 1 ? "degraded, made of one frame, which is sharper and holds no new detail"

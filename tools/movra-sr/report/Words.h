@@ -23,7 +23,10 @@ std::string statisticsInWords(const Statistics& statistics, const std::string& u
 /// One line per frame: its motion against the reference and how much of it could be used, or why it was left out.
 std::string frameTable(const Reconstruction& result);
 
-/// Whether all is as it should be.
+/// Whether it is good where frames fit, but most of their pixels do not.
+bool isGoodInParts(const Reconstruction& result);
+
+/// Whether all is as it should be, at least in parts.
 bool isGood(const Reconstruction& result);
 
 }  // namespace movra::tool
