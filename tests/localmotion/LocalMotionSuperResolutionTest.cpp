@@ -117,6 +117,25 @@ TEST(LocalMotionSuperResolution, FollowsTwoDepths) {
   EXPECT_GT(gainOverBicubic(imageOf(result), burst, 0), 2.4);
 }
 
+TEST(LocalMotionSuperResolution, GainsWhereEveryBlockSeesTwoDepths) {
+  // Twigs in front that move by more than the scene behind them: every block sees both motions.
+  const Extra twigs = [](int k, cv::Point2d p) {
+    const cv::Point2d d = p - 0.5 * places[static_cast<std::size_t>(k)];
+    return std::abs(std::remainder(d.x + 0.3 * d.y, 17)) < 1.5 ? 15.0 : 0.0;
+  };
+  std::vector<Motion> back;
+  for (const cv::Point2d& place : places) {
+    back.push_back([place](cv::Point2d p) { return p - place; });
+  }
+  const SyntheticBurst burst = makeMovingBurst(width, height, back, twigs);
+  SyntheticBurst alone = burst;
+  alone.frames.resize(1);
+  const auto gainOf = [&](const SyntheticBurst& frames) {
+    return gainOverBicubic(imageOf(reconstruct(frames)), burst, 0);
+  };
+  EXPECT_GT(gainOf(burst), gainOf(alone) + 1.5);
+}
+
 TEST(LocalMotionSuperResolution, LeavesNoGhostOfSlowMover) {
   // A warm disc that moves by 0.8 pixels from frame to frame, beside what the camera does.
   const Extra disc = [](int k, cv::Point2d p) {

@@ -44,7 +44,7 @@ struct LocalMotionOptions {
   /// Side of a tile without its margin in low-resolution pixels, 8 ... 4096. 0: from the motion.
   int tileCore = 0;
 
-  /// Misalignment in low-resolution pixels beyond which a pixel is masked, 0.05 ... 10. 0: 0.5, or 0.2 for frames with
+  /// Misalignment in low-resolution pixels beyond which a pixel is masked, 0.05 ... 10. 0: 0.5, or 0.12 for frames with
   /// local motion.
   double alignmentError = 0;
 

@@ -20,9 +20,9 @@ constexpr int fitIterations = 12;
 constexpr double fitResidue = 0.002;
 constexpr double fitWeight = 400;
 constexpr int tileMargin = 6;
-constexpr double leastTrusted = 0.05;      // share of the reference's pixels
-constexpr double usualMisalignment = 0.5;  // pixels
-constexpr double localMisalignment = 0.2;  // with local motion: the field may be wrong where the depth steps
+constexpr double leastTrusted = 0.05;       // share of the reference's pixels
+constexpr double usualMisalignment = 0.5;   // pixels
+constexpr double localMisalignment = 0.12;  // with local motion: the field is wrong on both sides of a step in depth
 
 /// How hard a preset tries.
 struct Effort {
