@@ -151,6 +151,44 @@ void largestOfFive(const float* row, int count, float* __restrict out) {
   }
 }
 
+inline void correlate(const float* a, const float* b, int step, int count, float level, float* __restrict sums) {
+  float rows[correlationSums][correlationLanes] = {};
+  int begin = 0;
+  for (; begin + correlationLanes <= count; begin += correlationLanes) {
+    for (int lane = 0; lane < correlationLanes; ++lane) {
+      const float p = a[(begin + lane) * step] - level;
+      const float q = b[(begin + lane) * step] - level;
+      rows[sumA][lane] += p;
+      rows[sumB][lane] += q;
+      rows[sumAA][lane] += p * p;
+      rows[sumBB][lane] += q * q;
+      rows[sumAB][lane] += p * q;
+    }
+  }
+  for (int i = begin; i < count; ++i) {
+    const float p = a[i * step] - level;
+    const float q = b[i * step] - level;
+    rows[sumA][i - begin] += p;
+    rows[sumB][i - begin] += q;
+    rows[sumAA][i - begin] += p * p;
+    rows[sumBB][i - begin] += q * q;
+    rows[sumAB][i - begin] += p * q;
+  }
+  for (int s = 0; s < correlationSums; ++s) {
+    for (int lane = 0; lane < correlationLanes; ++lane) {
+      sums[s * correlationLanes + lane] = rows[s][lane];
+    }
+  }
+}
+
+void correlateRows(const float* a, const float* b, int step, int count, float level, float* sums) {
+  if (step == 1) {
+    correlate(a, b, 1, count, level, sums);
+  } else {
+    correlate(a, b, step, count, level, sums);
+  }
+}
+
 int joinMasks(const char* __restrict a, const char* __restrict b, int count, char* __restrict out) {
   int sum = 0;
   for (int i = 0; i < count; ++i) {
@@ -164,7 +202,7 @@ int joinMasks(const char* __restrict a, const char* __restrict b, int count, cha
 }  // namespace
 
 extern const LocalMotionKernels localMotionKernels;
-const LocalMotionKernels localMotionKernels{blurRow,       blurColumn, sampleLine, addNormalRow, squaredGradientRow,
-                                            largestOfFive, joinMasks};
+const LocalMotionKernels localMotionKernels{blurRow,       blurColumn,    sampleLine, addNormalRow, squaredGradientRow,
+                                            largestOfFive, correlateRows, joinMasks};
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

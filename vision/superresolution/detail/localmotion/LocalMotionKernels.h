@@ -32,6 +32,12 @@ enum NormalSum {
   normalSums
 };
 
+/// Partial sums of a correlation's sums, by the same rule.
+constexpr int correlationLanes = 8;
+
+/// Sums of a correlation.
+enum CorrelationSum { sumA, sumB, sumAA, sumBB, sumAB, correlationSums };
+
 /// Kernels of the motion estimation.
 struct LocalMotionKernels {
   /// out[i] = taps[0] row[i] + sum over j of taps[j] (row[i - j] + row[i + j]), by ascending j.
@@ -55,6 +61,9 @@ struct LocalMotionKernels {
 
   /// out[i] = largest of row[i - 2 ... i + 2].
   void (*largestOfFive)(const float* row, int count, float* out);
+
+  /// Sets correlationSums x correlationLanes sums over `count` elements, step apart; both rows are taken less `level`.
+  void (*correlateRows)(const float* a, const float* b, int step, int count, float level, float* sums);
 
   /// out[i] = 1 where both masks, of 0 and 1, are 1, else 0; returns how many are.
   int (*joinMasks)(const char* a, const char* b, int count, char* out);

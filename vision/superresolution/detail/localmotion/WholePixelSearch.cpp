@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdint>
 
+#include "vision/superresolution/detail/localmotion/LocalMotionKernels.h"
+
 namespace movra::vision::detail {
 
 namespace {
@@ -32,34 +34,16 @@ double correlationAt(const PaddedImage& reference, const PaddedImage& frame, int
   for (int y = y0; y < y1; y += step) {
     const float* const a = reference.row(y);
     const float* const b = frame.row(y + dy) + dx;
-    constexpr int lanes = 8;
-    float rows[5][lanes] = {};
-    const auto add = [&](int x, int lane) {
-      const float p = a[x] - level;
-      const float q = b[x] - level;
-      rows[0][lane] += p;
-      rows[1][lane] += q;
-      rows[2][lane] += p * p;
-      rows[3][lane] += q * q;
-      rows[4][lane] += p * q;
-    };
+    float rows[correlationSums * correlationLanes];
     const int count = (x1 - x0 + step - 1) / step;
-    int done = 0;
-    for (; done + lanes <= count; done += lanes) {
-      for (int lane = 0; lane < lanes; ++lane) {
-        add(x0 + (done + lane) * step, lane);
-      }
-    }
-    for (; done < count; ++done) {
-      add(x0 + done * step, done % lanes);
-    }
+    localMotionKernels().correlateRows(a + x0, b + x0, step, count, level, rows);
     sums.count += count;
-    for (int l = 0; l < lanes; ++l) {
-      sums.a += static_cast<double>(rows[0][l]);
-      sums.b += static_cast<double>(rows[1][l]);
-      sums.aa += static_cast<double>(rows[2][l]);
-      sums.bb += static_cast<double>(rows[3][l]);
-      sums.ab += static_cast<double>(rows[4][l]);
+    for (int l = 0; l < correlationLanes; ++l) {
+      sums.a += static_cast<double>(rows[sumA * correlationLanes + l]);
+      sums.b += static_cast<double>(rows[sumB * correlationLanes + l]);
+      sums.aa += static_cast<double>(rows[sumAA * correlationLanes + l]);
+      sums.bb += static_cast<double>(rows[sumBB * correlationLanes + l]);
+      sums.ab += static_cast<double>(rows[sumAB * correlationLanes + l]);
     }
   }
   return sums.count > 0 ? sums.normalised() : -2;
