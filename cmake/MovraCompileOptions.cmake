@@ -48,3 +48,10 @@ if(MOVRA_COVERAGE)
   target_compile_options(movra_options INTERFACE --coverage)
   target_link_options(movra_options INTERFACE --coverage)
 endif()
+
+# Large headers that nearly every source of a target includes.
+function(movra_precompile target)
+  if(MOVRA_PRECOMPILE_HEADERS)
+    target_precompile_headers(${target} PRIVATE ${ARGN})
+  endif()
+endfunction()

@@ -57,8 +57,8 @@ inline simde__m128i loadPairs(const short* pairs, int count) {
   if (count == 4) {
     return simde_mm_loadu_si128(reinterpret_cast<const simde__m128i*>(pairs));
   }
-  int each[3] = {};
-  for (int k = 0; k < count; ++k) {
+  int each[4] = {};
+  for (int k = 0; k < count && k < 4; ++k) {
     std::memcpy(each + k, pairs + 2 * k, sizeof *each);
   }
   return simde_mm_set_epi32(0, each[2], each[1], each[0]);
