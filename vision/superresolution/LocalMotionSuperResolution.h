@@ -37,6 +37,7 @@ class MOVRA_SUPERRESOLUTION_API LocalMotionSuperResolution {
   /// Forgets all frames.
   void clearFrames();
 
+  /// Number of frames held.
   int frameCount() const;
 
   /// Pixels of the sensor that are known to be bad, height x width, other than 0 where bad; null: none. Copied.

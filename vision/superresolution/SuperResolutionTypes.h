@@ -7,6 +7,7 @@ namespace movra::vision {
 /// A point or shift of the reference engine: x to the right, y downward, in pixels.
 struct PointF {
   PointF() = default;
+  /// Column x_, row y_.
   PointF(float x_, float y_) : x(x_), y(y_) {}
 
   float x = 0;
@@ -16,6 +17,7 @@ struct PointF {
 /// A whole-pixel point or shift of the reference engine.
 struct PointI {
   PointI() = default;
+  /// Column x_, row y_.
   PointI(int x_, int y_) : x(x_), y(y_) {}
 
   int x = 0;
