@@ -19,7 +19,7 @@ namespace {
 
 using namespace detail;
 
-constexpr int smallestSide = 16;
+constexpr int smallestImageSide = 16;
 constexpr double degrees = 57.295779513082320877;
 constexpr double largestSlant = 35;     // degrees from an axis; beyond, both axes blur the edge alike
 constexpr double interpolatedFrom = 1;  // decades
@@ -165,7 +165,7 @@ const char* toString(InterpolatedLines lines) {
 EdgePsfReport EdgePsf::measure(const float* frame, int width, int height) {
   requireFrames({&frame, 1, width, height});
   EdgePsfReport report;
-  if (std::min(width, height) < smallestSide) {
+  if (std::min(width, height) < smallestImageSide) {
     report.outcome = EdgeOutcome::frameTooSmall;
     return report;
   }

@@ -17,7 +17,7 @@ std::unique_ptr<detail::DataTerm<char>> makeDataTerm(const detail::Reconstructio
   return std::make_unique<detail::WholeImageDataTerm<SrFloatConvolution>>(size);
 }
 
-std::unique_ptr<detail::TvSolver<char>> makeSolver(const detail::ReconstructionSize& size) {
+std::unique_ptr<detail::TvSolver<char>> makeFusedSolver(const detail::ReconstructionSize& size) {
   detail::TvSolver<char>::Setup setup;
   setup.dataTerm = makeDataTerm(size);
   return std::make_unique<detail::TvSolver<char>>(size, std::move(setup));
@@ -26,6 +26,6 @@ std::unique_ptr<detail::TvSolver<char>> makeSolver(const detail::ReconstructionS
 }  // namespace
 
 SrFloatMinimization::SrFloatMinimization(int width, int height, int frameCount, float factor)
-    : TvMinimization(makeSolver(detail::reconstructionSize(width, height, frameCount, factor))) {}
+    : TvMinimization(makeFusedSolver(detail::reconstructionSize(width, height, frameCount, factor))) {}
 
 }  // namespace movra::vision

@@ -8,7 +8,7 @@ namespace movra::vision {
 
 namespace {
 
-std::unique_ptr<detail::TvSolver<float>> makeSolver(const detail::ReconstructionSize& size) {
+std::unique_ptr<detail::TvSolver<float>> makeVectorSolver(const detail::ReconstructionSize& size) {
   detail::TvSolver<float>::Setup setup;
   setup.slack = 4;  // room for a vector of four that hangs over the last element
   setup.dataTerm = std::make_unique<detail::WholeImageDataTerm<SrFloatNeonConvolution>>(size, setup.slack);
@@ -18,6 +18,6 @@ std::unique_ptr<detail::TvSolver<float>> makeSolver(const detail::Reconstruction
 }  // namespace
 
 SrFloatNeonMinimization::SrFloatNeonMinimization(int width, int height, int frameCount, float factor)
-    : TvMinimization(makeSolver(detail::reconstructionSize(width, height, frameCount, factor))) {}
+    : TvMinimization(makeVectorSolver(detail::reconstructionSize(width, height, frameCount, factor))) {}
 
 }  // namespace movra::vision

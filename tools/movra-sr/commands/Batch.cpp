@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -17,6 +16,7 @@
 #include <vector>
 
 #include "tools/movra-sr/commands/Commands.h"
+#include "tools/movra-sr/commands/Interrupt.h"
 #include "tools/movra-sr/io/NaturalOrder.h"
 
 extern char** environ;
@@ -34,12 +34,6 @@ struct BatchOptions {
   bool replace = false;
   std::vector<std::string> rest;  ///< for each movra-sr reconstruct
 };
-
-volatile std::sig_atomic_t interrupted = 0;
-
-void noteInterrupt(int) {
-  interrupted = 1;
-}
 
 /// A burst that is being reconstructed, by this program in a process of its own: what is wrong with one burst ends that
 /// process alone.
@@ -206,15 +200,14 @@ ExitCode runBatch(const BatchOptions& options, Console& console) {
   Records records(folder / "records.jsonl");
   const auto most = static_cast<std::size_t>(
       options.jobs > 0 ? options.jobs : static_cast<int>(std::max(1U, std::thread::hardware_concurrency())));
-  std::signal(SIGINT, noteInterrupt);
-  std::signal(SIGTERM, noteInterrupt);
+  noteInterrupts();
 
   const bool terminal = isatty(STDERR_FILENO) != 0;
   std::vector<Job> running;
   std::size_t next = 0;
   int done = 0, skipped = 0, failed = 0;
-  while (!running.empty() || (next < bursts.size() && interrupted == 0)) {
-    while (running.size() < most && next < bursts.size() && interrupted == 0) {
+  while (!running.empty() || (next < bursts.size() && !isInterrupted())) {
+    while (running.size() < most && next < bursts.size() && !isInterrupted()) {
       const fs::path& burst = bursts[next++];
       const fs::path image = folder / (burst.filename().string() + ".tiff");
       // An image appears when it is whole. One without a record is of a run that was killed between the two.
@@ -246,10 +239,10 @@ ExitCode runBatch(const BatchOptions& options, Console& console) {
   console.document["failed"] = failed;
   console.say(std::to_string(done) + " done, " + std::to_string(skipped) + " were done before, " +
               std::to_string(failed) + " degraded or failed; records: " + (folder / "records.jsonl").string());
-  if (interrupted != 0) {
+  if (isInterrupted()) {
     console.note("interrupted; the same command goes on from here");
   }
-  return failed == 0 && interrupted == 0 ? ExitCode::done : ExitCode::degraded;
+  return failed == 0 && !isInterrupted() ? ExitCode::done : ExitCode::degraded;
 }
 
 }  // namespace

@@ -16,11 +16,11 @@ struct CompareOptions {
   int border = 8;
 };
 
-constexpr int smallestSide = 11;  // the window of the structural similarity
+constexpr int smallestComparedSide = 11;  // the window of the structural similarity
 
 cv::Mat_<float> withoutBorder(const Frame& image, int border) {
   const cv::Mat_<float>& pixels = image.pixels;
-  if (std::min(pixels.cols, pixels.rows) < 2 * border + smallestSide) {
+  if (std::min(pixels.cols, pixels.rows) < 2 * border + smallestComparedSide) {
     throw Failure(ExitCode::badInput, image.name + ": is " + sizeText(pixels.size()) + ", too small for a border of " +
                                           std::to_string(border) + " pixels; give a smaller --border");
   }

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <cstdio>
 #include <memory>
 
 #include "tools/movra-sr/commands/Commands.h"
@@ -10,18 +9,12 @@
 #include "tools/movra-sr/reconstruction/Reconstruct.h"
 #include "tools/movra-sr/reconstruction/Window.h"
 #include "tools/movra-sr/report/Description.h"
+#include "tools/movra-sr/report/Format.h"
 #include "tools/movra-sr/report/Words.h"
 
 namespace movra::tool {
 
 namespace {
-
-template <class... Values>
-std::string format(const char* pattern, Values... values) {
-  char text[200];
-  std::snprintf(text, sizeof text, pattern, values...);
-  return text;
-}
 
 /// A name as a field of CSV.
 std::string quoted(const std::string& name) {

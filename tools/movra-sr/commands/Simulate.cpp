@@ -24,17 +24,17 @@ struct SimulateOptions {
   bool replace = false;
 };
 
-constexpr int smallestSide = 16;
+constexpr int smallestSimulatedSide = 16;
 constexpr int largestSide = 2048;
 
 cv::Size parseSize(const std::string& text) {
   int width = 0;
   int height = 0;
   char rest = 0;
-  if (std::sscanf(text.c_str(), "%dx%d%c", &width, &height, &rest) != 2 || std::min(width, height) < smallestSide ||
-      std::max(width, height) > largestSide) {
+  if (std::sscanf(text.c_str(), "%dx%d%c", &width, &height, &rest) != 2 ||
+      std::min(width, height) < smallestSimulatedSide || std::max(width, height) > largestSide) {
     throw Failure(ExitCode::usage, "--size " + text + ": give WIDTHxHEIGHT of a frame, each " +
-                                       std::to_string(smallestSide) + " to " + std::to_string(largestSide));
+                                       std::to_string(smallestSimulatedSide) + " to " + std::to_string(largestSide));
   }
   return {width, height};
 }
@@ -58,7 +58,7 @@ cv::Mat_<float> makeScene(const SimulateOptions& options, SimulatedCamera& camer
     camera.frameSize = largest;
   }
   if (camera.frameSize.width > largest.width || camera.frameSize.height > largest.height ||
-      std::min(largest.width, largest.height) < smallestSide) {
+      std::min(largest.width, largest.height) < smallestSimulatedSide) {
     throw Failure(ExitCode::badInput, scene.name + ": is " + sizeText(scene.pixels.size()) +
                                           ", too small a scene; a frame needs twice its size and " +
                                           std::to_string(margin) + " pixels more on each side");

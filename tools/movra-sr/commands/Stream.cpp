@@ -1,12 +1,12 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <memory>
 
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/commands/Help.h"
+#include "tools/movra-sr/commands/Interrupt.h"
 #include "tools/movra-sr/commands/OutputSet.h"
 #include "tools/movra-sr/commands/ReconstructOptions.h"
 #include "tools/movra-sr/io/ImageWriter.h"
@@ -19,12 +19,6 @@
 namespace movra::tool {
 
 namespace {
-
-volatile std::sig_atomic_t interrupted = 0;
-
-void noteInterrupt(int) {
-  interrupted = 1;
-}
 
 /// Where the results go: pages of one TIFF file, or files with a number in their name.
 class ResultSink {
@@ -154,12 +148,11 @@ ExitCode runStream(ReconstructOptions options, Console& console) {
   const auto size = static_cast<std::size_t>(wanted);
   const std::size_t total = source.count();
 
-  std::signal(SIGINT, noteInterrupt);
-  std::signal(SIGTERM, noteInterrupt);
+  noteInterrupts();
   Progress progress(console, total);
   Window window;
   Series series;
-  for (std::size_t i = static_cast<std::size_t>(options.first.value_or(1) - 1); i < total && interrupted == 0; ++i) {
+  for (std::size_t i = static_cast<std::size_t>(options.first.value_or(1) - 1); i < total && !isInterrupted(); ++i) {
     Frame frame = source.read(i);
     const std::string fault = faultOf(frame, options.isRaw() || options.parameters.counts);
     const std::string name = frame.name;
@@ -182,7 +175,7 @@ ExitCode runStream(ReconstructOptions options, Console& console) {
   }
   sink.finish();
   console.document["count"] = series.results;
-  if (interrupted != 0) {
+  if (isInterrupted()) {
     console.note("interrupted; what is written is whole");
   }
   if (series.results == 0) {
@@ -191,7 +184,7 @@ ExitCode runStream(ReconstructOptions options, Console& console) {
   }
   console.say("series: " + options.output + ", " + std::to_string(series.results) + " images from windows of " +
               std::to_string(size) + " frames");
-  return series.degraded == 0 && interrupted == 0 ? ExitCode::done : ExitCode::degraded;
+  return series.degraded == 0 && !isInterrupted() ? ExitCode::done : ExitCode::degraded;
 }
 
 }  // namespace

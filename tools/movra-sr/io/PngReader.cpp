@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/movra-sr/io/ImageFormats.h"
+#include "tools/movra-sr/io/PngCallbacks.h"
 
 namespace movra::tool {
 
@@ -28,12 +29,6 @@ void readInput(png_structp png, png_bytep target, std::size_t count) {
     png_error(png, "the file ends early");
   }
   input.at += count;
-}
-
-void ignoreWarning(png_structp, png_const_charp) {}
-
-[[noreturn]] void jumpOut(png_structp png, png_const_charp) {
-  png_longjmp(png, 1);
 }
 
 /// A file as libpng has it open. libpng reports errors by a long jump, which must not pass over destructors: each

@@ -4,17 +4,12 @@
 #include <vector>
 
 #include "tools/movra-sr/io/ImageReader.h"
+#include "tools/movra-sr/io/PngCallbacks.h"
 #include "tools/movra-sr/io/StoredValues.h"
 
 namespace movra::tool {
 
 namespace {
-
-void ignoreWarning(png_structp, png_const_charp) {}
-
-[[noreturn]] void jumpOut(png_structp png, png_const_charp) {
-  png_longjmp(png, 1);
-}
 
 /// Collects what libpng makes; the file is written afterwards, where failures may be thrown.
 void collect(png_structp png, png_bytep bytes, std::size_t count) {

@@ -19,7 +19,7 @@ struct Exposure {
 };
 
 /// A frame with a larger share of pixels that are no counts is none of raw values.
-constexpr double tolerableShare = 0.5;
+constexpr double tolerableBadShare = 0.5;
 
 bool isCount(float value) {
   return value >= -32768 && value <= 32767 && value == std::trunc(value);
@@ -33,7 +33,7 @@ cv::Mat_<short> countsOf(const Frame& frame, cv::Mat_<unsigned char>& bad) {
                  [](float value) { return isCount(value) ? static_cast<short>(value) : short{0}; });
   std::transform(frame.pixels.begin(), frame.pixels.end(), bad.begin(),
                  [](float value) { return static_cast<unsigned char>(isCount(value) ? 0 : 255); });
-  if (cv::countNonZero(bad) > tolerableShare * static_cast<double>(bad.total())) {
+  if (cv::countNonZero(bad) > tolerableBadShare * static_cast<double>(bad.total())) {
     throw Failure(ExitCode::badInput, frame.name +
                                           ": most of its values are no counts within -32768 .. 32767; --nuc-low and "
                                           "--nuc-high take raw frames");

@@ -16,7 +16,7 @@ namespace movra::tool {
 
 namespace {
 
-using Json = nlohmann::json;
+using StoredMotion = nlohmann::json;
 using Values = std::map<std::string, double>;
 
 constexpr std::uint64_t largestFile = std::uint64_t{1} << 26U;
@@ -108,12 +108,12 @@ std::vector<KnownMotion> fromCsv(const Bytes& bytes, const std::string& file) {
 }
 
 std::vector<KnownMotion> fromJson(const std::string& text, const std::string& file) {
-  const Json document = Json::parse(text, nullptr, false);
+  const StoredMotion document = StoredMotion::parse(text, nullptr, false);
   if (!document.is_object() || !document.contains("frames") || !document["frames"].is_array()) {
     fail(file, std::string("holds no \"frames\"") + remedy);
   }
   std::vector<KnownMotion> motions;
-  for (const Json& frame : document["frames"]) {
+  for (const StoredMotion& frame : document["frames"]) {
     Values values;
     std::string name;
     if (frame.is_object()) {
@@ -124,7 +124,7 @@ std::vector<KnownMotion> fromJson(const std::string& text, const std::string& fi
           values[key] = value.is_boolean() ? (value.get<bool>() ? 1 : 0) : value.get<double>();
         }
       }
-      const Json affine = frame.value("affine", Json());
+      const StoredMotion affine = frame.value("affine", StoredMotion());
       const char* const names[] = {"xx", "xy", "yx", "yy"};
       for (std::size_t i = 0; i < 4 && affine.is_array() && affine.size() == 4 && affine[i].is_number(); ++i) {
         values[names[i]] = affine[i].get<double>();

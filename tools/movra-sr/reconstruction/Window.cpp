@@ -12,10 +12,10 @@ namespace movra::tool {
 namespace {
 
 /// Tracking and gradients need some room.
-constexpr int smallestSide = 16;
+constexpr int smallestFrameSide = 16;
 
 /// A frame with a larger share of values out of range was not given in the unit that the library expects.
-constexpr double tolerableShare = 0.1;
+constexpr double tolerableFaultyShare = 0.1;
 
 [[noreturn]] void refuse(const Frame& frame, const std::string& reason) {
   throw Failure(ExitCode::badInput, frame.name + ": " + reason);
@@ -23,9 +23,9 @@ constexpr double tolerableShare = 0.1;
 
 void checkSize(const Frame& first, const Frame& frame) {
   const cv::Size size = frame.pixels.size();
-  if (std::min(size.width, size.height) < smallestSide) {
-    refuse(frame,
-           "is " + sizeText(size) + "; frames need at least " + std::to_string(smallestSide) + " pixels on each side");
+  if (std::min(size.width, size.height) < smallestFrameSide) {
+    refuse(frame, "is " + sizeText(size) + "; frames need at least " + std::to_string(smallestFrameSide) +
+                      " pixels on each side");
   }
   if (size != first.pixels.size()) {
     refuse(frame, "is " + sizeText(size) + " but " + first.name + " is " + sizeText(first.pixels.size()) +
@@ -83,7 +83,7 @@ std::string faultOf(const Frame& frame, bool counts) {
     return "holds no finite value; leave this frame out or record it again";
   }
   if (usable == 0 ||
-      static_cast<double>(finite - usable) > tolerableShare * static_cast<double>(frame.pixels.total())) {
+      static_cast<double>(finite - usable) > tolerableFaultyShare * static_cast<double>(frame.pixels.total())) {
     return counts ? "has values outside -32768 .. 32767; bring them into this range with --gain and --offset"
                   : "has values outside -274 .. 5000, no temperatures; turn counts into temperatures with "
                     "--gain and --offset, or give --counts";

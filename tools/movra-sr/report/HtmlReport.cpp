@@ -4,9 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <opencv2/imgproc.hpp>
 
+#include "tools/movra-sr/report/Format.h"
 #include "tools/movra-sr/report/HtmlTemplate.h"
 #include "tools/movra-sr/report/Words.h"
 
@@ -35,13 +35,6 @@ std::string escaped(const std::string& text) {
     }
   }
   return result;
-}
-
-template <class... Values>
-std::string format(const char* pattern, Values... values) {
-  char text[400];
-  std::snprintf(text, sizeof text, pattern, values...);
-  return text;
 }
 
 std::string base64(const std::vector<unsigned char>& bytes) {

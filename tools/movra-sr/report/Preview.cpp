@@ -11,7 +11,7 @@ namespace movra::tool {
 namespace {
 
 const cv::Scalar background(32, 32, 32);
-const cv::Scalar ink(230, 230, 230);
+const cv::Scalar lightInk(230, 230, 230);
 const cv::Vec3b missing(128, 128, 128);
 constexpr int font = cv::FONT_HERSHEY_SIMPLEX;
 constexpr double fontScale = 0.45;
@@ -60,7 +60,7 @@ cv::Mat_<unsigned char> levels(const cv::Mat_<float>& image, const ValueRange& r
 }
 
 void write(cv::Mat& canvas, const std::string& text, cv::Point baseline) {
-  cv::putText(canvas, text, baseline, font, fontScale, ink, 1, cv::LINE_AA);
+  cv::putText(canvas, text, baseline, font, fontScale, lightInk, 1, cv::LINE_AA);
 }
 
 void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const ValueRange& range, const std::string& unit,
@@ -75,7 +75,7 @@ void drawColourBar(cv::Mat& canvas, const cv::Rect& place, const ValueRange& ran
     const int y = place.y + tick * (place.height - 1) / (ticks - 1);
     char text[32];
     std::snprintf(text, sizeof text, "%.*f", decimals, static_cast<double>(ramp(y - place.y, 0)));
-    cv::line(canvas, {place.x + place.width, y}, {place.x + place.width + 4, y}, ink);
+    cv::line(canvas, {place.x + place.width, y}, {place.x + place.width + 4, y}, lightInk);
     write(canvas, text, {place.x + place.width + 8, std::clamp(y + 4, place.y + 10, place.y + place.height)});
   }
   write(canvas, drawable(unit), {place.x, place.y - 9});
@@ -154,7 +154,7 @@ cv::Mat_<cv::Vec3b> drawPreview(const cv::Mat_<float>& bicubic, const cv::Mat_<f
     cv::Mat picture = inColours(image, look, range);
     cv::Mat detail = canvas(cv::Rect({place.x, detailTop}, zoomed));
     cv::resize(picture(part), detail, zoomed, 0, 0, cv::INTER_NEAREST);
-    cv::rectangle(picture, part, ink);
+    cv::rectangle(picture, part, lightInk);
     picture.copyTo(canvas(place));
   }
   write(canvas, "reference frame, bicubic", {left.x, captionHeight - 9});

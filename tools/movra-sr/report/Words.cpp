@@ -2,18 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+
+#include "tools/movra-sr/report/Format.h"
 
 namespace movra::tool {
 
 namespace {
-
-template <class... Values>
-std::string format(const char* pattern, Values... values) {
-  char text[480];
-  std::snprintf(text, sizeof text, pattern, values...);
-  return text;
-}
 
 std::string faintFrames(const Reconstruction& result) {
   std::string text;

@@ -8,13 +8,13 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr int blurRadius = 8;
+constexpr int gaussRadius = 8;
 constexpr int smallestSide = 20;  // of the last level, where the image has it
 
 /// Gaussian of variance 3 filtered by the inverse of (1 4 1) / 6, whose impulse response is sqrt(3) z^|n| with
 /// z = sqrt(3) - 2 (M. Unser). One side and the middle; the whole sums to 1.
 struct BlurTaps {
-  float taps[blurRadius + 1];
+  float taps[gaussRadius + 1];
 
   BlurTaps() {
     constexpr int reach = 24;
@@ -32,16 +32,16 @@ struct BlurTaps {
     for (int i = 0; i < 2 * reach; ++i) {
       inverse[i + 1] = inverse[i] * pole;
     }
-    double exact[blurRadius + 1];
+    double exact[gaussRadius + 1];
     double total = 0;
-    for (int i = 0; i <= blurRadius; ++i) {
+    for (int i = 0; i <= gaussRadius; ++i) {
       exact[i] = 0;
       for (int j = -reach; j <= reach; ++j) {
         exact[i] += gauss[j < 0 ? -j : j] * inverse[i < j ? j - i : i - j];
       }
       total += i == 0 ? exact[i] : 2 * exact[i];
     }
-    for (int i = 0; i <= blurRadius; ++i) {
+    for (int i = 0; i <= gaussRadius; ++i) {
       taps[i] = static_cast<float>(exact[i] / total);
     }
   }
@@ -69,7 +69,7 @@ void BlurredPyramid::make(const float* frame) {
     std::copy_n(frame + static_cast<std::ptrdiff_t>(y) * source.width(), source.width(), source.row(y));
   }
   source.mirror();
-  filter(source, blur.taps, blurRadius, images[0].coefficients);
+  filter(source, blur.taps, gaussRadius, images[0].coefficients);
   for (std::size_t l = 0;; ++l) {
     images[l].coefficients.mirror();
     filter(images[l].coefficients, splineTaps, 1, images[l].values);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "vision/superresolution/detail/base/AlignedArray.h"
+#include "vision/superresolution/detail/base/Mirror.h"
 
 namespace movra::vision::detail {
 
@@ -37,16 +38,6 @@ class PaddedImage {
   std::ptrdiff_t stride_ = 0;
   AlignedFloats memory;
 };
-
-/// Index i mirrored into 0 ... size - 1 about the outermost elements.
-inline int mirrored(int i, int size) {
-  if (size == 1) {
-    return 0;
-  }
-  const int period = 2 * (size - 1);
-  const int j = ((i % period) + period) % period;
-  return j < size ? j : period - j;
-}
 
 inline void PaddedImage::mirror() {
   for (int y = 0; y < height_; ++y) {

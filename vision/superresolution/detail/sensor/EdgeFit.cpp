@@ -14,7 +14,7 @@ namespace movra::vision::detail {
 namespace {
 
 constexpr std::size_t unknowns = 5;
-constexpr double reach = 6;  // pixels from the edge that take part
+constexpr double edgeReach = 6;  // pixels from the edge that take part
 constexpr int iterations = 60;
 
 // angle, distance, low, contrast, blur
@@ -194,7 +194,7 @@ std::vector<Pixel> pixelsNear(const float* frame, int width, const EdgeWindow& w
       const float& value =
           frame[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)];
       const Pixel pixel{x - window.middleX(), y - window.middleY(), static_cast<double>(value)};
-      if (isMeasured(value) && std::abs(distanceOf(pixel, p)) < reach) {
+      if (isMeasured(value) && std::abs(distanceOf(pixel, p)) < edgeReach) {
         pixels.push_back(pixel);
       }
     }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "vision/superresolution/detail/base/Mirror.h"
 #include "vision/superresolution/detail/sensor/FrameChecks.h"
 #include "vision/superresolution/detail/sensor/LocalMedian.h"
 #include "vision/superresolution/detail/sensor/SensorKernels.h"
@@ -15,17 +16,6 @@ namespace {
 constexpr int radius = 3;
 constexpr std::size_t neighbours = (2 * radius + 1) * (2 * radius + 1) - 1;
 constexpr std::size_t typicalRank = 33;  // 0.7 of 47, rounded
-
-// Mirrors an index at the ends of 0 ... size - 1, which are not repeated.
-int mirrored(int i, int size) {
-  if (size == 1) {
-    return 0;
-  }
-  while (i < 0 || i >= size) {
-    i = i < 0 ? -i : 2 * (size - 1) - i;
-  }
-  return i;
-}
 
 /// Frames without holes; those that have none are used as they are.
 class WholeFrames {
