@@ -14,7 +14,6 @@
 
 #include <opencv2/core.hpp>
 
-#include "FailingAllocations.h"
 #include "tests/support/Checks.h"
 #include "tests/support/SilentConsole.h"
 #include "tests/support/SyntheticBurst.h"
@@ -390,40 +389,6 @@ TEST(Burst, ProgressGrowsAndMayCancel) {
     listener = {{}, 1000};
     EXPECT_TRUE(sameBits(reconstruct(burst), expected));
   }
-}
-
-TEST(Burst, EachAllocationMayFail) {
-  const Image expected = reconstruct(open(defaults(), burstOfFive()));
-  cv::setNumThreads(1);  // so that all allocations are this thread's
-  int failures = 0;
-  for (int n = 0, left = 0; left == 0; n += n < 40 ? 1 : 7) {
-    Image image(imageSize);
-    const movra_sr_options options = defaults();
-    movra_sr_burst* burst = nullptr;
-    allocationsUntilFailure = n;
-    movra_sr_status status = movra_sr_create(width, height, &options, &burst, nullptr, 0);
-    for (std::size_t i = 0; i < 5 && status == MOVRA_SR_SUCCESS; ++i) {
-      status = movra_sr_add_frame(burst, burstOfFive()[i].data(), 0);
-    }
-    if (status == MOVRA_SR_SUCCESS) {
-      status = movra_sr_reconstruct(burst, image.data(), 0, nullptr);
-    }
-    left = allocationsUntilFailure >= 0 ? 1 : 0;
-    allocationsUntilFailure = -1;
-    if (left == 0) {
-      ++failures;
-      ASSERT_EQ(status, MOVRA_SR_OUT_OF_MEMORY) << n << ": " << movra_sr_error_text(burst);
-    }
-    if (burst != nullptr) {  // goes on as if nothing had been
-      for (int i = movra_sr_frame_count(burst); i < 5; ++i) {
-        ASSERT_EQ(movra_sr_add_frame(burst, burstOfFive()[static_cast<std::size_t>(i)].data(), 0), MOVRA_SR_SUCCESS);
-      }
-      ASSERT_EQ(movra_sr_reconstruct(burst, image.data(), 0, nullptr), MOVRA_SR_SUCCESS);
-      ASSERT_TRUE(sameBits(image, expected)) << n;
-    }
-    movra_sr_destroy(burst);
-  }
-  EXPECT_GT(failures, 40);
 }
 
 TEST(Burst, PrintsNothing) {

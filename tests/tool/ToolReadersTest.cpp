@@ -17,6 +17,7 @@
 #include "tools/movra-sr/io/FrameSource.h"
 #include "tools/movra-sr/io/ImageReader.h"
 #include "tools/movra-sr/io/ImageWriter.h"
+#include "tools/movra-sr/io/NaturalOrder.h"
 
 using namespace movra::tool;
 
@@ -154,6 +155,19 @@ TEST_F(ToolReaders, EachWayToStoreValuesIsRead) {
   }
 }
 
+TEST_F(ToolReaders, FloatsKeepTheirBitsAndFlagsSurviveScaling) {
+  const std::vector<std::uint32_t> bits = {129, 130, 132, 133, 0x7fc12345, 0x7f800000, 0xff800000, 0x3f800000};
+  cv::Mat_<float> image(2, 4);
+  std::memcpy(image.data, bits.data(), bits.size() * sizeof(float));
+  write("floats.tiff", image);
+  const cv::Mat_<float> read = readImage(at("floats.tiff")).pixels;
+  ASSERT_EQ(read.size(), image.size());
+  EXPECT_EQ(std::memcmp(read.data, image.data, bits.size() * sizeof(float)), 0);
+  const cv::Mat_<float> scaled = readImage(at("floats.tiff"), {{2, 5}, {}}).pixels;
+  EXPECT_EQ(std::memcmp(scaled.data, image.data, 4 * sizeof(float)), 0);
+  EXPECT_EQ(scaled(1, 3), 7.f);
+}
+
 TEST_F(ToolReaders, WhatIsWrittenIsReadAndRecognisedAsAResult) {
   cv::Mat_<float> image = (cv::Mat_<float>(2, 3) << 20.25f, -5.5f, 1e-30f, 3e7f, std::nanf(""), 77.125f);
   for (const std::string name : {"f1.tiff", "f2.npy", "f3.csv"}) {
@@ -276,7 +290,19 @@ TEST_F(ToolReaders, WhatIsNoFrameIsRefusedWithAdvice) {
   }
 }
 
-TEST_F(ToolReaders, AFolderWithoutFramesSaysWhatIsThere) {
+TEST_F(ToolReaders, AFolderGivesItsNumberedPicturesInNaturalOrderOrSaysWhatIsThere) {
+  const std::vector<std::string> expected = {"f", "f1x3", "f1x20", "f02", "f2", "f9b", "f10", "f99999999999999999999"};
+  std::vector<std::string> names(expected.rbegin(), expected.rend());
+  std::sort(names.begin(), names.end(), naturalLess);
+  EXPECT_EQ(names, expected);
+  std::filesystem::create_directory(at("full"));
+  for (const std::string name : {"f10.png", "f9.TIFF", "truth.tiff", "shifts1.csv", ".f1.png", "f11.tif"}) {
+    writeAll(at("full/" + name), "x");
+  }
+  EXPECT_EQ(expandFolders({at("full"), "z.png"}),
+            (std::vector<std::string>{at("full/f9.TIFF"), at("full/f10.png"), at("full/f11.tif"), "z.png"}));
+  std::filesystem::remove_all(at("full"));
+
   const auto said = [&](const std::string& words) {
     const std::string failure = failureOf([&] { expandFolders({folder.string()}); });
     EXPECT_NE(failure.find(words), std::string::npos) << failure;
@@ -301,6 +327,7 @@ TEST_F(ToolReaders, ADamagedFrameHurtsOnlyWhoAsksForIt) {
   FrameSource source({folder.string()});
   ASSERT_EQ(source.count(), 4U);
   EXPECT_EQ(source.read(3).pixels(0, 0), 4);
+  EXPECT_NE(failureOf([&] { readImage(at("f3.tiff")); }).find("more than one page"), std::string::npos);
   EXPECT_EQ(source.read(0).pixels(0, 0), 1);
   EXPECT_NE(failureOf([&] { source.read(1); }).find("f2.tiff"), std::string::npos);
   const auto notes = source.takeNotes();

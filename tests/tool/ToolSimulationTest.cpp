@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tools/movra-sr/report/Quality.h"
 #include "tools/movra-sr/simulation/Burst.h"
 #include "tools/movra-sr/simulation/Optics.h"
 #include "tools/movra-sr/simulation/Scene.h"
@@ -22,6 +23,20 @@ cv::Mat_<float> ramp(cv::Size frame, int margin) {
     }
   }
   return scene;
+}
+
+TEST(ToolQuality, KnownValues) {
+  cv::Mat_<float> truth(32, 32);
+  for (int y = 0; y < 32; ++y)
+    for (int x = 0; x < 32; ++x) {
+      truth(y, x) = static_cast<float>(20 + 10 * ((x / 4 + y / 4) % 2));
+    }
+  EXPECT_TRUE(std::isinf(peakSignalToNoise(truth, truth)));
+  EXPECT_NEAR(structuralSimilarity(truth, truth), 1, 1e-12);
+  const cv::Mat_<float> lifted(truth + 1);
+  EXPECT_NEAR(peakSignalToNoise(lifted, truth), 20, 1e-4);  // peak 10, error 1
+  EXPECT_GT(structuralSimilarity(lifted, truth), 0.99);     // only the level differs
+  EXPECT_LT(structuralSimilarity(cv::Mat_<float>(50 - truth), truth), -0.5);
 }
 
 TEST(ToolSimulation, AFrameSeesTheSceneWhereTheMotionSays) {
