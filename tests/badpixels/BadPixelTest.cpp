@@ -1,10 +1,5 @@
+#include "tests/support/Test.h"
 #include "vision/superresolution/BadPixel.h"
-
-#include <gtest/gtest.h>
-
-#include <limits>
-
-#include "tests/support/Checks.h"
 
 using movra::test::textThrownBy;
 using movra::vision::BadPixel;

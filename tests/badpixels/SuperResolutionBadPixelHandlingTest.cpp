@@ -1,12 +1,6 @@
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <tuple>
-
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/detail/badpixels/ValueKey.h"
 
 using namespace movra::test;

@@ -1,22 +1,15 @@
 // The C interface for new programs, through the shared library.
 #include "vision/superresolution/Burst.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <memory>
 #include <set>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <opencv2/core.hpp>
 
-#include "tests/support/Checks.h"
 #include "tests/support/SilentConsole.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
 using namespace movra::test;

@@ -1,10 +1,7 @@
-#include <gtest/gtest.h>
-
 #include <fstream>
-#include <string>
 
 #include "tests/support/SilentConsole.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/SrFloat.h"
 
 namespace {

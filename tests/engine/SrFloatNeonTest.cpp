@@ -1,12 +1,8 @@
 #include "vision/superresolution/SrFloatNeon.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
-#include "tests/support/Checks.h"
 #include "tests/support/SilentConsole.h"
 #include "tests/support/SparseArrays.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatConvolution.h"
 #include "vision/superresolution/SrFloatNeonConvolution.h"

@@ -1,17 +1,10 @@
 #include "vision/superresolution/SrFloat.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <memory>
-#include <new>
 #include <sstream>
-#include <tuple>
 
-#include "tests/support/Checks.h"
 #include "tests/support/SilentConsole.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/detail/badpixels/ValueKey.h"
 #include "vision/superresolution/detail/engine/BurstJudgement.h"
 #include "vision/superresolution/detail/solver/ReconstructionSize.h"

@@ -1,10 +1,6 @@
 #include "vision/superresolution/reference/fftpack.h"
 
-#include <gtest/gtest.h>
-
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/Test.h"
 #include "tests/support/TransformLengths.h"
 #include "vision/superresolution/detail/fft/MixedRadix.h"
 

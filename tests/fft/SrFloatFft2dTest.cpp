@@ -1,13 +1,8 @@
 #include "vision/superresolution/SrFloatFft2d.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <opencv2/imgproc.hpp>
-#include <tuple>
 
-#include "tests/support/Checks.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/Test.h"
 #include "tests/support/TransformLengths.h"
 
 using namespace movra::vision;

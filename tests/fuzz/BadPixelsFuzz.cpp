@@ -1,12 +1,7 @@
 // Bad pixels: lists of any content on images of any content, and the repair of frames and results.
-#include "movra/Exception.h"
 #include "tests/fuzz/FuzzInput.h"
 #include "vision/superresolution/BadPixel.h"
 #include "vision/superresolution/SuperResolutionBadPixelHandling.h"
-
-using movra::fuzz::FuzzInput;
-using movra::fuzz::require;
-using namespace movra::vision;
 
 namespace {
 
@@ -45,10 +40,9 @@ void runLists(FuzzInput& input) {
   cv::Mat all = found;
   BadPixel::appendBadPixel(anyList(input, width, height), all, size, static_cast<unsigned int>(std::max(radius, 0)));
   cv::Mat_<cv::Vec<unsigned char, 3>> picture(height, width, cv::Vec<unsigned char, 3>(0, 0, 0));
-  try {
+  accepts([&] {
     BadPixel::drawBadPixels(list, picture, {1, 2, 3, 0}, static_cast<unsigned int>(input.upTo(9)), input.ConsumeBool());
-  } catch (const movra::Exception&) {
-  }
+  });
 }
 
 void runRepair(FuzzInput& input) {
@@ -62,10 +56,7 @@ void runRepair(FuzzInput& input) {
   for (int i = input.upTo(6); i > 0; --i) {
     memory.push_back(input.frame(width, height));
     cv::Mat_<float> frame(height, width, memory.back().data());
-    try {
-      handling.detectAndReplaceBadPixel(frame);
-    } catch (const movra::Exception&) {
-    }
+    accepts([&] { handling.detectAndReplaceBadPixel(frame); });
     for (const float value : memory.back()) {
       require(std::isfinite(value), "a repaired frame is finite");
     }
@@ -77,21 +68,18 @@ void runRepair(FuzzInput& input) {
   }
   std::vector<float> result = input.frame(2 * width, 2 * height);
   cv::Mat_<float> image(2 * height, 2 * width, result.data());
-  try {
+  accepts([&] {
     handling.maskBadPixel(image, shifts);
     handling.replaceMaskedPixel(image, shifts, frames);
-  } catch (const movra::Exception&) {
-  }
+  });
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzInput input(data, size);
+void movra::fuzz::feed(FuzzInput& input) {
   if (input.ConsumeBool()) {
     runLists(input);
   } else {
     runRepair(input);
   }
-  return 0;
 }

@@ -5,9 +5,6 @@
 #include "tests/fuzz/FuzzInput.h"
 #include "vision/superresolution/Burst.h"
 
-using movra::fuzz::FuzzInput;
-using movra::fuzz::require;
-
 namespace {
 
 using Frames = std::vector<std::vector<float>>;
@@ -89,8 +86,7 @@ void readResults(movra_sr_burst* burst, int width, int height, int frame) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzInput input(data, size);
+void movra::fuzz::feed(FuzzInput& input) {
   const int width = input.upTo(15) > 0 ? input.between(8, 28) : input.between(-1, 8);
   const int height = input.upTo(15) > 0 ? input.between(8, 28) : input.between(-1, 8);
   const movra_sr_options options = anyOptions(input);
@@ -100,7 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   require((created == MOVRA_SR_SUCCESS) == (burst != nullptr), "a handle or a failure");
   if (burst == nullptr) {
     require(created == MOVRA_SR_INVALID_ARGUMENT && error[0] != '\0', "the reason is told");
-    return 0;
+    return;
   }
   Frames held;
   std::vector<unsigned char> badPixels;
@@ -144,5 +140,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   require(!accepted || reconstruct(burst, width, height) == outcome, "a result depends on frames, bad pixels, options");
   movra_sr_destroy(burst);
-  return 0;
 }

@@ -7,9 +7,6 @@
 #include "tests/fuzz/FuzzInput.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
-using movra::fuzz::FuzzInput;
-using movra::fuzz::require;
-
 namespace {
 
 struct Context {
@@ -60,8 +57,7 @@ void setReference(int handle, int index) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzInput input(data, size);
+void movra::fuzz::feed(FuzzInput& input) {
   std::vector<Context> contexts;
   open(input, contexts);
   for (int calls = 0; calls < 24 && !input.isUsedUp(); ++calls) {
@@ -99,5 +95,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const Context& context : contexts) {
     require(SuperResolution_release(context.handle) == 0, "a valid context can be released");
   }
-  return 0;
 }

@@ -7,10 +7,8 @@
 #include "vision/superresolution/CameraModels.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
-using movra::fuzz::require;
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string text(reinterpret_cast<const char*>(data), size);
+void movra::fuzz::feed(FuzzInput& input) {
+  const std::string text = input.ConsumeRemainingBytesAsString();
   std::string camera = "untouched";
   int lens = -7;
   const bool hasLabel = text.find("FOV") != std::string::npos;
@@ -27,5 +25,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   require(hasLabel || lens == -7, "without FOV the lens stays");
   require(SuperResolution_setCameraAndLensType(-1, text.c_str()) == 0, "the result is 0, always");
-  return 0;
 }

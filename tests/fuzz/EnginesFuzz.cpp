@@ -3,15 +3,10 @@
 #include <memory>
 #include <new>
 
-#include "movra/Exception.h"
 #include "tests/fuzz/FuzzInput.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeon.h"
 #include "vision/superresolution/reference/SuperResolution.h"
-
-using movra::fuzz::FuzzInput;
-using movra::fuzz::require;
-using namespace movra::vision;
 
 namespace {
 
@@ -19,13 +14,10 @@ namespace {
 template <class Call>
 bool succeeds(Call call) {
   try {
-    call();
-    return true;
-  } catch (const movra::Exception&) {
+    return accepts(call);
   } catch (const char*) {
-  } catch (const cv::Exception&) {
+    return false;
   }
-  return false;
 }
 
 void read(SuperResolution& engine) {
@@ -53,20 +45,12 @@ void setSomething(Engine& engine, FuzzInput& input) {
   const int what = input.upTo(5);
   const float value = input.number();
   succeeds([&] {
-    switch (what) {
-      case 0:
-        return engine.setReferenceIndex(input.between(-1, 6));
-      case 1:
-        return engine.setRegError(value);
-      case 2:
-        return engine.setPsfSigma(value);
-      case 3:
-        return engine.setWeightTV(value);
-      case 4:
-        return engine.setRelativeResidue(value);
-      default:
-        return engine.setMaxCGIters(input.between(-1, 12));
-    }
+    what == 0   ? engine.setReferenceIndex(input.between(-1, 6))
+    : what == 1 ? engine.setRegError(value)
+    : what == 2 ? engine.setPsfSigma(value)
+    : what == 3 ? engine.setWeightTV(value)
+    : what == 4 ? engine.setRelativeResidue(value)
+                : engine.setMaxCGIters(input.between(-1, 12));
   });
 }
 
@@ -112,26 +96,14 @@ void run(FuzzInput& input, float factor) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzInput input(data, size);
+void movra::fuzz::feed(FuzzInput& input) {
   const int which = input.upTo(3);
   const int step = input.upTo(7);
   const float factor = step < 4 ? 2.0f : step == 4 ? 1.0f : step == 5 ? 3.0f : step == 6 ? 1.5f : input.number();
   if (!(factor <= 4.0f)) {
-    return 0;  // memory in proportion
+    return;  // memory in proportion
   }
-  switch (which) {
-    case 0:
-      run<SrFloat<SrFloatRegistration1>>(input, factor);
-      break;
-    case 1:
-      run<SrFloat<SrFloatRegistration2>>(input, factor);
-      break;
-    case 2:
-      run<SrFloatNeon<SrFloatNeonRegistration>>(input, factor);
-      break;
-    default:
-      run<SuperResolution>(input, factor);
-  }
-  return 0;
+  constexpr void (*runs[])(FuzzInput&, float) = {run<SrFloat<SrFloatRegistration1>>, run<SrFloat<SrFloatRegistration2>>,
+                                                 run<SrFloatNeon<SrFloatNeonRegistration>>, run<SuperResolution>};
+  runs[which](input, factor);
 }

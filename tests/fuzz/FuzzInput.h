@@ -11,6 +11,10 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include "movra/Exception.h"
+
+// What every target starts from.
+
 namespace movra::fuzz {
 
 /// Ends the run with a finding unless what the interface promises holds.
@@ -18,6 +22,18 @@ inline void require(bool holds, const char* promise) {
   if (!holds) {
     std::cerr << "broken promise: " << promise << std::endl;
     std::abort();
+  }
+}
+
+/// Runs what may be refused as the header tells.
+/// @return whether it was accepted
+template <class Call>
+bool accepts(Call call) {
+  try {
+    call();
+    return true;
+  } catch (const Exception&) {
+    return false;
   }
 }
 
@@ -32,25 +48,10 @@ class FuzzInput : public FuzzedDataProvider {
 
   /// Any number that a float can be, the awkward ones often.
   float number() {
-    static const float awkward[] = {0.0f,
-                                    -0.0f,
-                                    1.0f,
-                                    -1.0f,
-                                    0.5f,
-                                    1e-4f,
-                                    2.0f,
-                                    -274.0f,
-                                    5000.0f,
-                                    32767.0f,
-                                    -32768.0f,
-                                    1e10f,
-                                    -1e10f,
-                                    3.4e38f,
-                                    -3.4e38f,
-                                    1e-38f,
-                                    std::numeric_limits<float>::infinity(),
-                                    -std::numeric_limits<float>::infinity(),
-                                    std::numeric_limits<float>::quiet_NaN()};
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    static const float awkward[] = {0.0f,     -0.0f,   1.0f,     -1.0f,     0.5f,  1e-4f,  2.0f,
+                                    -274.0f,  5000.0f, 32767.0f, -32768.0f, 1e10f, -1e10f, 3.4e38f,
+                                    -3.4e38f, 1e-38f,  infinity, -infinity, NAN};
     const int choice = upTo(31);
     if (choice < static_cast<int>(std::size(awkward))) {
       return awkward[choice];
@@ -111,4 +112,19 @@ class FuzzInput : public FuzzedDataProvider {
   }
 };
 
+/// What the target does with one input: the only thing that it defines.
+void feed(FuzzInput& input);
+
 }  // namespace movra::fuzz
+
+namespace movra::vision {}
+using namespace movra::vision;
+using movra::fuzz::accepts;
+using movra::fuzz::FuzzInput;
+using movra::fuzz::require;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  FuzzInput input(data, size);
+  movra::fuzz::feed(input);
+  return 0;
+}

@@ -1,12 +1,8 @@
 // The integer operators: any size, factor, taps and samples.
 #include <new>
 
-#include "movra/Exception.h"
 #include "tests/fuzz/FuzzInput.h"
 #include "vision/superresolution/DSP_Convolution.h"
-
-using movra::fuzz::FuzzInput;
-using movra::fuzz::require;
 
 namespace {
 
@@ -17,17 +13,14 @@ void run(FuzzInput& input) {
   const int height = input.between(-1, 40);
   const int taps = input.upTo(3) > 0 ? 6 : input.between(-1, 9);
   const float factor = input.upTo(3) > 0 ? 2.0f : input.number();
-  try {
+  const bool fits = accepts([&] {
     Operators operators(static_cast<T>(width), static_cast<T>(height), static_cast<T>(taps), static_cast<T>(taps),
                         factor);
-    const auto lowPixels = [&] {  // as the header tells; none where the factor is below 1 or not a number
-      if (!(factor >= 1.0f)) {
-        return 0;
-      }
-      return static_cast<int>(static_cast<float>(width) / factor) *
-             static_cast<int>(static_cast<float>(height) / factor);
-    }();
-    const auto count = static_cast<std::size_t>(lowPixels);
+    // As the header tells; none where the factor is below 1 or not a number.
+    const auto lowSize = [factor](int size) {
+      return factor >= 1.0f ? static_cast<std::size_t>(static_cast<float>(size) / factor) : 0;
+    };
+    const std::size_t count = lowSize(width) * lowSize(height);
     std::vector<T> grid =
         input.integers<T>(static_cast<std::size_t>(width + taps) * static_cast<std::size_t>(height + taps));
     std::vector<T> psfX = input.integers<T>(static_cast<std::size_t>(taps + 6));
@@ -36,18 +29,12 @@ void run(FuzzInput& input) {
     if (input.ConsumeBool()) {
       operators.setFilterScale(input.ConsumeIntegral<T>());
     }
-    try {
-      operators.validCorrToSparse(grid.data(), psfX.data(), psfY.data(), low.data());
-    } catch (const movra::Exception&) {
-    }
+    accepts([&] { operators.validCorrToSparse(grid.data(), psfX.data(), psfY.data(), low.data()); });
     std::vector<char> mask = input.integers<char>(count);
-    const auto lowWidth = factor >= 1.0f ? static_cast<std::size_t>(static_cast<float>(width) / factor) : 0;
-    const auto lowHeight = factor >= 1.0f ? static_cast<std::size_t>(static_cast<float>(height) / factor) : 0;
-    std::vector<T> spread((2 * lowHeight + 5) * (2 * lowWidth + 5));
+    std::vector<T> spread((2 * lowSize(height) + 5) * (2 * lowSize(width) + 5));
     operators.fullConvFromSparse(low.data(), psfX.data(), psfY.data(), mask.data(), spread.data());
-  } catch (const movra::Exception&) {
-    require(width < 0 || height < 0 || taps < 0, "sizes that fit are accepted");
-  }
+  });
+  require(fits || width < 0 || height < 0 || taps < 0, "sizes that fit are accepted");
   const auto samples = static_cast<short>(input.between(-2, 60));
   const auto pitch = static_cast<short>(input.between(0, 20));
   const std::vector<T> src = input.integers<T>(static_cast<std::size_t>(std::max<int>(samples, 0) + 2 + 2 * pitch));
@@ -58,12 +45,10 @@ void run(FuzzInput& input) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzInput input(data, size);
+void movra::fuzz::feed(FuzzInput& input) {
   if (input.ConsumeBool()) {
     run<int>(input);
   } else {
     run<short>(input);
   }
-  return 0;
 }

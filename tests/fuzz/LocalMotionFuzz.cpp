@@ -1,13 +1,8 @@
 // Local motion: options, frames and bad pixels of any kind. A second call, and jobs in another order, give the same bits.
 #include <algorithm>
 
-#include "movra/Exception.h"
 #include "tests/fuzz/FuzzInput.h"
 #include "vision/superresolution/LocalMotionSuperResolution.h"
-
-using movra::fuzz::FuzzInput;
-using movra::fuzz::require;
-using namespace movra::vision;
 
 namespace {
 
@@ -59,12 +54,11 @@ void check(const LocalMotionResult& result, int width, int height, int frames) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzInput input(data, size);
+void movra::fuzz::feed(FuzzInput& input) {
   const int width = input.upTo(15) > 0 ? input.between(8, 24) : input.between(-1, 8);
   const int height = input.upTo(15) > 0 ? input.between(8, 24) : input.between(-1, 8);
   LocalMotionOptions options = anyOptions(input);
-  try {
+  accepts([&] {  // a size, an option or a reference may be out of its range
     LocalMotionSuperResolution forwards(width, height, options);
     options.runJobs = [](int jobs, const std::function<void(int)>& job) {
       for (int i = jobs - 1; i >= 0; --i) {
@@ -94,8 +88,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const LocalMotionResult again = backwards.computeSR();
     require(again.status == result.status && sameBits(again.image, result.image),
             "jobs in any order give the same bits");
-  } catch (const movra::Exception&) {
-    // a size, an option or a reference out of its range
-  }
-  return 0;
+  });
 }

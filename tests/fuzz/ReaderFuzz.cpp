@@ -31,15 +31,15 @@ constexpr std::size_t mostPages = 4;
     reader.read(page, [&](int row, int column, int count, const void*) {
       written.row(row).colRange(column, column + count) += 1;
     });
-    movra::fuzz::require(cv::countNonZero(written != 1) == 0, "each pixel is read once");
+    require(cv::countNonZero(written != 1) == 0, "each pixel is read once");
     readFrame(reader, page, {2, 1});
   }
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const std::string content(data, data + size);
+void movra::fuzz::feed(FuzzInput& input) {
+  const std::string content = input.ConsumeRemainingBytesAsString();
   try {
 #ifdef MOVRA_FUZZ_OPEN
     readPages(*MOVRA_FUZZ_OPEN(bytesOf(content), "image"));
@@ -48,5 +48,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 #endif
   } catch (const Failure&) {
   }
-  return 0;
 }

@@ -1,13 +1,8 @@
 // The registrations by themselves: what engines do not do, such as registering before preparing.
-#include "movra/Exception.h"
 #include "tests/fuzz/FuzzInput.h"
 #include "vision/superresolution/SrFloatNeonRegistration.h"
 #include "vision/superresolution/SrFloatRegistration1.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
-
-using movra::fuzz::FuzzInput;
-using movra::fuzz::require;
-using namespace movra::vision;
 
 namespace {
 
@@ -59,17 +54,8 @@ void run(FuzzInput& input) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzInput input(data, size);
-  switch (input.upTo(2)) {
-    case 0:
-      run<SrFloatRegistration1>(input);
-      break;
-    case 1:
-      run<SrFloatRegistration2>(input);
-      break;
-    default:
-      run<SrFloatNeonRegistration>(input);
-  }
-  return 0;
+void movra::fuzz::feed(FuzzInput& input) {
+  constexpr void (*runs[])(FuzzInput&) = {run<SrFloatRegistration1>, run<SrFloatRegistration2>,
+                                          run<SrFloatNeonRegistration>};
+  runs[input.upTo(2)](input);
 }

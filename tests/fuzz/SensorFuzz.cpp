@@ -1,15 +1,10 @@
 // The steps from the sensor to the solver: frames, residuals and motions of any content.
-#include "movra/Exception.h"
 #include "tests/fuzz/FuzzInput.h"
 #include "vision/superresolution/BurstBadPixels.h"
 #include "vision/superresolution/EdgePsf.h"
 #include "vision/superresolution/FixedPattern.h"
 #include "vision/superresolution/FrameSelection.h"
 #include "vision/superresolution/NoiseEstimate.h"
-
-using movra::fuzz::FuzzInput;
-using movra::fuzz::require;
-using namespace movra::vision;
 
 namespace {
 
@@ -54,21 +49,19 @@ void select(FuzzInput& input, int height) {
   }
   FrameSelection selection;
   selection.setReference(input.upTo(3) > 0 ? -1 : input.between(-2, 12));
-  try {
+  accepts([&] {
     selection.setCount(input.between(-2, 12));
     const FrameSelectionReport report = selection.select(qualities, height, static_cast<double>(input.number()));
     require(report.verdicts.size() == qualities.size(), "each frame has a verdict");
     for (const int frame : report.taken) {
       require(frame >= 0 && frame < static_cast<int>(qualities.size()), "frames that there are are taken");
     }
-  } catch (const movra::Exception&) {
-  }
+  });
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzInput input(data, size);
+void movra::fuzz::feed(FuzzInput& input) {
   const int width = input.between(1, 32);
   const int height = input.between(1, 32);
   const int count = input.upTo(6);
@@ -77,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const FrameStack frameStack{frames.pointers.data(), count, width, height};
   const FrameStack residualStack{residuals.pointers.data(), count, width, height};
   const std::vector<AffineMotion> motions = anyMotions(input, count);
-  try {
+  accepts([&] {
     BurstBadPixels search(frameStack);
     search.addKnown(input.between(-2, 40), input.between(-2, 40));
     for (int round = input.upTo(4); round > 0; --round) {
@@ -91,8 +84,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(noise.weightTV >= NoiseEstimate::smallestWeightTV && noise.weightTV <= NoiseEstimate::largestWeightTV,
             "the weight lies in its range");
     EdgePsf::measure(frame.data(), width, height);
-  } catch (const movra::Exception&) {
-  }
+  });
   FixedPattern pattern(width, height);
   for (int round = count == 0 ? 0 : input.upTo(3); round > 0; --round) {
     for (const float value : pattern.add(residualStack, motions, nullptr)) {
@@ -106,5 +98,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   average.merge(other);
   average.mean();
   select(input, height);
-  return 0;
 }

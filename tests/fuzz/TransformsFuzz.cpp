@@ -1,14 +1,9 @@
 // The transforms: any length and size, forward and back, the Gaussian filter and the repair of borders.
 #include <algorithm>
 
-#include "movra/Exception.h"
 #include "tests/fuzz/FuzzInput.h"
 #include "vision/superresolution/SrFloatFft2d.h"
 #include "vision/superresolution/reference/fftpack.h"
-
-using movra::fuzz::FuzzInput;
-using movra::fuzz::require;
-using namespace movra::vision;
 
 namespace {
 
@@ -36,7 +31,7 @@ void runLine(FuzzInput& input) {
   const auto length = static_cast<std::size_t>(std::max(n, 0));
   std::vector<float> table(4 * length + 1);
   int factors[15];
-  try {
+  const bool fits = accepts([&] {
     fftpack::rffti(n, table.data(), factors);
     const std::vector<float> values = moderate(input, length);
     std::vector<float> line = values;
@@ -50,15 +45,14 @@ void runLine(FuzzInput& input) {
     fftpack::cfftf(n, line.data(), table.data(), factors);
     fftpack::cfftb(n, line.data(), table.data(), factors);
     requireMultiple(line, pairs, static_cast<float>(n));
-  } catch (const movra::Exception&) {
-    require(n < 1, "every short length has a transform");
-  }
+  });
+  require(fits == (n >= 1), "every short length has a transform");
 }
 
 void runImage(FuzzInput& input) {
   const int width = input.between(-1, 70);
   const int height = input.between(-1, 70);
-  try {
+  const bool isPossible = accepts([&] {
     SrFloatFft2d transform(width, height);
     const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     const auto bins = static_cast<std::size_t>(width / 2 + 1) * static_cast<std::size_t>(height);
@@ -74,26 +68,21 @@ void runImage(FuzzInput& input) {
     const int radius = input.between(-1, 40);
     std::vector<float> kernel(static_cast<std::size_t>(radius + 2));
     const bool fits = radius >= 0 && 2 * radius < std::min(width, height);
-    try {
+    const bool isAccepted = accepts([&] {
       transform.gaussFft(radius, input.number(), reinterpret_cast<float(*)[2]>(spectrum.data()), kernel.data());
-      require(fits, "a radius that does not fit is rejected");
       transform.repairGaussBlur(image.data(), back.data(), radius, kernel.data());
-    } catch (const movra::Exception&) {
-      require(!fits, "a radius that fits is accepted");
-    }
-  } catch (const movra::Exception&) {
-    require(width < 1 || height < 1, "every small image has a transform");
-  }
+    });
+    require(isAccepted == fits, "exactly the radii that fit are accepted");
+  });
+  require(isPossible == (width >= 1 && height >= 1), "every small image has a transform");
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FuzzInput input(data, size);
+void movra::fuzz::feed(FuzzInput& input) {
   if (input.ConsumeBool()) {
     runLine(input);
   } else {
     runImage(input);
   }
-  return 0;
 }

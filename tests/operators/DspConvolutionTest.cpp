@@ -1,12 +1,8 @@
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdint>
-#include <limits>
 #include <random>
-#include <vector>
 
 #include "movra/Exception.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/DSP_Convolution.h"
 
 using movra::vision::DSP_Convolution;

@@ -1,10 +1,7 @@
 #include "vision/superresolution/detail/operators/FramePsfs.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <numeric>
-#include <vector>
+#include "tests/support/Test.h"
 
 namespace {
 

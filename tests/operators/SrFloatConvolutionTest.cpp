@@ -1,10 +1,7 @@
 #include "vision/superresolution/SrFloatConvolution.h"
 
-#include <gtest/gtest.h>
-
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
 #include "tests/support/SparseArrays.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/reference/SuperResolutionConvolution.h"
 
 using namespace movra::test;

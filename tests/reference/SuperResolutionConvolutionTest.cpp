@@ -1,12 +1,7 @@
 #include "vision/superresolution/reference/SuperResolutionConvolution.h"
 
-#include <gtest/gtest.h>
-
-#include <limits>
-#include <new>
-
-#include "tests/support/Checks.h"
 #include "tests/support/SparseArrays.h"
+#include "tests/support/Test.h"
 
 using namespace movra::test;
 using movra::vision::SuperResolutionConvolution;

@@ -1,14 +1,8 @@
 #include "vision/superresolution/reference/SuperResolution.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <opencv2/imgproc.hpp>
-#include <tuple>
 
-#include "tests/support/Checks.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatMinimization.h"
 #include "vision/superresolution/reference/SixteenBits.h"

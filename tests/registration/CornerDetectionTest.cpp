@@ -1,12 +1,7 @@
 #include "vision/superresolution/detail/registration/CornerDetection.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <limits>
 #include <opencv2/imgproc.hpp>
-
-#include "tests/support/InstructionSetGuard.h"
+#include "tests/support/Test.h"
 
 // Noise of three kinds: smooth, coarse, and of few values, which has many equally strong corners.
 TEST(CornerDetection, FindsWhatTheLibraryFunctionFindsInItsOrder) {

@@ -1,18 +1,10 @@
 #include "vision/superresolution/shared/CornerRegistration.h"
 
-#include <algorithm>
-#include <cmath>
 #include <functional>
-#include <new>
-#include <string>
-#include <tuple>
-
-#include <gtest/gtest.h>
 
 #include "tests/plain/PlainRegistration.h"
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
 #include "tests/support/RegistrationRun.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/detail/registration/WholePixelMove.h"
 

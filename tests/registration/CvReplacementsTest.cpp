@@ -1,16 +1,10 @@
 #include "vision/superresolution/CvReplacements.h"
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
-#include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
 
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
 #include "tests/support/RealBurst.h"
+#include "tests/support/Test.h"
 
 namespace movra::vision {
 namespace {

@@ -1,11 +1,5 @@
+#include "tests/support/Test.h"
 #include "vision/superresolution/detail/registration/FineRegistration.h"
-
-#include <gtest/gtest.h>
-
-#include <cmath>
-
-#include "tests/support/Checks.h"
-#include "tests/support/SyntheticBurst.h"
 
 namespace movra::vision::detail {
 namespace {

@@ -1,14 +1,7 @@
 #include "vision/superresolution/detail/registration/FrameBlur.h"
 
-#include <algorithm>
-#include <cmath>
-
-#include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
-
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/Test.h"
 
 namespace movra::vision::detail {
 namespace {

@@ -1,16 +1,8 @@
 #include "vision/superresolution/SrFloatRegistration1.h"
 
-#include <gtest/gtest.h>
-
-#include <tuple>
-
-#include <algorithm>
-#include <cmath>
-
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
 #include "tests/support/RealBurst.h"
 #include "tests/support/RegistrationRun.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/SrFloatRegistration2.h"
 #include "vision/superresolution/detail/registration/PhaseRegistration.h"
 

@@ -1,13 +1,7 @@
 #include "vision/superresolution/SrFloatMinimization.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-
 #include "tests/plain/PlainMinimization.h"
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/Test.h"
 
 using namespace movra::test;
 using movra::vision::SrFloatMinimization;
