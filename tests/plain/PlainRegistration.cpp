@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
@@ -13,13 +12,6 @@ namespace movra::test {
 namespace {
 
 constexpr int lanes = 16;
-
-bool isValid(float value) {
-  std::uint32_t bits;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits != 129 && bits != 130 && bits != 132 && bits != 133 && std::isfinite(value) && value >= -274.0f &&
-         value <= 5000.0f;
-}
 
 int roundHalfUp(float value) {
   return static_cast<int>(std::floor(static_cast<double>(value) + 0.5));
@@ -130,32 +122,6 @@ Shift PlainFineStep::step(const float* reference, const float* frame, cv::Point_
 
 PlainRegistration::PlainRegistration(int width_, int height_, int frameCount)
     : width(width_), height(height_), capacity(static_cast<std::size_t>(frameCount)), fine(width_, height_) {}
-
-int PlainRegistration::addFrame(const float* data) {
-  newest.assign(data, data + width * height);
-  float smallest = 5000.0f, largest = -274.0f;
-  for (const float value : newest) {
-    if (!isValid(value)) {
-      continue;
-    }
-    if (value > largest) {
-      largest = value;
-    }
-    if (value < smallest) {
-      smallest = value;
-    }
-  }
-  cv::Mat_<unsigned char> defectMap(height, width, static_cast<unsigned char>(0));
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) {
-      if (!isValid(newest[static_cast<std::size_t>(y * width + x)])) {
-        defectMap(y, x) = 3;
-      }
-    }
-  }
-  prepareFrame(newest.data());
-  return cv::countNonZero(defectMap);
-}
 
 void PlainRegistration::prepareFrame(float* frame) {
   if (blurred.size() < capacity) {

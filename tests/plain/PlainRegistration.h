@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cfloat>
-#include <cstdint>
 #include <initializer_list>
 #include <vector>
 
@@ -42,19 +41,14 @@ class PlainFineStep {
   float sumXX = 0, sumXY = 0, sumYY = 0;
 };
 
-/// Intake of frames and corner-based registration as plain loops around the same calls of OpenCV: the yardstick of
-/// the production classes' speed, and equal to them bit for bit. Frames must have no bad pixels.
+/// Corner-based registration as plain loops around calls of OpenCV: the yardstick of the production classes' speed, and
+/// equal to them bit for bit.
 class PlainRegistration {
  public:
   PlainRegistration(int width, int height, int frameCount);
 
   void setRegError(float maximumError) { fine.regError = maximumError; }
 
-  /// Copies a frame, looks at each of its pixels for defects, and prepares it for registration. Returns the number of
-  /// defects.
-  int addFrame(const float* data);
-
-  /// The last part of it.
   void prepareFrame(float* frame);
 
   /// Arguments and result of CornerRegistration::doRegistration.
@@ -66,7 +60,6 @@ class PlainRegistration {
   int width;
   int height;
   std::size_t capacity;
-  Image newest;
   PlainFineStep fine;
   std::vector<cv::Mat_<float>> blurred;
   std::vector<std::vector<cv::Mat>> pyramids;

@@ -5,6 +5,7 @@
 
 #include "tests/support/RealBurst.h"
 #include "tests/support/Test.h"
+#include "vision/superresolution/detail/registration/CornerTracking.h"
 
 namespace movra::vision {
 namespace {
@@ -124,6 +125,32 @@ TEST(CvReplacements, TracksTheCornersOfRealBurstsLikeTheLibraryFunction) {
     }
   }
   EXPECT_GT(tracked, 2000);
+}
+
+// Corners of noise are led astray, some of them out of the image by their last step.
+TEST(CornerTracking, LosesTheCornersThatTheLibraryFunctionLosesWhenAskedForErrors) {
+  cv::RNG random(5);
+  int tracked = 0, lostByTheirLastStep = 0;
+  for (int trial = 0; trial < 200; ++trial) {
+    const cv::Size size(random.uniform(24, 84), random.uniform(24, 84));
+    std::vector<cv::Mat> from, to;
+    cv::buildOpticalFlowPyramid(noise(random, size, CV_8U, 1), from, {21, 21}, 3);
+    cv::buildOpticalFlowPyramid(noise(random, size, CV_8U, 1), to, {21, 21}, 3);
+    std::vector<cv::Point2f> corners, unused;
+    for (int i = 0; i < size.area(); i += 25) {
+      corners.emplace_back(i % size.width, i / size.width);
+    }
+    const Tracks expected = tracksBy(cv::calcOpticalFlowPyrLK, from, to, corners, {});
+    std::vector<unsigned char> withoutErrors;
+    cv::calcOpticalFlowPyrLK(from, to, corners, unused, withoutErrors, cv::noArray(), {21, 21}, 3, usual);
+    const auto tracks = detail::trackCorners(from, {&to}, corners, 21, 3).front();
+    EXPECT_EQ(tracks.positions, expected.points);
+    EXPECT_EQ(tracks.isTracked, expected.status);
+    tracked += static_cast<int>(cv::sum(expected.status)[0]);
+    lostByTheirLastStep += static_cast<int>(cv::sum(withoutErrors)[0] - cv::sum(expected.status)[0]);
+  }
+  EXPECT_GT(tracked, 1000);
+  EXPECT_GT(lostByTheirLastStep, 0);
 }
 
 // Matrices and their margins.

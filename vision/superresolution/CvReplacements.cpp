@@ -258,7 +258,7 @@ void LKTrackerInvoker::operator()(const cv::Range& range) const {
       continue;
     }
     if (isFound && err != nullptr && !wantsEigenvalues) {
-      isFound = patch.meets(to, found);
+      isFound = patch.windowTouchesImage(to, found);
       err[i] = isFound ? patch.distance(to, found) : 0.0f;
     }
     if (!isFound) {

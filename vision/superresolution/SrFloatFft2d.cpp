@@ -45,25 +45,25 @@ void requireRadiusFits(int radius, int width, int height) {
 }
 
 // Half of the normalised Gaussian.
-void fillGaussKernel(int radius, float sigma, float* kernel) {
+void fillGaussTaps(int radius, float sigma, float* taps) {
   const float q = 1.0f / (sigma * 1.4142135f);
   float sum = 0.0f;
   for (int i = 0; i <= radius; ++i) {
     const float centre = static_cast<float>(i);
-    kernel[i] = 0.5f * (detail::approximateErf((centre + 0.5f) * q) - detail::approximateErf((centre - 0.5f) * q));
-    sum += 2.0f * kernel[i];
+    taps[i] = 0.5f * (detail::approximateErf((centre + 0.5f) * q) - detail::approximateErf((centre - 0.5f) * q));
+    sum += 2.0f * taps[i];
   }
-  const float scale = 1.0f / (sum - kernel[0]);
+  const float scale = 1.0f / (sum - taps[0]);
   for (int i = 0; i <= radius; ++i) {
-    kernel[i] *= scale;
+    taps[i] *= scale;
   }
 }
 
-// out[x] = sum over first <= t <= last of kernel[|t|] * in[x + t * step], for `count` x.
-void convolve(const float* in, ptrdiff_t step, int first, int last, const float* kernel, int count, float* out) {
+// out[x] = sum over first <= t <= last of taps[|t|] * in[x + t * step], for `count` x.
+void convolve(const float* in, ptrdiff_t step, int first, int last, const float* taps, int count, float* out) {
   std::fill_n(out, count, 0.0f);
   for (int t = first; t <= last; ++t) {
-    const float weight = kernel[std::abs(t)];
+    const float weight = taps[std::abs(t)];
     const float* const shifted = in + t * step;
     for (int x = 0; x < count; ++x) {
       out[x] += weight * shifted[x];
@@ -203,18 +203,18 @@ void SrFloatFft2d::backward(float (*spectrum)[2], float* image) {
   }
 }
 
-void SrFloatFft2d::gaussFft(int radius, float sigma, float (*filter)[2], float* kernel) {
+void SrFloatFft2d::gaussFft(int radius, float sigma, float (*filter)[2], float* taps) {
   requireRadiusFits(radius, width, height);
-  fillGaussKernel(radius, sigma, kernel);
+  fillGaussTaps(radius, sigma, taps);
 
   // One float ahead, so that the packed values from the second on are where a row of bins has them.
   float* const rowBins = tables->batches.get();
   float* const row = rowBins + 1;
   const float area = static_cast<float>(std::int64_t{width} * height);
   std::fill_n(row, width, 0.0f);
-  row[0] = kernel[0] / area;
+  row[0] = taps[0] / area;
   for (int i = 1; i <= radius; ++i) {
-    row[i] = row[width - i] = kernel[i] / area;
+    row[i] = row[width - i] = taps[i] / area;
   }
   detail::realForward(width, row, tables->row.get(), tables->rowFactors);
   rowBins[0] = row[0];
@@ -225,9 +225,9 @@ void SrFloatFft2d::gaussFft(int radius, float sigma, float (*filter)[2], float* 
 
   float* const column = rowBins + 2 * ptrdiff_t{halfWidth(width)};
   std::fill_n(column, 2 * ptrdiff_t{height}, 0.0f);
-  column[0] = kernel[0];
+  column[0] = taps[0];
   for (int i = 1; i <= radius; ++i) {
-    column[2 * i] = column[2 * (ptrdiff_t{height} - i)] = kernel[i];
+    column[2 * i] = column[2 * (ptrdiff_t{height} - i)] = taps[i];
   }
   detail::complexForward(height, column, tables->column.get(), tables->columnFactors);
 
@@ -241,7 +241,7 @@ void SrFloatFft2d::gaussFft(int radius, float sigma, float (*filter)[2], float* 
   }
 }
 
-void SrFloatFft2d::repairGaussBlur(const float* image, float* blurred, int radius, float* kernel) {
+void SrFloatFft2d::repairGaussBlur(const float* image, float* blurred, int radius, float* taps) {
   if (radius < 1) {
     return;
   }
@@ -252,7 +252,7 @@ void SrFloatFft2d::repairGaussBlur(const float* image, float* blurred, int radiu
   float* const factors = columnSums + width;
   float mass = 1.0f;
   for (int d = radius - 1; d >= 0; --d) {
-    mass -= kernel[d + 1];
+    mass -= taps[d + 1];
     factors[d] = 1.0f / mass;
   }
 
@@ -263,8 +263,7 @@ void SrFloatFft2d::repairGaussBlur(const float* image, float* blurred, int radiu
     const bool inBand = std::min(y, below) < radius;
 
     const auto sumColumns = [&](int first, int count) {
-      convolve(imageRow + first, width, -std::min(radius, y), std::min(radius, below), kernel, count,
-               columnSums + first);
+      convolve(imageRow + first, width, -std::min(radius, y), std::min(radius, below), taps, count, columnSums + first);
       if (inBand) {
         const float factor = factors[std::min(y, below)];
         for (int x = first; x < first + count; ++x) {
@@ -275,14 +274,14 @@ void SrFloatFft2d::repairGaussBlur(const float* image, float* blurred, int radiu
     const auto sumBorderRow = [&](int first) {
       for (int x = first; x < first + radius; ++x) {
         const int right = width - 1 - x;
-        convolve(columnSums + x, 1, -std::min(radius, x), std::min(radius, right), kernel, 1, blurredRow + x);
+        convolve(columnSums + x, 1, -std::min(radius, x), std::min(radius, right), taps, 1, blurredRow + x);
         blurredRow[x] *= factors[std::min(x, right)];
       }
     };
 
     if (inBand) {
       sumColumns(0, width);
-      convolve(columnSums + radius, 1, -radius, radius, kernel, width - 2 * radius, blurredRow + radius);
+      convolve(columnSums + radius, 1, -radius, radius, taps, width - 2 * radius, blurredRow + radius);
     } else {
       sumColumns(0, 2 * radius);
       sumColumns(width - 2 * radius, 2 * radius);

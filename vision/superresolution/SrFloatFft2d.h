@@ -47,19 +47,19 @@ class MOVRA_SUPERRESOLUTION_API SrFloatFft2d {
   /// @param radius pixels, 0 <= 2 * radius < width and height
   /// @param sigma standard deviation in pixels; 0 gives the filter that changes nothing
   /// @param filter height x (width / 2 + 1), overwritten with the spectrum divided by width * height
-  /// @param kernel radius + 1 floats, overwritten with the weights at the distances 0 ... radius
+  /// @param taps radius + 1 floats, overwritten with the taps at the distances 0 ... radius
   /// @throws movra::Exception if the radius does not fit the image; nothing is changed
-  void gaussFft(int radius, float sigma, float (*filter)[2], float* kernel);
+  void gaussFft(int radius, float sigma, float (*filter)[2], float* taps);
 
   /// Replaces the wrapped-around values of a blurred image, those less than `radius` pixels from a border, by
-  /// the convolution of the image with the part of the kernel inside it, first along the columns, then along
-  /// the rows, each divided by the mass of that part.
+  /// the convolution of the image with those taps that lie inside it, first along the columns, then along
+  /// the rows, each divided by the sum of those taps.
   /// @param image height x width, unblurred
   /// @param blurred height x width; pixels further from every border keep their values
   /// @param radius as given to gaussFft; below 1 nothing is changed
-  /// @param kernel radius + 1 weights from gaussFft
+  /// @param taps radius + 1 floats from gaussFft
   /// @throws movra::Exception if 2 * radius is not less than width and height; nothing is changed
-  void repairGaussBlur(const float* image, float* blurred, int radius, float* kernel);
+  void repairGaussBlur(const float* image, float* blurred, int radius, float* taps);
 
  private:
   int width;

@@ -32,7 +32,7 @@ namespace flag {
 constexpr std::uint32_t overRange = 129;
 constexpr std::uint32_t underRange = 130;
 constexpr std::uint32_t invalid = 132;
-constexpr std::uint32_t invalidToo = 133;  // treated as invalid; no result holds it
+constexpr std::uint32_t invalidAlternative = 133;  // what some cameras send for an invalid pixel; no result holds it
 }  // namespace flag
 
 }  // namespace movra::vision

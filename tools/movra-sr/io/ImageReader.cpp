@@ -40,7 +40,7 @@ float flagOr(float result, float stored) {
   std::uint32_t bits = 0;
   std::memcpy(&bits, &stored, sizeof bits);
   const bool isFlag = bits == vision::flag::overRange || bits == vision::flag::underRange ||
-                      bits == vision::flag::invalid || bits == vision::flag::invalidToo;
+                      bits == vision::flag::invalid || bits == vision::flag::invalidAlternative;
   return isFlag ? stored : result;
 }
 

@@ -31,7 +31,7 @@ static inline bool isMask(std::uint32_t bits) {
 
 /// Whether a camera's pixel with these bits is flagged.
 static inline bool isFlag(std::uint32_t bits) {
-  return isMask(bits) | (bits == flag::invalidToo);
+  return isMask(bits) | (bits == flag::invalidAlternative);
 }
 
 /// The value's place in the order of floats: a > b for numbers exactly where the key is greater, apart from

@@ -14,7 +14,8 @@ namespace {
 bool isFlag(float value) {
   std::uint32_t bits = 0;
   std::memcpy(&bits, &value, sizeof bits);
-  return bits == flag::overRange || bits == flag::underRange || bits == flag::invalid || bits == flag::invalidToo;
+  return bits == flag::overRange || bits == flag::underRange || bits == flag::invalid ||
+         bits == flag::invalidAlternative;
 }
 
 void setFlag(float& pixel, std::uint32_t bits) {

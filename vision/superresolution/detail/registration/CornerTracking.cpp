@@ -43,7 +43,8 @@ std::vector<CornerTracks> trackCorners(const std::vector<cv::Mat>& from,
       for (std::size_t k = 0; k < to.size(); ++k) {
         cv::Point_<float>& position = tracks[k].positions[i];
         position = level == top ? corner : position * 2.0f;
-        const bool isFound = canBeFound && patch.find(images[k], limits, position) && patch.meets(images[k], position);
+        const bool isFound =
+            canBeFound && patch.find(images[k], limits, position) && patch.windowTouchesImage(images[k], position);
         tracks[k].isTracked[i] = isFound ? 1 : 0;
       }
     }

@@ -140,7 +140,7 @@ bool ReferencePatch::find(const TrackedLevel& level, const SearchLimits& limits,
   return true;
 }
 
-bool ReferencePatch::meets(const TrackedLevel& level, cv::Point_<float> point) const {
+bool ReferencePatch::windowTouchesImage(const TrackedLevel& level, cv::Point_<float> point) const {
   return isInside(point - half(window), window, level.size);
 }
 

@@ -56,8 +56,8 @@ class ReferencePatch {
   /// then where it left.
   bool find(const TrackedLevel& level, const SearchLimits& limits, cv::Point_<float>& point) const;
 
-  /// Whether the window around `point` meets the image.
-  bool meets(const TrackedLevel& level, cv::Point_<float> point) const;
+  /// Whether the window around `point` and the image have a common pixel.
+  bool windowTouchesImage(const TrackedLevel& level, cv::Point_<float> point) const;
 
   /// The mean difference in grey levels to the window around `point`, which must meet the image.
   float distance(const TrackedLevel& level, cv::Point_<float> point) const;
