@@ -43,13 +43,19 @@ void startResidual(const float* __restrict b, float* __restrict r, int begin, in
   });
 }
 
-void stepAlong(float alpha, const float* p, const float* q, const float* x, float* newX, const float* r, float* newR,
-               int begin, int end, float* __restrict sums) {
+void reduceResidual(float alpha, const float* q, const float* r, float* newR, int begin, int end,
+                    float* __restrict sums) {
   addToSums(begin, end, sums, [=](int i) {
-    newX[i] = x[i] + alpha * p[i];
     newR[i] = r[i] - alpha * q[i];
     return newR[i] * newR[i];
   });
+}
+
+void stepAlong(float alpha, const float* p, const float* x, float* newX, int begin, int end) {
+#pragma GCC ivdep
+  for (int i = begin; i < end; ++i) {
+    newX[i] = x[i] + alpha * p[i];
+  }
 }
 
 void addSquares(const float* __restrict a, int begin, int end, double* __restrict sums) {
@@ -86,6 +92,7 @@ const SolverKernels solverKernels = [] {
   SolverKernels kernels{};
   kernels.addProducts = addProducts;
   kernels.startResidual = startResidual;
+  kernels.reduceResidual = reduceResidual;
   kernels.stepAlong = stepAlong;
   kernels.updateDirection = updateDirection;
   kernels.addSquares = addSquares;

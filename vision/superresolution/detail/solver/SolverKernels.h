@@ -11,9 +11,11 @@ struct SolverKernels {
   /// Start of a solve: r = b - r; sum of r^2.
   void (*startResidual)(const float* b, float* r, int begin, int end, float* sums);
 
-  /// Step along the direction: newX = x + alpha p and newR = r - alpha q, each in place or not; sum of newR^2.
-  void (*stepAlong)(float alpha, const float* p, const float* q, const float* x, float* newX, const float* r,
-                    float* newR, int begin, int end, float* sums);
+  /// Step along the direction: newR = r - alpha q, in place or not; sum of newR^2.
+  void (*reduceResidual)(float alpha, const float* q, const float* r, float* newR, int begin, int end, float* sums);
+
+  /// The same step of the estimate: newX = x + alpha p, in place or not.
+  void (*stepAlong)(float alpha, const float* p, const float* x, float* newX, int begin, int end);
 
   /// Next direction of the search: p = beta p + r.
   void (*updateDirection)(float beta, const float* r, float* p, int begin, int end);

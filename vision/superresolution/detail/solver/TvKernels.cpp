@@ -7,144 +7,281 @@ namespace {
 // 1/sqrt(2): differences across a diagonal are divided by its length.
 constexpr float inverseRootTwo = 0.70710677f;
 
-inline float edgeWeight(float difference, const EdgeRule& rule) {
-  const float atMost = difference < rule.largest ? difference : rule.largest;
-  const float clamped = rule.smallest < difference ? atMost : rule.smallest;
-  return rule.coefficient / clamped;
+#if defined(__AVX512F__)
+constexpr int lanes = 16;
+#elif defined(__AVX2__)
+constexpr int lanes = 8;
+#else
+constexpr int lanes = 4;
+#endif
+
+// Neighbouring pixels of a row.
+using Vector = float __attribute__((vector_size(lanes * sizeof(float))));
+using Bits = int __attribute__((vector_size(lanes * sizeof(float))));
+using UnalignedVector = float __attribute__((vector_size(lanes * sizeof(float)), aligned(sizeof(float)), may_alias));
+
+inline Vector load(const float* from) {
+  return *reinterpret_cast<const UnalignedVector*>(from);
 }
 
-inline float axisWeight(float a, float b, const EdgeRule& rule) {
-  return edgeWeight(__builtin_fabsf(a - b), rule);
+inline void store(Vector value, float* to) {
+  *reinterpret_cast<UnalignedVector*>(to) = value;
 }
 
-inline float diagonalWeight(float a, float b, const EdgeRule& rule) {
-  return edgeWeight(__builtin_fabsf(a - b) * inverseRootTwo, rule) * 0.5f;
+// The last `count` elements of one vector and the first ones of the next.
+template <int count>
+inline Vector following(Vector before, Vector after) {
+#if defined(__AVX512F__)
+  return __builtin_shufflevector(before, after, 16 - count, 17 - count, 18 - count, 19 - count, 20 - count, 21 - count,
+                                 22 - count, 23 - count, 24 - count, 25 - count, 26 - count, 27 - count, 28 - count,
+                                 29 - count, 30 - count, 31 - count);
+#elif defined(__AVX2__)
+  return __builtin_shufflevector(before, after, 8 - count, 9 - count, 10 - count, 11 - count, 12 - count, 13 - count,
+                                 14 - count, 15 - count);
+#else
+  return __builtin_shufflevector(before, after, 4 - count, 5 - count, 6 - count, 7 - count);
+#endif
 }
 
-// Weights of the edges from one pixel to the row below.
-struct EdgesDown {
-  float down, left, right;
+inline float absolute(float value) {
+  return __builtin_fabsf(value);
+}
+
+inline Vector absolute(Vector value) {
+  return reinterpret_cast<Vector>(reinterpret_cast<Bits>(value) & 0x7fffffff);
+}
+
+template <class T>
+inline T edgeWeight(T difference, const EdgeRule& rule) {
+  const T smallest = T{} + rule.smallest;
+  const T largest = T{} + rule.largest;
+  const T atMost = difference < largest ? difference : largest;
+  return rule.coefficient / (smallest < difference ? atMost : smallest);
+}
+
+template <class T>
+inline T axisWeight(T a, T b, const EdgeRule& rule) {
+  return edgeWeight(absolute(a - b), rule);
+}
+
+template <class T>
+inline T diagonalWeight(T a, T b, const EdgeRule& rule) {
+  return edgeWeight(absolute(a - b) * inverseRootTwo, rule) * 0.5f;
+}
+
+// Three pixels of a row, or the edges that lead to them.
+template <class T>
+struct Three {
+  T left, middle, right;
 };
 
-template <bool left, bool right>
-inline EdgesDown edgesDown(const float* row, int width, int c, const EdgeRule& rule) {
-  const float* below = row + width;
-  return {axisWeight(below[c], row[c], rule), left ? diagonalWeight(below[c - 1], row[c], rule) : 0.0f,
-          right ? diagonalWeight(below[c + 1], row[c], rule) : 0.0f};
+// A pixel's neighbours and itself, or the edges that lead to them.
+template <class T>
+struct Around {
+  Three<T> above, here, below;
+};
+
+// Weights of the edges from one pixel to the row below.
+template <bool left, bool right, class T>
+inline Three<T> edgesDown(T pixel, const Three<T>& below, const EdgeRule& rule) {
+  return {left ? diagonalWeight(below.left, pixel, rule) : T{}, axisWeight(below.middle, pixel, rule),
+          right ? diagonalWeight(below.right, pixel, rule) : T{}};
 }
 
 // One pixel of L x. The diagonal of L is the negative sum of the pixel's edge weights. Neighbours are left out where the
 // image ends.
-template <bool left, bool right, bool up, bool down>
-inline float stencil(const float* x, int width, int c, const RowEdges& w, const EdgesDown& d) {
-  float sum = left ? w.right[c - 1] : 0.0f;
+template <bool left, bool right, bool up, bool down, class T>
+inline T stencil(const Around<T>& x, const Around<T>& w) {
+  T sum = left ? w.here.left : T{};
   if (right) {
-    sum += w.right[c];
+    sum += w.here.right;
   }
   if (up) {
-    sum += w.above[c];
+    sum += w.above.middle;
   }
   if (down) {
-    sum += d.down;
+    sum += w.below.middle;
   }
   if (up && left) {
-    sum += w.aboveLeft[c];
+    sum += w.above.left;
   }
   if (down && right) {
-    sum += d.right;
+    sum += w.below.right;
   }
   if (up && right) {
-    sum += w.aboveRight[c];
+    sum += w.above.right;
   }
   if (down && left) {
-    sum += d.left;
+    sum += w.below.left;
   }
-  float result = -sum * x[c];
+  T result = -sum * x.here.middle;
   if (left) {
-    result += w.right[c - 1] * x[c - 1];
+    result += w.here.left * x.here.left;
   }
   if (right) {
-    result += w.right[c] * x[c + 1];
+    result += w.here.right * x.here.right;
   }
   if (up) {
-    result += w.above[c] * x[c - width];
+    result += w.above.middle * x.above.middle;
   }
   if (down) {
-    result += d.down * x[c + width];
+    result += w.below.middle * x.below.middle;
   }
   if (up && left) {
-    result += w.aboveLeft[c] * x[c - width - 1];
+    result += w.above.left * x.above.left;
   }
   if (down && right) {
-    result += d.right * x[c + width + 1];
+    result += w.below.right * x.below.right;
   }
   if (up && right) {
-    result += w.aboveRight[c] * x[c - width + 1];
+    result += w.above.right * x.above.right;
   }
   if (down && left) {
-    result += d.left * x[c + width - 1];
+    result += w.below.left * x.below.left;
   }
   return result;
 }
 
-// The divisions for the row below and the memory reads of the stencil do not wait for each other.
+struct RowPlace {
+  const float* frozen;
+  const float* x;
+  int width;
+  EdgeRule rule;
+  RowEdges here;
+  RowEdges next;
+  float* out;
+};
+
+template <bool left, bool right>
+inline Three<float> threeAt(const float* pixel) {
+  return {left ? pixel[-1] : 0.0f, pixel[0], right ? pixel[1] : 0.0f};
+}
+
 template <bool left, bool right, bool up, bool down>
-inline void applyAt(const float* frozen, const float* x, int width, int c, int weightsFrom, const EdgeRule& rule,
-                    const RowEdges& here, const RowEdges& next, float* out) {
-  EdgesDown d{0, 0, 0};
+inline void applyAt(const RowPlace& row, int c, int weightsFrom) {
+  Around<float> x{};
+  Around<float> w{};
+  x.here = threeAt<left, right>(row.x + c);
+  w.here = {left ? row.here.right[c - 1] : 0.0f, 0.0f, right ? row.here.right[c] : 0.0f};
+  if (up) {
+    x.above = threeAt<left, right>(row.x + c - row.width);
+    w.above = {left ? row.here.downRight[c - 1] : 0.0f, row.here.above[c], right ? row.here.downLeft[c + 1] : 0.0f};
+  }
   if (down) {
-    d = edgesDown<left, right>(frozen, width, weightsFrom, rule);
-    next.above[c] = d.down;
-    if (left) {
-      next.aboveRight[c - 1] = d.left;
-    }
+    const float* below = row.frozen + row.width;
+    x.below = threeAt<left, right>(row.x + c + row.width);
+    w.below = edgesDown<left, right>(row.frozen[weightsFrom], threeAt<left, right>(below + weightsFrom), row.rule);
+    row.next.downLeft[c] = w.below.left;
+    row.next.above[c] = w.below.middle;
+    row.next.downRight[c] = w.below.right;
     if (right) {
-      next.aboveLeft[c + 1] = d.right;
-    }
-    if (right) {
-      next.right[c] = axisWeight(frozen[c + width + 1], frozen[c + width], rule);
+      row.next.right[c] = axisWeight(below[c + 1], below[c], row.rule);
     }
   }
-  out[c] = stencil<left, right, up, down>(x, width, c, here, d);
+  row.out[c] = stencil<left, right, up, down>(x, w);
+}
+
+// Three neighbouring vectors of a row, of which only the one to the right is read: the others follow from the one before.
+class Sliding {
+ public:
+  Sliding() = default;
+  explicit Sliding(const float* pixel) {
+    before[lanes - 2] = pixel[-1];
+    before[lanes - 1] = pixel[0];
+  }
+
+  Three<Vector> at(const float* pixel) {
+    const Vector right = load(pixel + 1);
+    const Three<Vector> three{following<2>(before, right), following<1>(before, right), right};
+    before = right;
+    return three;
+  }
+
+ private:
+  Vector before{};
+};
+
+// Columns [begin, end), a whole number of vectors, none of them at an end of the row. The divisions for the row below and
+// the memory reads of the stencil do not wait for each other.
+template <bool up, bool down>
+inline void applyVectors(const RowPlace& given, int begin, int end) {
+  const RowPlace row = given;
+  const float* const below = row.frozen + row.width;
+  Sliding xAbove, xHere(row.x + begin), xBelow, frozenBelow;
+  Vector rightBefore{}, downRightBefore{};
+  rightBefore[lanes - 1] = row.here.right[begin - 1];
+  if (up) {
+    xAbove = Sliding(row.x + begin - row.width);
+    downRightBefore[lanes - 1] = row.here.downRight[begin - 1];
+  }
+  if (down) {
+    xBelow = Sliding(row.x + begin + row.width);
+    frozenBelow = Sliding(below + begin);
+  }
+  for (int c = begin; c < end; c += lanes) {
+    Around<Vector> x{};
+    Around<Vector> w{};
+    x.here = xHere.at(row.x + c);
+    const Vector right = load(row.here.right + c);
+    w.here = {following<1>(rightBefore, right), Vector{}, right};
+    rightBefore = right;
+    if (up) {
+      x.above = xAbove.at(row.x + c - row.width);
+      const Vector downRight = load(row.here.downRight + c);
+      w.above = {following<1>(downRightBefore, downRight), load(row.here.above + c), load(row.here.downLeft + c + 1)};
+      downRightBefore = downRight;
+    }
+    if (down) {
+      x.below = xBelow.at(row.x + c + row.width);
+      const Three<Vector> f = frozenBelow.at(below + c);
+      w.below = edgesDown<true, true>(load(row.frozen + c), f, row.rule);
+      store(w.below.left, row.next.downLeft + c);
+      store(w.below.middle, row.next.above + c);
+      store(w.below.right, row.next.downRight + c);
+      store(axisWeight(f.right, f.middle, row.rule), row.next.right + c);
+    }
+    store(stencil<true, true, up, down>(x, w), row.out + c);
+  }
 }
 
 template <bool up, bool down>
-void applyAlongRow(const float* frozen, const float* x, int width, const EdgeRule& givenRule, const RowEdges& givenHere,
-                   const RowEdges& givenNext, float* out) {
-  const EdgeRule rule = givenRule;
-  const RowEdges here = givenHere;
-  const RowEdges next = givenNext;
-  const int last = width - 1;
-  if (width == 1) {
-    applyAt<false, false, up, down>(frozen, x, width, 0, 0, rule, here, next, out);
+void applyAlongRow(const RowPlace& row) {
+  const int last = row.width - 1;
+  if (row.width == 1) {
+    applyAt<false, false, up, down>(row, 0, 0);
     return;
   }
   // On purpose: pixel 0 takes the edge weights of pixel 1. Results depend on it.
-  const int weightsFrom = !up && width > 2 ? 1 : 0;
-  applyAt<false, true, up, down>(frozen, x, width, 0, weightsFrom, rule, here, next, out);
-#pragma GCC ivdep
-  for (int c = 1; c < last; ++c) {
-    applyAt<true, true, up, down>(frozen, x, width, c, c, rule, here, next, out);
+  const int weightsFrom = !up && row.width > 2 ? 1 : 0;
+  applyAt<false, true, up, down>(row, 0, weightsFrom);
+  if (last - 1 >= lanes) {
+    const int whole = (last - 1) / lanes * lanes;
+    applyVectors<up, down>(row, 1, 1 + whole);
+    if (1 + whole < last) {  // the last vector once more, further to the right
+      applyVectors<up, down>(row, last - lanes, last);
+    }
+  } else {
+    for (int c = 1; c < last; ++c) {
+      applyAt<true, true, up, down>(row, c, c);
+    }
   }
-  applyAt<true, false, up, down>(frozen, x, width, last, last, rule, here, next, out);
+  applyAt<true, false, up, down>(row, last, last);
 }
 
-void applyRow(const float* frozenImage, const float* image, int width, int height, int y, const EdgeRule& rule,
-              const RowEdges& here, const RowEdges& next, float* result) {
+void applyRow(const float* frozen, const float* x, int width, int height, int y, const EdgeRule& rule,
+              const RowEdges& here, const RowEdges& next, float* out) {
   const long begin = static_cast<long>(y) * width;
-  const float* frozen = frozenImage + begin;
-  const float* x = image + begin;
-  float* out = result + begin;
+  const RowPlace row{frozen + begin, x + begin, width, rule, here, next, out + begin};
   const bool first = y == 0;
   const bool last = y == height - 1;
   if (first && last) {
-    applyAlongRow<false, false>(frozen, x, width, rule, here, next, out);
+    applyAlongRow<false, false>(row);
   } else if (first) {
-    applyAlongRow<false, true>(frozen, x, width, rule, here, next, out);
+    applyAlongRow<false, true>(row);
   } else if (last) {
-    applyAlongRow<true, false>(frozen, x, width, rule, here, next, out);
+    applyAlongRow<true, false>(row);
   } else {
-    applyAlongRow<true, true>(frozen, x, width, rule, here, next, out);
+    applyAlongRow<true, true>(row);
   }
 }
 

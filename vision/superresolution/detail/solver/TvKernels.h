@@ -9,13 +9,12 @@ struct EdgeRule {
   float largest;
 };
 
-/// Weights of the edges that lie in one row of a dense image or arrive from the row above, by the column at which they
-/// are needed.
+/// Weights of the edges that lie in one row of a dense image or arrive from the row above.
 struct RowEdges {
   float* right;      // [c]: between columns c and c + 1
-  float* above;      // [c]: between the pixel above and c
-  float* aboveLeft;  // [c]: between the pixel above left and c
-  float* aboveRight;
+  float* above;      // [c]: between column c of the row above and c
+  float* downRight;  // [c]: between column c of the row above and c + 1
+  float* downLeft;   // [c]: between column c of the row above and c - 1
 };
 
 /// Kernels of the total-variation operator L, on dense images with `width` columns.

@@ -18,7 +18,8 @@ TvSolver<Mask>::TvSolver(const ReconstructionSize& size_, Setup setup)
       placement(setup.placement),
       dataTerm(std::move(setup.dataTerm)),
       tvTerm(size.paddedWidth, size.paddedHeight),
-      vectors(static_cast<std::size_t>(size.paddedPixels()), setup.slack) {}
+      vectors(static_cast<std::size_t>(size.paddedPixels()), setup.slack),
+      steppedUpTo(size.paddedPixels()) {}
 
 template <class Mask>
 void TvSolver<Mask>::setWeightTV(float weight) {
@@ -101,12 +102,15 @@ void TvSolver<Mask>::backProject(float** frames) {
   }
   invRhsNorm2 = static_cast<float>(1.0 / combineSums(sums));
   vectors.startAtRhs();
+  steppedUpTo = size.paddedPixels();
 }
 
 template <class Mask>
 int TvSolver<Mask>::conjugateGradients(int count, Mask** masks, int maxIterations) {
   useFrames(count, masks);
-  return solve(maxIterations);
+  const int made = solve(maxIterations);
+  stepUpTo(size.paddedPixels());
+  return made;
 }
 
 template <class Mask>
@@ -117,7 +121,7 @@ int TvSolver<Mask>::solve(int maxIterations) {
   float* const r = vectors.residual();
   float sums[partialSums] = {};
   applySystem(
-      vectors.estimate(), r, [](int) {},
+      vectors.estimate(), r, [&](int end) { stepUpTo(end); },
       [&](int begin, int end) { solverKernels().startResidual(vectors.rhs(), r, begin, end, sums); });
   residualNorm2 = combineSums(sums);
   vectors.startAlongResidual();
@@ -164,21 +168,24 @@ void TvSolver<Mask>::gradient(float* x, int count, Mask** masks, float* out) {
 template <class Mask>
 bool TvSolver<Mask>::iteration(int count, Mask** masks) {
   useFrames(count, masks);
-  return iterate();
+  const bool isDone = iterate();
+  stepUpTo(size.paddedPixels());
+  return isDone;
 }
 
 template <class Mask>
 bool TvSolver<Mask>::iterate() {
   // p'q = 0 makes alpha infinite or not a number, and so x, r and all later norms. No test below is passed then, and the
   // image shows it.
-  const float alpha = residualNorm2 / multiplyDirection();
+  alpha = residualNorm2 / multiplyDirection();
 
   // x = x + alpha p, r = r - alpha q
   float sums[partialSums] = {};
-  float* const nextX = vectors.nextEstimate(tvTerm.frozenAt());
-  solverKernels().stepAlong(alpha, vectors.direction(), vectors.directionImage(), vectors.estimate(), nextX,
-                            vectors.residual(), vectors.nextResidual(), 0, size.paddedPixels(), sums);
-  vectors.advance(nextX);
+  solverKernels().reduceResidual(alpha, vectors.directionImage(), vectors.residual(), vectors.nextResidual(), 0,
+                                 size.paddedPixels(), sums);
+  estimateBefore = vectors.estimate();
+  steppedUpTo = 0;
+  vectors.advance(vectors.nextEstimate(tvTerm.frozenAt()));
   const float newNorm2 = combineSums(sums);
   if (relRes * relRes > invRhsNorm2 * newNorm2) {
     return true;
@@ -189,8 +196,17 @@ bool TvSolver<Mask>::iterate() {
   return false;
 }
 
-// q = A p and p'q, which is returned. The update p = beta p + r, due since the iteration before, is made on the way: each
-// part of p just before it is read, so that p goes through the cache once.
+// Makes the step that is due for the pixels up to `end`.
+template <class Mask>
+void TvSolver<Mask>::stepUpTo(int end) {
+  if (steppedUpTo < end) {
+    solverKernels().stepAlong(alpha, vectors.direction(), estimateBefore, vectors.estimate(), steppedUpTo, end);
+    steppedUpTo = end;
+  }
+}
+
+// q = A p and p'q, which is returned. What is due since the iteration before, the step of x and p = beta p + r, is made on
+// the way: each part of p just before it is read, so that p goes through the cache once.
 template <class Mask>
 float TvSolver<Mask>::multiplyDirection() {
   const SolverKernels& kernels = solverKernels();
@@ -200,6 +216,7 @@ float TvSolver<Mask>::multiplyDirection() {
 
   int updatedUpTo = directionIsCurrent ? size.paddedPixels() : 0;
   const auto updateDirection = [&](int end) {
+    stepUpTo(end);
     if (updatedUpTo < end) {
       kernels.updateDirection(beta, r, p, updatedUpTo, end);
       updatedUpTo = end;
@@ -218,11 +235,13 @@ void TvSolver<Mask>::writeResult(float mean, float deviation, float* out) {
   // The high-resolution pixels of low-resolution pixel 0 lie around the middle of the PSF at padded pixel 0.
   const int margin = placement == PsfPlacement::anyFactor ? truncateToInt(size.factor) : (size.psfSize - 1) / 2;
   for (int y = 0; y < size.hrHeight; ++y) {
+    stepUpTo((y + margin + 1) * size.paddedWidth);
     const float* row = vectors.estimate() + static_cast<std::ptrdiff_t>(y + margin) * size.paddedWidth + margin;
     for (int x = 0; x < size.hrWidth; ++x) {
       *out++ = deviation * row[x] + mean;
     }
   }
+  stepUpTo(size.paddedPixels());
 }
 
 template class TvSolver<char>;

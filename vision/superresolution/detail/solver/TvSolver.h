@@ -50,6 +50,7 @@ class TvSolver {
   int solve(int maxIterations);
   bool iterate();
   float multiplyDirection();
+  void stepUpTo(int end);
   template <class Before, class After>
   void applySystem(float* x, float* out, Before before, After after);
   void writeResult(float mean, float deviation, float* out);
@@ -63,10 +64,16 @@ class TvSolver {
   float tvCoefficient = 0;  // -1 / weightTV
   float epsilon = 0;
   float invEpsilon = 0;
-  float residualNorm2 = 0;         // ||r||^2 of the current solve
-  float invRhsNorm2 = 0;           // 1 / ||b||^2
-  float beta = 0;                  // of the direction update that multiplyDirection makes up for
-  bool directionIsCurrent = true;  // no update is due
+  float residualNorm2 = 0;  // ||r||^2 of the current solve
+  float invRhsNorm2 = 0;    // 1 / ||b||^2
+
+  // An iteration ends with its residual. The estimate's step and the direction's update follow part by part in the next
+  // pass over the image, which needs both anyway.
+  float alpha = 0;                        // of the last step
+  float beta = 0;                         // of the direction update that is due
+  const float* estimateBefore = nullptr;  // the step starts here
+  int steppedUpTo;                        // pixels of the estimate whose step is made
+  bool directionIsCurrent = true;         // no update is due
 };
 
 extern template class TvSolver<char>;

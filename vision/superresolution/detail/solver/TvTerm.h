@@ -19,7 +19,7 @@ class TvTerm {
       : width(paddedWidth),
         height(paddedHeight),
         stride(static_cast<std::size_t>(alignedWidth(paddedWidth))),
-        edgeRows(makeAlignedFloats(2 * arraysPerRow * stride)),
+        edgeRows(makeAlignedFloats(2 * arraysPerRow * stride + cacheLine)),
         here(edgesOf(0)),
         next(edgesOf(1)) {}
 
@@ -49,9 +49,11 @@ class TvTerm {
 
  private:
   static constexpr std::size_t arraysPerRow = 4;
+  static constexpr std::size_t cacheLine = 16;  // floats
 
   RowEdges edgesOf(std::size_t row) {
-    float* first = edgeRows.get() + row * arraysPerRow * stride;
+    // Vectors start at column 1, so this one begins a cache line.
+    float* first = edgeRows.get() + row * arraysPerRow * stride + cacheLine - 1;
     return {first, first + stride, first + 2 * stride, first + 3 * stride};
   }
 
