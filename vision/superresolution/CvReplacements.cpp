@@ -241,6 +241,7 @@ void LKTrackerInvoker::operator()(const cv::Range& range) const {
   const bool wantsEigenvalues = (flags & cv::OPTFLOW_LK_GET_MIN_EIGENVALS) != 0;
   const float scale = std::ldexp(1.0f, -level);
   detail::ReferencePatch patch(winSize, from.channels);
+  std::vector<detail::ReferencePatch::Search> search(1);
   for (int i = range.start; i < range.end; ++i) {
     const cv::Point_<float> point = prevPts[i] * scale;
     cv::Point_<float>& found = nextPts[i];
@@ -253,7 +254,13 @@ void LKTrackerInvoker::operator()(const cv::Range& range) const {
     if (wantsEigenvalues && err != nullptr) {
       err[i] = isRead ? patch.smallerEigenvalue() : 0.0f;
     }
-    bool isFound = isRead && patch.canBeFound(limits) && patch.find(to, limits, found);
+    bool isFound = isRead && patch.canBeFound(limits);
+    if (isFound) {
+      search = {{&to, found, false}};
+      patch.find(search, limits);
+      found = search.front().point;
+      isFound = search.front().isFound;
+    }
     if (level > 0) {
       continue;
     }

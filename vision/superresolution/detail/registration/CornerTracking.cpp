@@ -29,6 +29,7 @@ std::vector<CornerTracks> trackCorners(const std::vector<cv::Mat>& from,
   std::vector<CornerTracks> tracks(
       to.size(), {std::vector<cv::Point_<float>>(corners.size()), std::vector<unsigned char>(corners.size())});
   ReferencePatch patch(size, 1);
+  std::vector<ReferencePatch::Search> searches(to.size());
   const int top = std::min(levels, topLevel(from));
   for (int level = top; level >= 0; --level) {
     const TrackedLevel reference = levelOf(from, level, size);
@@ -41,11 +42,14 @@ std::vector<CornerTracks> trackCorners(const std::vector<cv::Mat>& from,
       const cv::Point_<float> corner = corners[i] * scale;
       const bool canBeFound = patch.read(reference, corner) && patch.canBeFound(limits);
       for (std::size_t k = 0; k < to.size(); ++k) {
-        cv::Point_<float>& position = tracks[k].positions[i];
-        position = level == top ? corner : position * 2.0f;
-        const bool isFound =
-            canBeFound && patch.find(images[k], limits, position) && patch.windowTouchesImage(images[k], position);
-        tracks[k].isTracked[i] = isFound ? 1 : 0;
+        searches[k] = {&images[k], level == top ? corner : tracks[k].positions[i] * 2.0f, false};
+      }
+      if (canBeFound) {
+        patch.find(searches, limits);
+      }
+      for (std::size_t k = 0; k < to.size(); ++k) {
+        tracks[k].positions[i] = searches[k].point;
+        tracks[k].isTracked[i] = searches[k].isFound && patch.windowTouchesImage(images[k], searches[k].point) ? 1 : 0;
       }
     }
   }

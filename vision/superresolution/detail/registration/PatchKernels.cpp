@@ -2,14 +2,11 @@
 
 #include <cstring>
 
-#include <simde/x86/sse2.h>
+#include "vision/superresolution/detail/registration/PatchMismatch.h"
 
 namespace movra::vision::detail::MOVRA_KERNEL_SET {
 
 namespace {
-
-constexpr int weightBits = 14;
-constexpr int greyBits = 5;  // fraction of the grey values of a patch
 
 // Eight pairs of numbers; what is computed of each pair is one 32-bit integer.
 struct Pairs {
@@ -124,27 +121,35 @@ class DerivativeBlock {
   simde__m128i below;
 };
 
-// Separates x and y of elements 0-3 and 4-7, and pairs 0 with 4 and so on.
-inline void storeGradients(simde__m128i first, simde__m128i second, PatchBlock& block) {
-  const simde__m128i low = simde_mm_unpacklo_epi16(first, second);
-  const simde__m128i high = simde_mm_unpackhi_epi16(first, second);
-  const simde__m128i evenLow = simde_mm_shuffle_epi32(low, 0xD8);
-  const simde__m128i evenHigh = simde_mm_shuffle_epi32(high, 0xD8);
-  const simde__m128i x = simde_mm_unpacklo_epi64(evenLow, evenHigh);
-  const simde__m128i y = simde_mm_unpackhi_epi64(evenLow, evenHigh);
-  std::memcpy(block.gradX, &x, sizeof x);
-  std::memcpy(block.gradY, &y, sizeof y);
+// Elements of a whole block, which are 16 bits each, in the order of PatchBlock.
+inline simde__m128i paired(simde__m128i elements) {
+  return simde_mm_unpacklo_epi16(elements, simde_mm_unpackhi_epi64(elements, elements));
 }
 
 inline simde__m128i loadShorts(const short* values) {
   return simde_mm_load_si128(reinterpret_cast<const simde__m128i*>(values));
 }
 
-// One partial sum after the other; how they are combined at the end.
-inline float total(simde__m128 lanes, float rest) {
-  float each[4];
-  simde_mm_storeu_ps(each, lanes);
-  return rest + ((each[0] + each[2]) + (each[1] + each[3]));
+inline void storeShorts(simde__m128i values, short* to) {
+  simde_mm_store_si128(reinterpret_cast<simde__m128i*>(to), values);
+}
+
+// Separates x and y of elements 0-3 and 4-7.
+inline void storeGradients(simde__m128i first, simde__m128i second, PatchBlock& block) {
+  const simde__m128i low = simde_mm_unpacklo_epi16(first, second);
+  const simde__m128i high = simde_mm_unpackhi_epi16(first, second);
+  const simde__m128i evenLow = simde_mm_shuffle_epi32(low, 0xD8);
+  const simde__m128i evenHigh = simde_mm_shuffle_epi32(high, 0xD8);
+  storeShorts(simde_mm_unpacklo_epi64(evenLow, evenHigh), block.gradients[0]);
+  storeShorts(simde_mm_unpackhi_epi64(evenLow, evenHigh), block.gradients[1]);
+}
+
+inline simde__m128 lowFloats(simde__m128i shorts) {
+  return simde_mm_cvtepi32_ps(simde_mm_srai_epi32(simde_mm_unpacklo_epi16(shorts, shorts), 16));
+}
+
+inline simde__m128 highFloats(simde__m128i shorts) {
+  return simde_mm_cvtepi32_ps(simde_mm_srai_epi32(simde_mm_unpackhi_epi16(shorts, shorts), 16));
 }
 
 // Elements 0-3 and 4-7 of a gradient.
@@ -161,33 +166,30 @@ struct Halves {
 
 struct GradientSums {
   void addWhole(const PatchBlock& block) {
-    const Halves x(block.gradX);
-    const Halves y(block.gradY);
+    const Halves x(block.gradients[0]);
+    const Halves y(block.gradients[1]);
     add(0, x, x);
     add(1, x, y);
     add(2, y, y);
   }
 
   void addRest(const PatchBlock& block, int count) {
-    const Halves x(block.gradX);
-    const Halves y(block.gradY);
-    addElements(x.low, y.low, count < 4 ? count : 4);
-    addElements(x.high, y.high, count - 4);
+    for (int half = 0; half < 2; ++half) {
+      const simde__m128i gradients = loadShorts(block.gradients[half]);
+      addTwo(lowFloats(gradients), count - 4 * half);
+      addTwo(highFloats(gradients), count - 4 * half - 2);
+    }
   }
 
-  void addElements(simde__m128 x, simde__m128 y, int count) {
-    const simde__m128 xx = simde_mm_mul_ps(x, x);
-    const simde__m128 xy = simde_mm_mul_ps(x, y);
-    const simde__m128 yy = simde_mm_mul_ps(y, y);
-    const simde__m128 squaresLow = simde_mm_unpacklo_ps(xx, yy);
-    const simde__m128 squaresHigh = simde_mm_unpackhi_ps(xx, yy);
-    const simde__m128 mixedLow = simde_mm_unpacklo_ps(xy, xy);
-    const simde__m128 mixedHigh = simde_mm_unpackhi_ps(xy, xy);
-    const simde__m128 elements[] = {
-        simde_mm_unpacklo_ps(squaresLow, mixedLow), simde_mm_unpackhi_ps(squaresLow, mixedLow),
-        simde_mm_unpacklo_ps(squaresHigh, mixedHigh), simde_mm_unpackhi_ps(squaresHigh, mixedHigh)};
-    for (int k = 0; k < count; ++k) {
-      rest = simde_mm_add_ps(rest, elements[k]);
+  // x and y of two elements.
+  void addTwo(simde__m128 gradients, int count) {
+    if (count > 0) {
+      rest = simde_mm_add_ps(rest, simde_mm_mul_ps(simde_mm_shuffle_ps(gradients, gradients, 0x50),
+                                                   simde_mm_shuffle_ps(gradients, gradients, 0x54)));
+    }
+    if (count > 1) {
+      rest = simde_mm_add_ps(rest, simde_mm_mul_ps(simde_mm_shuffle_ps(gradients, gradients, 0xFA),
+                                                   simde_mm_shuffle_ps(gradients, gradients, 0xFE)));
     }
   }
 
@@ -207,22 +209,24 @@ void readRows(const unsigned char* grey, std::ptrdiff_t greyStride, const short*
   const GreyBlock greyBlock(weights);
   const DerivativeBlock derivativeBlock(weights);
   GradientSums gradientSums;
-  const auto read = [&](int x, int count) {
-    const simde__m128i values = greyBlock.at<fixedWidth>(grey + x, greyStride, rows.channels, count);
-    std::memcpy(patch->grey, &values, sizeof values);
-    const short* first = derivatives + 2 * x;
-    const int firstCount = count < 4 ? count : 4;
-    storeGradients(derivativeBlock.at(first, derivativeStride, rows.channels, firstCount),
-                   derivativeBlock.at(first + 2 * firstCount, derivativeStride, rows.channels, count - firstCount),
-                   *patch);
+  const auto readGrey = [&](int x, int count) {
+    return greyBlock.at<fixedWidth>(grey + x, greyStride, rows.channels, count);
+  };
+  const auto readDerivatives = [&](int x, int count) {
+    return derivativeBlock.at(derivatives + 2 * x, derivativeStride, rows.channels, count);
   };
   for (int y = 0; y < rows.height; ++y) {
     for (int b = 0; b < rows.whole(); ++b) {
-      read(8 * b, 8);
+      storeShorts(paired(readGrey(8 * b, 8)), patch->grey);
+      storeGradients(readDerivatives(8 * b, 4), readDerivatives(8 * b + 4, 4), *patch);
       gradientSums.addWhole(*patch++);
     }
     if (rows.rest() > 0) {
-      read(8 * rows.whole(), rows.rest());
+      const int x = 8 * rows.whole();
+      const int first = rows.rest() < 4 ? rows.rest() : 4;
+      storeShorts(readGrey(x, rows.rest()), patch->grey);
+      storeShorts(readDerivatives(x, first), patch->gradients[0]);
+      storeShorts(readDerivatives(x + first, rows.rest() - first), patch->gradients[1]);
       gradientSums.addRest(*patch++, rows.rest());
     }
     grey += greyStride;
@@ -231,85 +235,53 @@ void readRows(const unsigned char* grey, std::ptrdiff_t greyStride, const short*
   float rest[4];
   simde_mm_storeu_ps(rest, gradientSums.rest);
   for (int s = 0; s < 3; ++s) {
-    sums[s] = total(gradientSums.lanes[s], rest[s]);
-  }
-}
-
-// Differences in the order of the gradients.
-inline simde__m128i paired(simde__m128i differences) {
-  return simde_mm_unpacklo_epi16(differences, simde_mm_unpackhi_epi64(differences, differences));
-}
-
-// Products of pairs with a gradient, each rounded to float: elements 0, 4, 1, 5 and 2, 6, 3, 7.
-struct Products {
-  Products(simde__m128i pairs, simde__m128i gradient) {
-    const simde__m128i low = simde_mm_mullo_epi16(pairs, gradient);
-    const simde__m128i high = simde_mm_mulhi_epi16(pairs, gradient);
-    first = simde_mm_cvtepi32_ps(simde_mm_unpacklo_epi16(low, high));
-    second = simde_mm_cvtepi32_ps(simde_mm_unpackhi_epi16(low, high));
-  }
-
-  simde__m128 first;
-  simde__m128 second;
-};
-
-// Sums with both gradients.
-struct MismatchSums {
-  void addWhole(simde__m128i differences, const PatchBlock& block) {
-    const simde__m128i pairs = paired(differences);
-    x = simde_mm_add_ps(x, simde_mm_cvtepi32_ps(simde_mm_madd_epi16(pairs, loadShorts(block.gradX))));
-    y = simde_mm_add_ps(y, simde_mm_cvtepi32_ps(simde_mm_madd_epi16(pairs, loadShorts(block.gradY))));
-  }
-
-  void addRest(simde__m128i differences, const PatchBlock& block, int count) {
-    const simde__m128i pairs = paired(differences);
-    const Products px(pairs, loadShorts(block.gradX));
-    const Products py(pairs, loadShorts(block.gradY));
-    const simde__m128 elements[] = {simde_mm_unpacklo_ps(px.first, py.first), simde_mm_unpackhi_ps(px.first, py.first),
-                                    simde_mm_unpacklo_ps(px.second, py.second),
-                                    simde_mm_unpackhi_ps(px.second, py.second)};  // k beside k + 4
-    for (int k = 0; k < count; ++k) {
-      const simde__m128 element = elements[k % 4];
-      rest = simde_mm_add_ps(rest, k < 4 ? element : simde_mm_movehl_ps(element, element));
-    }
-  }
-
-  void total(float* sums) const {
     float each[4];
-    simde_mm_storeu_ps(each, rest);
-    sums[0] = MOVRA_KERNEL_SET::total(x, each[0]);
-    sums[1] = MOVRA_KERNEL_SET::total(y, each[1]);
+    simde_mm_storeu_ps(each, gradientSums.lanes[s]);
+    sums[s] = total(each, rest[s]);
   }
+}
 
-  simde__m128 x = simde_mm_setzero_ps();
-  simde__m128 y = simde_mm_setzero_ps();
-  simde__m128 rest = simde_mm_setzero_ps();  // x and y of the rests of rows
-};
-
-template <int fixedWidth>
-void mismatchOfRows(const unsigned char* grey, std::ptrdiff_t stride, const Rows<fixedWidth> rows,
-                    const BilinearWeights& weights, const PatchBlock* patch, float* sums) {
-  const GreyBlock greyBlock(weights);
-  MismatchSums mismatch;
-  const auto differences = [&](int x, int count) {
-    return simde_mm_sub_epi16(greyBlock.at<fixedWidth>(grey + x, stride, rows.channels, count),
-                              loadShorts(patch->grey));
-  };
+// The same sums as mismatchOfUsualWidth, for any shape.
+void mismatchOfAnyShape(const ImagePlace& place, const PatchShape& shape, const PatchBlock* patch, float* sums) {
+  const Rows<0> rows(shape);
+  const GreyBlock greyBlock(place.weights);
+  const simde__m128i zero = simde_mm_setzero_si128();
+  const unsigned char* grey = place.grey;
+  simde__m128 gradientSums[2] = {simde_mm_setzero_ps(), simde_mm_setzero_ps()};
+  simde__m128 restSums = simde_mm_setzero_ps();  // x and y of the rests of rows
   for (int row = 0; row < rows.height; ++row) {
-    for (int b = 0; b < rows.whole(); ++b) {
-      mismatch.addWhole(differences(8 * b, 8), *patch);
-      ++patch;
+    for (int b = 0; b < rows.whole(); ++b, ++patch) {
+      const simde__m128i differences = simde_mm_sub_epi16(
+          paired(greyBlock.at<0>(grey + 8 * b, place.stride, rows.channels, 8)), loadShorts(patch->grey));
+      for (int i = 0; i < 2; ++i) {
+        const simde__m128i products = simde_mm_madd_epi16(differences, loadShorts(patch->gradients[i]));
+        gradientSums[i] = simde_mm_add_ps(gradientSums[i], simde_mm_cvtepi32_ps(products));
+      }
     }
     if (rows.rest() > 0) {
-      mismatch.addRest(differences(8 * rows.whole(), rows.rest()), *patch, rows.rest());
+      const simde__m128i differences = simde_mm_sub_epi16(
+          greyBlock.at<0>(grey + 8 * rows.whole(), place.stride, rows.channels, rows.rest()), loadShorts(patch->grey));
+      alignas(16) short each[8];
+      storeShorts(differences, each);
+      for (int k = 0; k < rows.rest(); ++k) {
+        const short* gradient = patch->gradients[k / 4] + 2 * (k % 4);
+        const simde__m128i products =
+            simde_mm_madd_epi16(simde_mm_set1_epi32(static_cast<unsigned short>(each[k])),
+                                simde_mm_unpacklo_epi16(simde_mm_set1_epi32(shortPair(gradient)), zero));
+        restSums = simde_mm_add_ps(restSums, simde_mm_cvtepi32_ps(products));
+      }
       ++patch;
     }
-    grey += stride;
+    grey += place.stride;
   }
-  mismatch.total(sums);
+  float rest[4];
+  simde_mm_storeu_ps(rest, restSums);
+  for (int i = 0; i < 2; ++i) {
+    float each[4];
+    simde_mm_storeu_ps(each, gradientSums[i]);
+    sums[i] = total(each, rest[i]);
+  }
 }
-
-constexpr int usualWidth = 21;
 
 void readPatch(const unsigned char* grey, std::ptrdiff_t greyStride, const short* derivatives,
                std::ptrdiff_t derivativeStride, const PatchShape& shape, const BilinearWeights& weights,
@@ -321,32 +293,48 @@ void readPatch(const unsigned char* grey, std::ptrdiff_t greyStride, const short
   }
 }
 
-void mismatch(const unsigned char* grey, std::ptrdiff_t stride, const PatchShape& shape, const BilinearWeights& weights,
-              const PatchBlock* patch, float* sums) {
-  if (shape.width == usualWidth) {
-    mismatchOfRows(grey, stride, Rows<usualWidth>(shape), weights, patch, sums);
-  } else {
-    mismatchOfRows(grey, stride, Rows<0>(shape), weights, patch, sums);
+void mismatch(const ImagePlace* const* places, int count, const PatchShape& shape, const PatchBlock* patch,
+              float* const* sums) {
+  if (shape.width != usualWidth || shape.channels != 1) {
+    for (int i = 0; i < count; ++i) {
+      mismatchOfAnyShape(*places[i], shape, patch, sums[i]);
+    }
+    return;
+  }
+  constexpr int together = SeveralImages::count;
+  while (count > 1 && together > 1) {
+    const ImagePlace* several[together];
+    float* severalSums[together];
+    for (int i = 0; i < together; ++i) {  // the last one again where there are fewer
+      several[i] = places[i < count ? i : count - 1];
+      severalSums[i] = sums[i < count ? i : count - 1];
+    }
+    mismatchOfUsualWidth<SeveralImages>(several, shape.height, patch, severalSums);
+    places += together;
+    sums += together;
+    count -= together;
+  }
+  for (int i = 0; i < count; ++i) {
+    mismatchOfUsualWidth<OneImage>(places + i, shape.height, patch, sums + i);
   }
 }
 
-long distance(const unsigned char* grey, std::ptrdiff_t stride, const PatchShape& shape, const BilinearWeights& weights,
-              const PatchBlock* patch) {
-  const GreyBlock greyBlock(weights);
+long distance(const ImagePlace& place, const PatchShape& shape, const PatchBlock* patch) {
+  const GreyBlock greyBlock(place.weights);
+  const unsigned char* grey = place.grey;
   long sum = 0;
   for (int y = 0; y < shape.height; ++y) {
     for (int x = 0; x < shape.width; x += 8) {
       const int count = shape.width - x < 8 ? shape.width - x : 8;
-      const simde__m128i differences =
-          simde_mm_sub_epi16(greyBlock.at<0>(grey + x, stride, shape.channels, count), loadShorts(patch->grey));
-      short each[8];
-      std::memcpy(each, &differences, sizeof each);
+      const simde__m128i values = greyBlock.at<0>(grey + x, place.stride, shape.channels, count);
+      alignas(16) short each[8];
+      storeShorts(simde_mm_sub_epi16(count < 8 ? values : paired(values), loadShorts(patch->grey)), each);
       for (const short difference : each) {
         sum += difference < 0 ? -difference : difference;
       }
       ++patch;
     }
-    grey += stride;
+    grey += place.stride;
   }
   return sum;
 }

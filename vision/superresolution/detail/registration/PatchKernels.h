@@ -14,15 +14,22 @@ struct PatchShape {
   int blocksPerRow() const { return (width + 7) / 8; }
 };
 
-/// Eight elements of a patch. Gradients stand in pairs of those that are added first: 0, 4, 1, 5, 2, 6, 3, 7.
+/// Eight elements of a patch. In a whole block, those whose products are added first stand beside each other: 0, 4, 1, 5,
+/// 2, 6, 3, 7. The rest of a row stands in order, x and y of its gradients side by side: 0-3 and 4-7.
 struct alignas(16) PatchBlock {
   short grey[8];
-  short gradX[8];
-  short gradY[8];
+  short gradients[2][8];
 };
 
 /// Weights of an element, of its neighbour to the right, and of the two below them, in 1/16384.
 using BilinearWeights = short[4];
+
+/// Where an image is compared with a patch.
+struct ImagePlace {
+  const unsigned char* grey;
+  std::ptrdiff_t stride;
+  BilinearWeights weights;
+};
 
 /// Kernels over small patches between pixels. Grey values of a patch are in 1/32 grey levels, gradients as
 /// cv::buildOpticalFlowPyramid makes them, each rounded half up. They are read at whole positions with their neighbours to
@@ -38,13 +45,13 @@ struct PatchKernels {
                     std::ptrdiff_t derivativeStride, const PatchShape& shape, const BilinearWeights& weights,
                     PatchBlock* patch, float* sums);
 
-  /// Sums of gradX D and gradY D, D = image - patch. Products of elements k and k + 4 of a block are added as integers.
-  void (*mismatch)(const unsigned char* grey, std::ptrdiff_t greyStride, const PatchShape& shape,
-                   const BilinearWeights& weights, const PatchBlock* patch, float* sums);
+  /// For each image the sums of gradX D and gradY D, D = image - patch. Products of elements k and k + 4 of a block are
+  /// added as integers.
+  void (*mismatch)(const ImagePlace* const* places, int count, const PatchShape& shape, const PatchBlock* patch,
+                   float* const* sums);
 
   /// Sum of |image - patch|.
-  long (*distance)(const unsigned char* grey, std::ptrdiff_t greyStride, const PatchShape& shape,
-                   const BilinearWeights& weights, const PatchBlock* patch);
+  long (*distance)(const ImagePlace& place, const PatchShape& shape, const PatchBlock* patch);
 
   /// Derivatives (H. Scharr) of a row of `width` pixels, x and y of each element side by side: differences of the
   /// neighbours, weighted 3, 10 and 3 over three rows or columns; mirrored at both ends.

@@ -15,7 +15,7 @@ constexpr float sumScale =
 
 // The window around a position: its first pixel, and the weights of the pixels that its elements lie between.
 struct WindowPlace {
-  WindowPlace(cv::Point_<float> corner) {
+  explicit WindowPlace(cv::Point_<float> corner) {
     const float left = std::floor(corner.x);
     const float top = std::floor(corner.y);
     x = static_cast<int>(left);
@@ -32,6 +32,10 @@ struct WindowPlace {
 
   const unsigned char* in(const TrackedLevel& level) const {
     return level.grey + y * level.greyStride + std::ptrdiff_t{x} * level.channels;
+  }
+
+  ImagePlace placeIn(const TrackedLevel& level) const {
+    return {in(level), level.greyStride, {weights[0], weights[1], weights[2], weights[3]}};
   }
 
   int x;
@@ -110,34 +114,71 @@ bool ReferencePatch::canBeFound(const SearchLimits& limits) const {
   return !(eigenvalue < limits.minEigenvalue) && !(determinant < FLT_EPSILON);
 }
 
-bool ReferencePatch::find(const TrackedLevel& level, const SearchLimits& limits, cv::Point_<float>& point) const {
-  const cv::Point_<float> middle = half(window);
-  const float inverse = 1.0f / determinant;
-  cv::Point_<float> corner = point - middle;
-  cv::Point_<float> before;
-  for (int i = 0; i < limits.steps; ++i) {
-    if (!isInside(corner, window, level.size)) {
-      return false;
-    }
-    const WindowPlace place(corner);
-    float sums[2];
-    patchKernels().mismatch(place.in(level), level.greyStride, shape, place.weights, blocks.data(), sums);
-    const float x = sums[0] * sumScale;
-    const float y = sums[1] * sumScale;
-    const cv::Point_<float> step((xy * y - yy * x) * inverse, (xy * x - xx * y) * inverse);
-    corner += step;
-    point = corner + middle;
-    if (step.ddot(step) <= limits.squaredStep) {
-      break;
-    }
-    // A search that goes to and fro ends in the middle.
-    if (i > 0 && std::abs(step.x + before.x) < 0.01f && std::abs(step.y + before.y) < 0.01f) {
-      point -= step * 0.5f;
-      break;
-    }
-    before = step;
+// A search on its way.
+struct ReferencePatch::Walk {
+  Search* search;
+  cv::Point_<float> corner;  // of the window
+  cv::Point_<float> before;  // the step before
+  ImagePlace place;
+  float sums[2];
+  int steps;
+};
+
+void ReferencePatch::find(std::vector<Search>& searches, const SearchLimits& limits) const {
+  std::vector<Walk> walks;
+  for (Search& search : searches) {
+    search.isFound = true;
+    walks.push_back({&search, search.point - half(window), {}, {}, {}, 0});
   }
-  return true;
+  if (limits.steps == 0) {
+    return;
+  }
+  std::vector<const ImagePlace*> places(walks.size());
+  std::vector<float*> sums(walks.size());
+  std::size_t count = walks.size();  // on their way, the first ones
+  while (true) {
+    const auto end = walks.begin() + static_cast<std::ptrdiff_t>(count);
+    count = static_cast<std::size_t>(std::remove_if(walks.begin(), end,
+                                                    [&](Walk& walk) {
+                                                      walk.search->isFound =
+                                                          isInside(walk.corner, window, walk.search->level->size);
+                                                      return !walk.search->isFound;
+                                                    }) -
+                                     walks.begin());
+    if (count == 0) {
+      return;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      walks[i].place = WindowPlace(walks[i].corner).placeIn(*walks[i].search->level);
+      places[i] = &walks[i].place;
+      sums[i] = walks[i].sums;
+    }
+    patchKernels().mismatch(places.data(), static_cast<int>(count), shape, blocks.data(), sums.data());
+    const auto walking = walks.begin() + static_cast<std::ptrdiff_t>(count);
+    count = static_cast<std::size_t>(
+        std::remove_if(walks.begin(), walking, [&](Walk& walk) { return makeStep(limits, walk); }) - walks.begin());
+  }
+}
+
+// True if it was the last step.
+bool ReferencePatch::makeStep(const SearchLimits& limits, Walk& walk) const {
+  const float inverse = 1.0f / determinant;
+  const float x = walk.sums[0] * sumScale;
+  const float y = walk.sums[1] * sumScale;
+  const cv::Point_<float> step((xy * y - yy * x) * inverse, (xy * x - xx * y) * inverse);
+  walk.corner += step;
+  walk.search->point = walk.corner + half(window);
+  ++walk.steps;
+  if (step.ddot(step) <= limits.squaredStep) {
+    return true;
+  }
+  // A search that goes to and fro ends in the middle.
+  if (walk.steps > 1 && std::abs(step.x + walk.before.x) < 0.01f && std::abs(step.y + walk.before.y) < 0.01f) {
+    walk.search->point -= step * 0.5f;
+    return true;
+  }
+  walk.before = step;
+  return walk.steps == limits.steps;
 }
 
 bool ReferencePatch::windowTouchesImage(const TrackedLevel& level, cv::Point_<float> point) const {
@@ -146,7 +187,7 @@ bool ReferencePatch::windowTouchesImage(const TrackedLevel& level, cv::Point_<fl
 
 float ReferencePatch::distance(const TrackedLevel& level, cv::Point_<float> point) const {
   const WindowPlace place(point - half(window));
-  const long sum = patchKernels().distance(place.in(level), level.greyStride, shape, place.weights, blocks.data());
+  const long sum = patchKernels().distance(place.placeIn(level), shape, blocks.data());
   return static_cast<float>(sum) / (32.0f * static_cast<float>(shape.width) * static_cast<float>(shape.height));
 }
 

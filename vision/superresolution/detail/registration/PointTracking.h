@@ -52,9 +52,15 @@ class ReferencePatch {
   float smallerEigenvalue() const { return eigenvalue; }
   bool canBeFound(const SearchLimits& limits) const;
 
-  /// Moves `point` from where the search begins to where the patch is. False if the search leaves the image; `point` is
-  /// then where it left.
-  bool find(const TrackedLevel& level, const SearchLimits& limits, cv::Point_<float>& point) const;
+  /// Searches an image for the patch.
+  struct Search {
+    const TrackedLevel* level;
+    cv::Point_<float> point;  // where the search begins, then where the patch is, or where the search left the image
+    bool isFound;             // false if it left the image
+  };
+
+  /// Searches several images side by side.
+  void find(std::vector<Search>& searches, const SearchLimits& limits) const;
 
   /// Whether the window around `point` and the image have a common pixel.
   bool windowTouchesImage(const TrackedLevel& level, cv::Point_<float> point) const;
@@ -64,6 +70,10 @@ class ReferencePatch {
 
  private:
   cv::Size window;
+  struct Walk;
+
+  bool makeStep(const SearchLimits& limits, Walk& walk) const;
+
   PatchShape shape;
   std::vector<PatchBlock> blocks;
   float xx = 0;  // sums of the gradients' products
