@@ -98,12 +98,12 @@ bool ReferencePatch::read(const TrackedLevel& level, cv::Point_<float> point) {
   }
   const WindowPlace place(corner);
   const std::ptrdiff_t derivative = place.y * level.derivativeStride + std::ptrdiff_t{place.x} * 2 * level.channels;
-  float sums[3];
+  float gradientSums[3];
   patchKernels().readPatch(place.in(level), level.greyStride, level.derivatives + derivative, level.derivativeStride,
-                           shape, place.weights, blocks.data(), sums);
-  xx = sums[0] * sumScale;
-  xy = sums[1] * sumScale;
-  yy = sums[2] * sumScale;
+                           shape, place.weights, blocks.data(), gradientSums);
+  xx = gradientSums[0] * sumScale;
+  xy = gradientSums[1] * sumScale;
+  yy = gradientSums[2] * sumScale;
   determinant = xx * yy - xy * xy;
   eigenvalue = (yy + xx - std::sqrt((xx - yy) * (xx - yy) + 4.0f * xy * xy)) /
                static_cast<float>(2 * window.width * window.height);
@@ -114,49 +114,33 @@ bool ReferencePatch::canBeFound(const SearchLimits& limits) const {
   return !(eigenvalue < limits.minEigenvalue) && !(determinant < FLT_EPSILON);
 }
 
-// A search on its way.
-struct ReferencePatch::Walk {
-  Search* search;
-  cv::Point_<float> corner;  // of the window
-  cv::Point_<float> before;  // the step before
-  ImagePlace place;
-  float sums[2];
-  int steps;
-};
+template <class Ends>
+void ReferencePatch::removeIf(Ends ends) {
+  walks.erase(std::remove_if(walks.begin(), walks.end(), ends), walks.end());
+}
 
-void ReferencePatch::find(std::vector<Search>& searches, const SearchLimits& limits) const {
-  std::vector<Walk> walks;
+void ReferencePatch::find(std::vector<Search>& searches, const SearchLimits& limits) {
+  walks.clear();
   for (Search& search : searches) {
     search.isFound = true;
-    walks.push_back({&search, search.point - half(window), {}, {}, {}, 0});
-  }
-  if (limits.steps == 0) {
-    return;
-  }
-  std::vector<const ImagePlace*> places(walks.size());
-  std::vector<float*> sums(walks.size());
-  std::size_t count = walks.size();  // on their way, the first ones
-  while (true) {
-    const auto end = walks.begin() + static_cast<std::ptrdiff_t>(count);
-    count = static_cast<std::size_t>(std::remove_if(walks.begin(), end,
-                                                    [&](Walk& walk) {
-                                                      walk.search->isFound =
-                                                          isInside(walk.corner, window, walk.search->level->size);
-                                                      return !walk.search->isFound;
-                                                    }) -
-                                     walks.begin());
-    if (count == 0) {
-      return;
+    if (limits.steps > 0) {
+      walks.push_back({&search, search.point - half(window), {}, {}, {}, 0});
     }
-    for (std::size_t i = 0; i < count; ++i) {
-      walks[i].place = WindowPlace(walks[i].corner).placeIn(*walks[i].search->level);
-      places[i] = &walks[i].place;
-      sums[i] = walks[i].sums;
+  }
+  while (!walks.empty()) {
+    removeIf([&](const Walk& walk) {
+      walk.search->isFound = isInside(walk.corner, window, walk.search->level->size);
+      return !walk.search->isFound;
+    });
+    places.clear();
+    sums.clear();
+    for (Walk& walk : walks) {
+      walk.place = WindowPlace(walk.corner).placeIn(*walk.search->level);
+      places.push_back(&walk.place);
+      sums.push_back(walk.sums);
     }
-    patchKernels().mismatch(places.data(), static_cast<int>(count), shape, blocks.data(), sums.data());
-    const auto walking = walks.begin() + static_cast<std::ptrdiff_t>(count);
-    count = static_cast<std::size_t>(
-        std::remove_if(walks.begin(), walking, [&](Walk& walk) { return makeStep(limits, walk); }) - walks.begin());
+    patchKernels().mismatch(places.data(), static_cast<int>(walks.size()), shape, blocks.data(), sums.data());
+    removeIf([&](Walk& walk) { return makeStep(limits, walk); });
   }
 }
 

@@ -60,7 +60,7 @@ class ReferencePatch {
   };
 
   /// Searches several images side by side.
-  void find(std::vector<Search>& searches, const SearchLimits& limits) const;
+  void find(std::vector<Search>& searches, const SearchLimits& limits);
 
   /// Whether the window around `point` and the image have a common pixel.
   bool windowTouchesImage(const TrackedLevel& level, cv::Point_<float> point) const;
@@ -70,12 +70,25 @@ class ReferencePatch {
 
  private:
   cv::Size window;
-  struct Walk;
+  /// A search on its way.
+  struct Walk {
+    Search* search;
+    cv::Point_<float> corner;  // of the window
+    cv::Point_<float> before;  // the step before
+    ImagePlace place;
+    float sums[2];
+    int steps;
+  };
 
+  template <class Ends>
+  void removeIf(Ends ends);
   bool makeStep(const SearchLimits& limits, Walk& walk) const;
 
   PatchShape shape;
   std::vector<PatchBlock> blocks;
+  std::vector<Walk> walks;
+  std::vector<const ImagePlace*> places;  // of the walks, as are the sums
+  std::vector<float*> sums;
   float xx = 0;  // sums of the gradients' products
   float xy = 0;
   float yy = 0;
