@@ -1,25 +1,48 @@
 #include "vision/superresolution/detail/operators/PsfKernels.h"
 
+#include "vision/superresolution/detail/base/Vectors.h"
+
 namespace movra::vision::detail::MOVRA_KERNEL_SET {
 
 namespace {
 
-void splitColumns(const float* __restrict row, int width, float* __restrict even, float* __restrict odd) {
-  for (int x = 0; x < width + 2; ++x) {
-    even[x] = row[2 * x];
-    odd[x] = row[2 * x + 1];
-  }
+// Two neighbouring vectors, or the parts of them that belong to so many first elements of either kind.
+WholeVector firstOfTwo(WholeVector whole, int /*count*/) {
+  return whole;
+}
+
+WholeVector secondOfTwo(WholeVector whole, int /*count*/) {
+  return whole;
+}
+
+PartOfVector firstOfTwo(PartOfVector /*part*/, int count) {
+  return PartOfVector(2 * count < lanes ? 2 * count : lanes);
+}
+
+PartOfVector secondOfTwo(PartOfVector /*part*/, int count) {
+  return PartOfVector(2 * count < lanes ? 0 : 2 * count - lanes);
+}
+
+void splitColumns(const float* row, int width, float* even, float* odd) {
+  forVectors(0, width + 2, [=](int x, auto access) {
+    const Vector a = firstOfTwo(access, width + 2 - x).load(row + 2 * x);
+    const Vector b = secondOfTwo(access, width + 2 - x).load(row + 2 * x + lanes);
+    access.store(evens(a, b, Lanes()), even + x);
+    access.store(odds(a, b, Lanes()), odd + x);
+  });
   even[width + 2] = row[2 * width + 4];
 }
 
 // The plain loops start each sum at +0, which shows only where all terms are zeros: the sum is then +0, never -0. Here
 // that +0 is added once, at the end: in between, the sign of a zero changes nothing.
 
-void mergeColumns(const float* __restrict even, const float* __restrict odd, int width, float* __restrict row) {
-  for (int x = 0; x < width + 2; ++x) {
-    row[2 * x] = even[x] + 0.0f;
-    row[2 * x + 1] = odd[x] + 0.0f;
-  }
+void mergeColumns(const float* even, const float* odd, int width, float* row) {
+  forVectors(0, width + 2, [=](int x, auto access) {
+    const Vector a = access.load(even + x) + 0.0f;
+    const Vector b = access.load(odd + x) + 0.0f;
+    firstOfTwo(access, width + 2 - x).store(inTurn<0>(a, b, Lanes()), row + 2 * x);
+    secondOfTwo(access, width + 2 - x).store(inTurn<lanes / 2>(a, b, Lanes()), row + 2 * x + lanes);
+  });
   row[2 * width + 4] = even[width + 2] + 0.0f;
 }
 
@@ -36,36 +59,35 @@ inline Taps tapsInUse(const float* psf) {
   return psf[5] == 0.0f ? Taps::allButLast : psf[0] == 0.0f ? Taps::allButFirst : Taps::all;
 }
 
-template <Taps taps>
-inline float imagePixel(const float* even, const float* odd, int x, Psf h) {
-  float sum = odd[x] * h.t1;
+template <Taps taps, class Access>
+inline Vector imagePixels(const float* even, const float* odd, const Psf& h, Access access) {
+  Vector sum = access.load(odd) * h.t1;
   if constexpr (taps != Taps::allButFirst) {
-    sum = even[x] * h.t0 + sum;
+    sum = access.load(even) * h.t0 + sum;
   }
-  sum = sum + even[x + 1] * h.t2 + odd[x + 1] * h.t3 + even[x + 2] * h.t4;
+  sum = sum + access.load(even + 1) * h.t2 + access.load(odd + 1) * h.t3 + access.load(even + 2) * h.t4;
   if constexpr (taps != Taps::allButLast) {
-    sum = sum + odd[x + 2] * h.t5;
+    sum = sum + access.load(odd + 2) * h.t5;
   }
   return sum;
 }
 
 template <Taps taps>
 void imageRows(const float* const even[2], const float* const odd[2], int width, const float* psfX, const float* psfY,
-               float* __restrict older, float* __restrict newer, float* __restrict complete) {
-  const float* __restrict evenA = even[0];
-  const float* __restrict oddA = odd[0];
-  const float* __restrict evenB = even[1];
-  const float* __restrict oddB = odd[1];
+               float* older, float* newer, float* complete) {
+  const float* evenA = even[0];
+  const float* oddA = odd[0];
+  const float* evenB = even[1];
+  const float* oddB = odd[1];
   const Psf h(psfX);
   const Psf v(psfY);
-#pragma GCC ivdep
-  for (int x = 0; x < width; ++x) {
-    const float a = imagePixel<taps>(evenA, oddA, x, h);
-    const float b = imagePixel<taps>(evenB, oddB, x, h);
-    complete[x] = older[x] + a * v.t4 + b * v.t5;
-    older[x] = newer[x] + a * v.t2 + b * v.t3;
-    newer[x] = a * v.t0 + b * v.t1;
-  }
+  forVectors(0, width, [=](int x, auto access) {
+    const Vector a = imagePixels<taps>(evenA + x, oddA + x, h, access);
+    const Vector b = imagePixels<taps>(evenB + x, oddB + x, h, access);
+    access.store(access.load(older + x) + a * v.t4 + b * v.t5, complete + x);
+    access.store(access.load(newer + x) + a * v.t2 + b * v.t3, older + x);
+    access.store(a * v.t0 + b * v.t1, newer + x);
+  });
 }
 
 void imageRowPair(const float* const even[2], const float* const odd[2], int width, const float* psfX,
@@ -95,37 +117,64 @@ bool isAllOnes(const char* mask, int width) {
   return differences == 0;
 }
 
-void spreadRows(const float* __restrict row, const float* __restrict rowBefore, const float* __restrict rowBeforeThat,
-                int width, const float* psfY, float* __restrict upper, float* __restrict lower) {
-  const Psf v(psfY);
-  for (int x = 0; x < width; ++x) {
-    upper[x] = row[x] * v.t0 + rowBefore[x] * v.t2 + rowBeforeThat[x] * v.t4;
-    lower[x] = row[x] * v.t1 + rowBefore[x] * v.t3 + rowBeforeThat[x] * v.t5;
+// A row of the intermediate goes by and is added to the split row that it is spread over.
+template <Taps taps>
+class SpreadRow {
+ public:
+  template <class Access>
+  void add(Vector row, const Psf& h, float* even, float* odd, Access access) {
+    const Vector left = following<1>(before, row);
+    const Vector leftOfThat = following<2>(before, row);
+    const Vector ofEvenTaps =
+        taps == Taps::allButFirst ? left * h.t2 + leftOfThat * h.t4 : row * h.t0 + left * h.t2 + leftOfThat * h.t4;
+    const Vector ofOddTaps =
+        taps == Taps::allButLast ? row * h.t1 + left * h.t3 : row * h.t1 + left * h.t3 + leftOfThat * h.t5;
+    access.store(access.load(even) + ofEvenTaps, even);
+    access.store(access.load(odd) + ofOddTaps, odd);
+    before = row;
   }
-}
+
+ private:
+  Vector before{};
+};
 
 template <Taps taps>
-void addSpread(const float* __restrict row, int width, const float* psf, float* __restrict even,
-               float* __restrict odd) {
-  const Psf h(psf);
-  for (int x = 0; x < width + 3; ++x) {
-    const float ofEvenTaps = taps == Taps::allButFirst ? row[x - 1] * h.t2 + row[x - 2] * h.t4
-                                                       : row[x] * h.t0 + row[x - 1] * h.t2 + row[x - 2] * h.t4;
-    const float ofOddTaps = taps == Taps::allButLast ? row[x] * h.t1 + row[x - 1] * h.t3
-                                                     : row[x] * h.t1 + row[x - 1] * h.t3 + row[x - 2] * h.t5;
-    even[x] += ofEvenTaps;
-    odd[x] += ofOddTaps;
+void addSpreadRows(const float* row, const float* rowBefore, const float* rowBeforeThat, int width, const float* psfX,
+                   const float* psfY, float* const even[2], float* const odd[2]) {
+  float* const evenA = even[0];
+  float* const oddA = odd[0];
+  float* const evenB = even[1];
+  float* const oddB = odd[1];
+  const Psf h(psfX);
+  const Psf v(psfY);
+  SpreadRow<taps> upper;
+  SpreadRow<taps> lower;
+  const auto add = [&](int x, auto given, auto taken) {
+    const Vector first = given.load(row + x);
+    const Vector second = given.load(rowBefore + x);
+    const Vector third = given.load(rowBeforeThat + x);
+    upper.add(given.keep(first * v.t0 + second * v.t2 + third * v.t4), h, evenA + x, oddA + x, taken);
+    lower.add(given.keep(first * v.t1 + second * v.t3 + third * v.t5), h, evenB + x, oddB + x, taken);
+  };
+  int x = 0;
+  for (; x + lanes <= width; x += lanes) {
+    add(x, WholeVector(), WholeVector());
+  }
+  for (; x < width + 3; x += lanes) {  // zeros follow the row
+    const auto part = [=](int end) { return PartOfVector(end <= x ? 0 : end - x < lanes ? end - x : lanes); };
+    add(x, part(width), part(width + 3));
   }
 }
 
-void addSpreadColumns(const float* row, int width, const float* psfX, float* even, float* odd) {
+void addSpread(const float* row, const float* rowBefore, const float* rowBeforeThat, int width, const float* psfX,
+               const float* psfY, float* const even[2], float* const odd[2]) {
   switch (tapsInUse(psfX)) {
     case Taps::allButLast:
-      return addSpread<Taps::allButLast>(row, width, psfX, even, odd);
+      return addSpreadRows<Taps::allButLast>(row, rowBefore, rowBeforeThat, width, psfX, psfY, even, odd);
     case Taps::allButFirst:
-      return addSpread<Taps::allButFirst>(row, width, psfX, even, odd);
+      return addSpreadRows<Taps::allButFirst>(row, rowBefore, rowBeforeThat, width, psfX, psfY, even, odd);
     case Taps::all:
-      return addSpread<Taps::all>(row, width, psfX, even, odd);
+      return addSpreadRows<Taps::all>(row, rowBefore, rowBeforeThat, width, psfX, psfY, even, odd);
   }
 }
 
@@ -139,8 +188,7 @@ const PsfKernels psfKernels = [] {
   kernels.imageRowPair = imageRowPair;
   kernels.weightRow = weightRow;
   kernels.isAllOnes = isAllOnes;
-  kernels.spreadRows = spreadRows;
-  kernels.addSpreadColumns = addSpreadColumns;
+  kernels.addSpread = addSpread;
   return kernels;
 }();
 

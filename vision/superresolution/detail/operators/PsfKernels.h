@@ -30,13 +30,10 @@ struct PsfKernels {
   /// True when weighting by this mask changes nothing.
   bool (*isAllOnes)(const char* mask, int width);
 
-  /// Vertical half of the transpose: rows 2r and 2r + 1 of the intermediate from low-resolution rows r, r - 1, r - 2.
-  void (*spreadRows)(const float* row, const float* rowBefore, const float* rowBeforeThat, int width, const float* psfY,
-                     float* upper, float* lower);
-
-  /// Horizontal half: adds a row of the intermediate, spread over the columns, to a split row of the padded grid.
-  /// `row` is preceded by two and followed by three zeros.
-  void (*addSpreadColumns)(const float* row, int width, const float* psfX, float* even, float* odd);
+  /// Transpose: adds what low-resolution rows r, r - 1 and r - 2 give to padded rows 2r and 2r + 1, which are split.
+  /// Rows are spread along columns, then the two rows that this makes along themselves.
+  void (*addSpread)(const float* row, const float* rowBefore, const float* rowBeforeThat, int width, const float* psfX,
+                    const float* psfY, float* const even[2], float* const odd[2]);
 };
 
 /// The kernels of the active instruction set.

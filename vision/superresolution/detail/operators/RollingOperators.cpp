@@ -8,8 +8,8 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr int guard = 16;  // floats around an intermediate row; the kernels read two before and three after it
-constexpr int sharedRowCount = 12;
+constexpr int columnsBeyond = 16;  // the kernels need three
+constexpr int sharedRowCount = 10;
 
 }  // namespace
 
@@ -22,7 +22,7 @@ RollingOperators::RollingOperators(int width, int height, int frameCount)
     : lowWidth(width),
       lowHeight(height),
       paddedWidth(2 * width + taps - 1),
-      stride(static_cast<std::size_t>(alignedWidth(width) + 2 * guard)),
+      stride(static_cast<std::size_t>(alignedWidth(width) + columnsBeyond)),
       frameRows(makeAlignedFloats(static_cast<std::size_t>(frameCount) * rowsPerFrame * stride)),
       sharedRows(makeAlignedFloats(sharedRowCount * stride)) {
   float* next = sharedRows.get();
@@ -36,7 +36,6 @@ RollingOperators::RollingOperators(int width, int height, int frameCount)
     odd[i] = takeRow();
     evenSum[i] = takeRow();
     oddSum[i] = takeRow();
-    intermediate[i] = takeRow() + guard;
   }
   discardedRow = takeRow();
   zeros = takeRow();
@@ -76,12 +75,8 @@ void RollingOperators::openOntoZeros() {
 }
 
 void RollingOperators::spread(int k, int b, const float* psfX, const float* psfY) {
-  const PsfKernels& kernels = psfKernels();
-  kernels.spreadRows(sampleRowOrZeros(k, b), sampleRowOrZeros(k, b - 1), sampleRowOrZeros(k, b - 2), lowWidth, psfY,
-                     intermediate[0], intermediate[1]);
-  for (int i = 0; i < 2; ++i) {
-    kernels.addSpreadColumns(intermediate[i], lowWidth, psfX, evenSum[i], oddSum[i]);
-  }
+  psfKernels().addSpread(sampleRowOrZeros(k, b), sampleRowOrZeros(k, b - 1), sampleRowOrZeros(k, b - 2), lowWidth, psfX,
+                         psfY, evenSum, oddSum);
 }
 
 void RollingOperators::close(float* out, int b) const {

@@ -12,8 +12,7 @@ namespace movra::vision::detail {
 ///     x rows 2s, 2s+1 --split--> even | odd columns           shared by all frames
 ///          --image (psfX, then psfY)--> sample row s-2         rows s-1 and s wait half summed (older, newer)
 ///          --mask--> ring of sample rows b, b-1, b-2
-///          --spread (psfY)--> intermediate rows 2b, 2b+1
-///          --add spread (psfX)--> even | odd columns --merge--> result rows 2b, 2b+1
+///          --add spread (psfY, then psfX)--> even | odd columns --merge--> result rows 2b, 2b+1
 ///
 /// A sample row is complete when pair s = b + 2 has entered. Result pairs run to b = lowHeight + 2, whose second row does
 /// not exist: the padded image has 2 lowHeight + 5 rows of 2 lowWidth + 5 columns.
@@ -72,7 +71,6 @@ class RollingOperators {
   float* odd[2];
   float* evenSum[2];  // columns of the open pair
   float* oddSum[2];
-  float* intermediate[2];  // rows between the two halves of the transpose, zeros around them
   float* discardedRow;
   float* zeros;
 };

@@ -7,14 +7,8 @@
 #include <cstddef>
 #include <cstring>
 
-#if defined(__AVX2__)
-#pragma GCC diagnostic push
-// A header of g++ 12 begins with vectors that nothing depends on.
-#pragma GCC diagnostic ignored "-Wuninitialized"
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#include <immintrin.h>
-#pragma GCC diagnostic pop
-#endif
+#include "vision/superresolution/detail/base/Vectors.h"
+
 #include <simde/x86/sse2.h>
 
 #include "vision/superresolution/detail/registration/PatchKernels.h"

@@ -1,6 +1,7 @@
 #include "vision/superresolution/detail/solver/SolverKernels.h"
 
 #include "vision/superresolution/detail/base/Sums.h"
+#include "vision/superresolution/detail/base/Vectors.h"
 
 namespace movra::vision::detail::MOVRA_KERNEL_SET {
 
@@ -32,22 +33,59 @@ inline void addToSums(int begin, int end, T* sums, Term term) {
   }
 }
 
+// The same for floats; term(i, access) of one element, or of a vector of them.
+#if defined(__AVX512F__)
+template <class Term>
+inline void addFloatsToSums(int begin, int end, float* sums, Term term) {
+  const WholeVector whole;
+  Vector local = whole.load(sums);
+  const auto addPart = [&](int block, int first, int count) {
+    const ElementsOfVector some(first, count);
+    local = some.add(local, term(block, some));
+  };
+  int block = begin / partialSums * partialSums;
+  if (block < begin && block < end) {
+    addPart(block, begin - block, (end < block + partialSums ? end : block + partialSums) - begin);
+    block += partialSums;
+  }
+  for (; block + partialSums <= end; block += partialSums) {
+    local += term(block, whole);
+  }
+  if (block < end) {
+    addPart(block, 0, end - block);
+  }
+  whole.store(local, sums);
+}
+#else
+struct OneElement {
+  float load(const float* from) const { return *from; }
+  void store(float value, float* to) const { *to = value; }
+};
+
+template <class Term>
+inline void addFloatsToSums(int begin, int end, float* sums, Term term) {
+  addToSums(begin, end, sums, [=](int i) { return term(i, OneElement()); });
+}
+#endif
+
 void addProducts(const float* __restrict a, const float* __restrict b, int begin, int end, float* __restrict sums) {
-  addToSums(begin, end, sums, [=](int i) { return a[i] * b[i]; });
+  addFloatsToSums(begin, end, sums, [=](int i, auto access) { return access.load(a + i) * access.load(b + i); });
 }
 
 void startResidual(const float* __restrict b, float* __restrict r, int begin, int end, float* __restrict sums) {
-  addToSums(begin, end, sums, [=](int i) {
-    r[i] = b[i] - r[i];
-    return r[i] * r[i];
+  addFloatsToSums(begin, end, sums, [=](int i, auto access) {
+    const auto residual = access.load(b + i) - access.load(r + i);
+    access.store(residual, r + i);
+    return residual * residual;
   });
 }
 
 void reduceResidual(float alpha, const float* q, const float* r, float* newR, int begin, int end,
                     float* __restrict sums) {
-  addToSums(begin, end, sums, [=](int i) {
-    newR[i] = r[i] - alpha * q[i];
-    return newR[i] * newR[i];
+  addFloatsToSums(begin, end, sums, [=](int i, auto access) {
+    const auto residual = access.load(r + i) - alpha * access.load(q + i);
+    access.store(residual, newR + i);
+    return residual * residual;
   });
 }
 

@@ -1,55 +1,13 @@
 #include "vision/superresolution/detail/solver/TvKernels.h"
 
+#include "vision/superresolution/detail/base/Vectors.h"
+
 namespace movra::vision::detail::MOVRA_KERNEL_SET {
 
 namespace {
 
 // 1/sqrt(2): differences across a diagonal are divided by its length.
 constexpr float inverseRootTwo = 0.70710677f;
-
-#if defined(__AVX512F__)
-constexpr int lanes = 16;
-#elif defined(__AVX2__)
-constexpr int lanes = 8;
-#else
-constexpr int lanes = 4;
-#endif
-
-// Neighbouring pixels of a row.
-using Vector = float __attribute__((vector_size(lanes * sizeof(float))));
-using Bits = int __attribute__((vector_size(lanes * sizeof(float))));
-using UnalignedVector = float __attribute__((vector_size(lanes * sizeof(float)), aligned(sizeof(float)), may_alias));
-
-inline Vector load(const float* from) {
-  return *reinterpret_cast<const UnalignedVector*>(from);
-}
-
-inline void store(Vector value, float* to) {
-  *reinterpret_cast<UnalignedVector*>(to) = value;
-}
-
-// The last `count` elements of one vector and the first ones of the next.
-template <int count>
-inline Vector following(Vector before, Vector after) {
-#if defined(__AVX512F__)
-  return __builtin_shufflevector(before, after, 16 - count, 17 - count, 18 - count, 19 - count, 20 - count, 21 - count,
-                                 22 - count, 23 - count, 24 - count, 25 - count, 26 - count, 27 - count, 28 - count,
-                                 29 - count, 30 - count, 31 - count);
-#elif defined(__AVX2__)
-  return __builtin_shufflevector(before, after, 8 - count, 9 - count, 10 - count, 11 - count, 12 - count, 13 - count,
-                                 14 - count, 15 - count);
-#else
-  return __builtin_shufflevector(before, after, 4 - count, 5 - count, 6 - count, 7 - count);
-#endif
-}
-
-inline float absolute(float value) {
-  return __builtin_fabsf(value);
-}
-
-inline Vector absolute(Vector value) {
-  return reinterpret_cast<Vector>(reinterpret_cast<Bits>(value) & 0x7fffffff);
-}
 
 template <class T>
 inline T edgeWeight(T difference, const EdgeRule& rule) {
@@ -190,8 +148,9 @@ class Sliding {
     before[lanes - 1] = pixel[0];
   }
 
-  Three<Vector> at(const float* pixel) {
-    const Vector right = load(pixel + 1);
+  template <class Access>
+  Three<Vector> at(const float* pixel, Access access) {
+    const Vector right = access.load(pixel + 1);
     const Three<Vector> three{following<2>(before, right), following<1>(before, right), right};
     before = right;
     return three;
@@ -201,11 +160,12 @@ class Sliding {
   Vector before{};
 };
 
-// Columns [begin, end), a whole number of vectors, none of them at an end of the row. The divisions for the row below and
+// The columns between the ends of the row. The divisions for the row below and
 // the memory reads of the stencil do not wait for each other.
 template <bool up, bool down>
-inline void applyVectors(const RowPlace& given, int begin, int end) {
+inline void applyBetweenEnds(const RowPlace& given) {
   const RowPlace row = given;
+  constexpr int begin = 1;
   const float* const below = row.frozen + row.width;
   Sliding xAbove, xHere(row.x + begin), xBelow, frozenBelow;
   Vector rightBefore{}, downRightBefore{};
@@ -218,30 +178,31 @@ inline void applyVectors(const RowPlace& given, int begin, int end) {
     xBelow = Sliding(row.x + begin + row.width);
     frozenBelow = Sliding(below + begin);
   }
-  for (int c = begin; c < end; c += lanes) {
+  forVectors(begin, row.width - 1, [&](int c, auto access) {
     Around<Vector> x{};
     Around<Vector> w{};
-    x.here = xHere.at(row.x + c);
-    const Vector right = load(row.here.right + c);
+    x.here = xHere.at(row.x + c, access);
+    const Vector right = access.load(row.here.right + c);
     w.here = {following<1>(rightBefore, right), Vector{}, right};
     rightBefore = right;
     if (up) {
-      x.above = xAbove.at(row.x + c - row.width);
-      const Vector downRight = load(row.here.downRight + c);
-      w.above = {following<1>(downRightBefore, downRight), load(row.here.above + c), load(row.here.downLeft + c + 1)};
+      x.above = xAbove.at(row.x + c - row.width, access);
+      const Vector downRight = access.load(row.here.downRight + c);
+      w.above = {following<1>(downRightBefore, downRight), access.load(row.here.above + c),
+                 access.load(row.here.downLeft + c + 1)};
       downRightBefore = downRight;
     }
     if (down) {
-      x.below = xBelow.at(row.x + c + row.width);
-      const Three<Vector> f = frozenBelow.at(below + c);
-      w.below = edgesDown<true, true>(load(row.frozen + c), f, row.rule);
-      store(w.below.left, row.next.downLeft + c);
-      store(w.below.middle, row.next.above + c);
-      store(w.below.right, row.next.downRight + c);
-      store(axisWeight(f.right, f.middle, row.rule), row.next.right + c);
+      x.below = xBelow.at(row.x + c + row.width, access);
+      const Three<Vector> f = frozenBelow.at(below + c, access);
+      w.below = edgesDown<true, true>(access.load(row.frozen + c), f, row.rule);
+      access.store(w.below.left, row.next.downLeft + c);
+      access.store(w.below.middle, row.next.above + c);
+      access.store(w.below.right, row.next.downRight + c);
+      access.store(axisWeight(f.right, f.middle, row.rule), row.next.right + c);
     }
-    store(stencil<true, true, up, down>(x, w), row.out + c);
-  }
+    access.store(stencil<true, true, up, down>(x, w), row.out + c);
+  });
 }
 
 template <bool up, bool down>
@@ -254,17 +215,7 @@ void applyAlongRow(const RowPlace& row) {
   // On purpose: pixel 0 takes the edge weights of pixel 1. Results depend on it.
   const int weightsFrom = !up && row.width > 2 ? 1 : 0;
   applyAt<false, true, up, down>(row, 0, weightsFrom);
-  if (last - 1 >= lanes) {
-    const int whole = (last - 1) / lanes * lanes;
-    applyVectors<up, down>(row, 1, 1 + whole);
-    if (1 + whole < last) {  // the last vector once more, further to the right
-      applyVectors<up, down>(row, last - lanes, last);
-    }
-  } else {
-    for (int c = 1; c < last; ++c) {
-      applyAt<true, true, up, down>(row, c, c);
-    }
-  }
+  applyBetweenEnds<up, down>(row);
   applyAt<true, false, up, down>(row, last, last);
 }
 
