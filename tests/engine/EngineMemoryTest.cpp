@@ -44,7 +44,7 @@ TEST(EngineMemory, PeakIsThatOfTheBuffersAndAQuarter) {
   recipe.noise = 0.02;
   const auto burst = movra::test::makeBurst(recipe);
   Image out(burst.truth.size(), 1.0f);
-  const movra::test::SilentConsole unread;
+  const movra::test::SilentConsole silent;
   cv::setNumThreads(1);
   const double before = memory("VmRSS");
   if (before == 0 || !forgetPeak()) {

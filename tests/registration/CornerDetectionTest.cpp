@@ -4,7 +4,7 @@
 #include "tests/support/Test.h"
 
 // Noise of three kinds: smooth, coarse, and of few values, which has many equally strong corners.
-TEST(CornerDetection, FindsWhatTheLibraryFunctionFindsInItsOrder) {
+TEST(CornerDetection, EqualsTheLibraryFunctionWithItsOrder) {
   cv::RNG random(3);
   movra::vision::detail::CornerDetector detector;
   std::size_t found = 0;

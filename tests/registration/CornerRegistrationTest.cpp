@@ -216,7 +216,7 @@ TEST_F(CornerRegistrationTest, EqualsThePlainLoopsOnEveryInstructionSet) {
   });
 }
 
-TEST_F(CornerRegistrationTest, RefusesWhatCannotBe) {
+TEST_F(CornerRegistrationTest, RejectsImpossibleSizesAndMissingFrames) {
   EXPECT_THROW(SrFloatRegistration2(-1, 4, 2), std::bad_array_new_length);
   Burst burst(3);
   EXPECT_THROW(burst.registration.prepareFrame(nullptr), Exception);

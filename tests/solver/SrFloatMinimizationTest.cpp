@@ -30,19 +30,6 @@ SyntheticBurst noisyBurst(int width, int height) {
   return makeBurst({width, height, smallShifts, 0.1});
 }
 
-/// 32-bit FNV-1a over the bytes of the image (G. Fowler, L. C. Noll, K.-P. Vo).
-std::uint32_t digest(const Image& image) {
-  std::uint32_t hash = 2166136261u;
-  for (const float value : image) {
-    std::uint32_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    for (int byte = 0; byte < 4; ++byte, bits >>= 8) {
-      hash = (hash ^ (bits & 0xffu)) * 16777619u;
-    }
-  }
-  return hash;
-}
-
 }  // namespace
 
 TEST(SrFloatMinimization, EqualsThePlainLoopsAtEveryWidthAndInstructionSet) {
@@ -122,7 +109,7 @@ TEST(SrFloatMinimization, TheBudgetBoundsTheIterations) {
   }
 }
 
-TEST(SrFloatMinimization, NothingOfUselessFramesIsLeft) {
+TEST(SrFloatMinimization, UselessFramesLeaveNoTrace) {
   const SyntheticBurst burst = noisyBurst(13, 9);
   SrFloatMinimization minimization(13, 9, 5, 2.0f);
   const Image expected = minimized(minimization, burst).image;

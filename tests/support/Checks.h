@@ -27,6 +27,19 @@ inline bool sameBits(const std::vector<float>& a, const std::vector<float>& b) {
   return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
 }
 
+/// 32-bit FNV-1a over the bytes of the numbers (G. Fowler, L. C. Noll, K.-P. Vo).
+inline std::uint32_t digest(const std::vector<float>& values) {
+  std::uint32_t hash = 2166136261u;
+  for (const float value : values) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    for (int byte = 0; byte < 4; ++byte, bits >>= 8) {
+      hash = (hash ^ (bits & 0xffu)) * 16777619u;
+    }
+  }
+  return hash;
+}
+
 /// The text that the call throws, as `const char*` or, after "exception: ", as movra::Exception; else nothing.
 template <class Call>
 std::string textThrownBy(Call call) {

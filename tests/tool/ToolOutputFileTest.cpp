@@ -1,10 +1,13 @@
 // Output files: whole or not at all, alone and together, and what others left
 // or put in their place.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <functional>
 
@@ -13,6 +16,30 @@
 #include "tools/movra-sr/io/OutputFile.h"
 
 using namespace movra::tool;
+
+/// Errors that the calls below give instead of doing their work, or after it; 0 for none. They stand in for the C
+/// library's in this program.
+namespace failing {
+int sync = 0;
+int closing = 0;
+int renaming = 0;
+
+int result(long done, int error) {
+  errno = error != 0 ? error : errno;
+  return error != 0 ? -1 : static_cast<int>(done);
+}
+}  // namespace failing
+
+extern "C" int fsync(int file) {
+  return failing::result(syscall(SYS_fsync, file), failing::sync);
+}
+extern "C" int close(int file) {
+  return failing::result(syscall(SYS_close, file), failing::closing);
+}
+extern "C" int renameat2(int from, const char* old, int to, const char* name, unsigned flags) noexcept {
+  return failing::result(failing::renaming != 0 ? 0 : syscall(SYS_renameat2, from, old, to, name, flags),
+                         failing::renaming);
+}
 
 namespace {
 
@@ -95,6 +122,35 @@ TEST_F(ToolOutputFile, OfSeveralAllAreNewOrAllAreOld) {
     std::filesystem::remove(at("last.txt"));
   }
   EXPECT_EQ(filesInFolder(), 2U);
+}
+
+TEST_F(ToolOutputFile, WhatTheDiskSaysLastIsAFailureAndWhatAFileSystemCannotDoIsNone) {
+  writeAll(at("a.txt"), "old");
+  const auto replace = [&](const char* text) {
+    return failureOf(
+        [&] {
+          OutputFile file(at("a.txt"), true);
+          file.write(text);
+          file.commit();
+        },
+        ExitCode::outputNotWritten);
+  };
+  for (int* const error : {&failing::sync, &failing::closing}) {
+    *error = EIO;
+    const std::string failure = replace("new");
+    *error = 0;
+    EXPECT_NE(failure.find("a.txt: writing failed"), std::string::npos) << failure;
+    EXPECT_EQ(readAll(at("a.txt")), "old");
+  }
+  failing::sync = failing::renaming = EINVAL;
+  EXPECT_EQ(replace("new"), "");
+  EXPECT_EQ(readAll(at("a.txt")), "new");
+  OutputFile fresh(at("b.txt"), false);
+  writeAll(at("b.txt"), "of somebody else");
+  EXPECT_NE(failureOf([&] { fresh.commit(); }, ExitCode::outputNotWritten), "");
+  failing::sync = failing::renaming = 0;
+  EXPECT_EQ(readAll(at("b.txt")), "of somebody else");
+  EXPECT_EQ(filesInFolder(), 3U);  // with the unfinished one, which is still open
 }
 
 using ToolOutputFileDeathTest = ToolOutputFile;

@@ -16,7 +16,7 @@ namespace {
 using detail::bitsOf;
 using detail::frameKernels;
 using detail::isFlag;
-using detail::isMask;
+using detail::isMarked;
 using detail::keyOf;
 using detail::setBits;
 using detail::ValidRange;
@@ -274,11 +274,11 @@ void SuperResolutionBadPixelHandling::replaceMaskedPixel(cv::Mat_<float>& hr,
     MOVRA_THROW("bad pixel masks not initalized");
   }
   for (int y = 0; y < hr.rows; ++y) {
-    if (frameKernels().countMasked(hr[y], hr.cols) == 0) {
+    if (frameKernels().countMarked(hr[y], hr.cols) == 0) {
       continue;
     }
     for (int x = 0; x < hr.cols; ++x) {
-      if (isMask(bitsOf(hr(y, x)))) {
+      if (isMarked(bitsOf(hr(y, x)))) {
         replaceFromFrames(hr(y, x), x, y, shifts, frames);
       }
     }

@@ -108,7 +108,7 @@ bool hasStructure(const cv::Mat_<float>& frame, const Engine& engine) {
 }
 
 int addFrame(SuperResolution_CtxData& slot, const float* image) {
-  // The header of a matrix cannot be had without taking constness away; nobody writes through it.
+  // cv::Mat has no const view; the matrix is only read.
   const cv::Mat_<float> frame(slot.height, slot.width, const_cast<float*>(image));
   if (slot.imageLog.isOpen()) {
     slot.imageLog.write(frame, "");
@@ -123,7 +123,7 @@ int addFrame(SuperResolution_CtxData& slot, const float* image) {
   if (slot.numImages < std::numeric_limits<int>::max()) {
     ++slot.numImages;
   }
-  // Other outcomes (no registration, too large a displacement) are not passed on; the image tells.
+  // Other outcomes (no registration, too large a displacement) have no code of their own.
   const float outcome = slot.numImages < windowSize ? 0.0f : reconstruct(slot);
   if (outcome == Engine::tooManyMaskedPixels) {
     return SUPERRESOLUTION_TOO_MANY_MASKED_PIXELS;
@@ -176,7 +176,7 @@ bool readCameraAndLens(std::string_view description, const char*& camera, int& l
 }  // namespace
 
 int SuperResolution_init(int width, int height) {
-  // Earlier releases took the path of a log file from here; it is still read, for nothing.
+  // Earlier releases took the path of a log file from here. It is still read, then ignored.
   if (const char* logFile = std::getenv("SRLIB_LOG_FILE")) {
     const std::string ignored(logFile);
   }

@@ -56,14 +56,14 @@ void addFrames(Engine& engine, const std::vector<Frame>& window, Reconstruction&
   for (const Frame& frame : window) {
     FrameOutcome outcome;
     outcome.name = frame.name;
-    outcome.faint = valueSpan(frame.pixels) < static_cast<double>(engine.getMinStructureThreshold());
+    outcome.lowContrast = valueSpan(frame.pixels) < static_cast<double>(engine.getMinStructureThreshold());
     if (std::is_same_v<Engine, VectorEngine> && !cv::checkRange(frame.pixels)) {
       throw Failure(ExitCode::badInput, frame.name +
                                             ": has pixels that are not finite numbers, and --engine vector "
                                             "repairs none; use --engine production");
     }
     try {
-      outcome.patched = engine.addFrame(frame.pixels) < 0;
+      outcome.hasFallback = engine.addFrame(frame.pixels) < 0;
     } catch (const Exception& refusal) {
       refuseFrame(frame, refusal.what());
     }

@@ -28,11 +28,11 @@ struct FrameOutcome {
   double roll = 0;        ///< degrees, clockwise
   double zoom = 0;        ///< percent, against the reference
   double agreement = -1;  ///< share of its blocks that follow that motion; -1 where the method has no blocks
-  double localMotion = 0;  ///< deviation of the local shifts about that motion, pixels
-  double offset = 0;       ///< level that was taken out, in the frames' unit
-  double usable = -1;      ///< share of its pixels that take part; -1 where the engine does not tell
-  bool patched = false;    ///< a bad pixel without good neighbours took a fallback value
-  bool faint = false;      ///< its values span less than the engine asks for
+  double localMotion = 0;    ///< deviation of the local shifts about that motion, pixels
+  double offset = 0;         ///< level that was taken out, in the frames' unit
+  double usable = -1;        ///< share of its pixels that take part; -1 where the engine does not tell
+  bool hasFallback = false;  ///< a bad pixel without good neighbours took a fallback value
+  bool lowContrast = false;  ///< its values span less than the engine asks for
 };
 
 /// Shifts on a grid of places in the reference, per frame.

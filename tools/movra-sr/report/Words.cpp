@@ -9,10 +9,10 @@ namespace movra::tool {
 
 namespace {
 
-std::string faintFrames(const Reconstruction& result) {
+std::string lowContrastFrames(const Reconstruction& result) {
   std::string text;
   for (const FrameOutcome& frame : result.frames) {
-    if (frame.faint) {
+    if (frame.lowContrast) {
       text += (text.empty() ? "" : ", ") + frame.name;
     }
   }
@@ -64,7 +64,7 @@ std::string spreadRemark(const Reconstruction& result) {
 }  // namespace
 
 bool isGood(const Reconstruction& result) {
-  return result.verdict == Verdict::good && faintFrames(result).empty();
+  return result.verdict == Verdict::good && lowContrastFrames(result).empty();
 }
 
 bool isGoodInParts(const Reconstruction& result) {
@@ -76,7 +76,7 @@ std::string statusInWords(const Reconstruction& result) {
   const int count = static_cast<int>(result.frames.size());
   switch (result.verdict) {
     case Verdict::good: {
-      const std::string faint = faintFrames(result);
+      const std::string faint = lowContrastFrames(result);
       if (!faint.empty()) {
         return "degraded, values span less than 2, which is little structure to align by, in " + faint +
                " (where frames are clean and the sr factor is high, the image is none the worse)";
@@ -113,7 +113,7 @@ std::string statusInWords(const Reconstruction& result) {
 std::vector<std::string> remarks(const Reconstruction& result) {
   std::vector<std::string> texts;
   for (const FrameOutcome& frame : result.frames) {
-    if (frame.patched) {
+    if (frame.hasFallback) {
       texts.push_back(frame.name + ": a bad pixel had no good neighbours and took a fallback value");
     }
     if (!frame.used) {

@@ -10,6 +10,7 @@
 #include "vision/superresolution/detail/engine/BurstJudgement.h"
 #include "vision/superresolution/detail/engine/FrameWindow.h"
 #include "vision/superresolution/detail/engine/ImageRepair.h"
+#include "vision/superresolution/detail/engine/MaskImages.h"
 #include "vision/superresolution/detail/engine/ParameterChecks.h"
 #include "vision/superresolution/reference/NucConversion.h"
 #include "vision/superresolution/reference/Points.h"
@@ -361,11 +362,7 @@ void SuperResolution::getCompleteShifts(std::vector<PointF>& out) const {
 }
 
 void SuperResolution::getMasks(std::vector<cv::Mat_<unsigned char>>& out) const {
-  out.resize(parts->masks.all().size());
-  for (std::size_t k = 0; k < out.size(); ++k) {
-    out[k].create(parts->height, parts->width);
-    std::copy_n(reinterpret_cast<const unsigned char*>(parts->masks.all()[k]), parts->inputSize, out[k].data);
-  }
+  detail::copyMasks(parts->masks.all(), parts->width, parts->height, out);
 }
 
 template MOVRA_SUPERRESOLUTION_API int SuperResolution::loadFrame(const float*);

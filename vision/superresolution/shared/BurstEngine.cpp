@@ -14,6 +14,7 @@
 #include "vision/superresolution/detail/engine/ConsoleReport.h"
 #include "vision/superresolution/detail/engine/FrameWindow.h"
 #include "vision/superresolution/detail/engine/ImageRepair.h"
+#include "vision/superresolution/detail/engine/MaskImages.h"
 #include "vision/superresolution/detail/engine/NoReport.h"
 #include "vision/superresolution/detail/engine/ParameterChecks.h"
 #include "vision/superresolution/detail/engine/StageReport.h"
@@ -283,11 +284,7 @@ void BurstEngine<R, M, BadPixels, Report>::getCompleteShifts(std::vector<cv::Poi
 
 template <class R, class M, class BadPixels, class Report>
 void BurstEngine<R, M, BadPixels, Report>::getMasks(std::vector<MaskImage>& out) const {
-  out.resize(static_cast<std::size_t>(parts->windowSize));
-  for (std::size_t i = 0; i < out.size(); ++i) {
-    out[i].create(parts->height, parts->width);
-    std::copy_n(reinterpret_cast<const unsigned char*>(parts->masks.all()[i]), parts->inputSize, out[i].data);
-  }
+  detail::copyMasks(parts->masks.all(), parts->width, parts->height, out);
 }
 
 template class BurstEngine<SrFloatRegistration1, SrFloatMinimization, SuperResolutionBadPixelHandling, ConsoleReport>;

@@ -24,8 +24,8 @@ struct EngineParts;
 ///
 /// Low-resolution frames have `height` rows of `width` floats, the result (int)(height factor) rows of
 /// (int)(width factor) floats, all dense and row-major. The engine copies what it is given and owns all its buffers,
-/// which are made once, in the constructor: about 220 bytes per pixel of a frame for five frames at factor 2, with what
-/// OpenCV needs in between about 250. It is used from one thread at a time.
+/// which are made once, in the constructor: about 220 bytes per pixel of a frame for five frames at factor 2, and up to
+/// 250 while a call works. It is used from one thread at a time.
 ///
 /// A shift is the position in a frame minus the position in the reference, x to the right, y downward. A mask lies on the
 /// reference's grid: 1 where the registration of the frame is trusted, 0 where the pixel takes no part.
@@ -143,7 +143,8 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   /// first one. The list never gets shorter: what is beyond the frames registered last is older.
   void getCompleteShifts(std::vector<cv::Point_<float>>& out) const;
 
-  /// Copies inputSize bytes of each slot's mask into an image of height x width, for all slots whether held or not.
+  /// Copies inputSize bytes of each slot's mask into an image of height x width, for all slots whether held or not. A part
+  /// of a matrix that has this size is written in its place.
   void getMasks(std::vector<MaskImage>& out) const;
 
  protected:

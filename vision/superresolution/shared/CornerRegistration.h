@@ -69,9 +69,8 @@ class MOVRA_SUPERRESOLUTION_API CornerRegistration {
   /// @return 0, also for a reference alone, with or without corners: then its shift is (0, 0), its mask 1, its copy equal.
   ///         -9 when another frame cannot be tracked: the reference has no corners, none of them was found in the frame,
   ///         or no tracks agree; or when no frame is held, `frameCount` is more than that, or the reference is not among
-  ///         them. An empty list of corners, which OpenCV's tracker would refuse with an exception, gives -9 too. `shifts`
-  ///         and `shiftedFrames` are then as before, apart from the reference's shift, which is (0, 0) if the reference
-  ///         comes before that frame; frames before it have their masks.
+  ///         them. `shifts` and `shiftedFrames` are then as before, apart from the reference's shift, which is (0, 0) if
+  ///         the reference comes before that frame; frames before it have their masks.
   /// @throws movra::Exception "Too large displacement" when a shift is not within half the height on both axes; frames
   ///         before that one keep their results
   int doRegistration(int frameCount, int refIndex, float** frames, cv::Point_<float>* shifts, Mask** masks,

@@ -26,12 +26,12 @@ void scanValues(const float* pixels, std::ptrdiff_t count, ValidRange valid, Val
   scan->defects += defects;
 }
 
-std::ptrdiff_t countMasked(const float* pixels, std::ptrdiff_t count) {
-  std::int32_t masked = 0;
+std::ptrdiff_t countMarked(const float* pixels, std::ptrdiff_t count) {
+  std::int32_t marked = 0;
   for (std::ptrdiff_t i = 0; i < count; ++i) {
-    masked += isMask(bitsOf(pixels[i]));
+    marked += isMarked(bitsOf(pixels[i]));
   }
-  return masked;
+  return marked;
 }
 
 }  // namespace
@@ -40,7 +40,7 @@ extern const FrameKernels frameKernels;
 const FrameKernels frameKernels = [] {
   FrameKernels kernels{};
   kernels.scanValues = scanValues;
-  kernels.countMasked = countMasked;
+  kernels.countMarked = countMarked;
   return kernels;
 }();
 

@@ -25,7 +25,7 @@ struct FrameKernels {
   void (*scanValues)(const float* pixels, std::ptrdiff_t count, ValidRange valid, ValueScan* scan);
 
   /// The number of pixels that maskBadPixel marked (129, 130 or 132).
-  std::ptrdiff_t (*countMasked)(const float* pixels, std::ptrdiff_t count);
+  std::ptrdiff_t (*countMarked)(const float* pixels, std::ptrdiff_t count);
 };
 
 const FrameKernels& frameKernels();

@@ -25,13 +25,13 @@ static inline void setBits(float& value, std::uint32_t bits) {
 }
 
 /// Whether a high-resolution pixel with these bits is marked for recomputation.
-static inline bool isMask(std::uint32_t bits) {
+static inline bool isMarked(std::uint32_t bits) {
   return (bits == flag::overRange) | (bits == flag::underRange) | (bits == flag::invalid);
 }
 
 /// Whether a camera's pixel with these bits is flagged.
 static inline bool isFlag(std::uint32_t bits) {
-  return isMask(bits) | (bits == flag::invalidAlternative);
+  return isMarked(bits) | (bits == flag::invalidAlternative);
 }
 
 /// The value's place in the order of floats: a > b for numbers exactly where the key is greater, apart from

@@ -31,7 +31,7 @@ inline void checkWeightTV(float weight) {
 
 inline void checkRelativeResidue(float residue) {
   if (1e-6 > static_cast<double>(residue)) {
-    throw "Invalid total-variation term weight specified.";  // callers know this text
+    throw "Invalid total-variation term weight specified.";  // sic: the text of setWeightTV; callers compare it
   }
 }
 
