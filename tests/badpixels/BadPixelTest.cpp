@@ -145,7 +145,6 @@ void expectTheSetIsFilledAndUsed() {
 
 TEST(BadPixel, TheSetOfBadPositionsHasAnyIntegerType) {
   expectTheSetIsFilledAndUsed<unsigned int>();
-  expectTheSetIsFilledAndUsed<int>();
   expectTheSetIsFilledAndUsed<unsigned char>();
   expectTheSetIsFilledAndUsed<std::int64_t>();
 }

@@ -1,12 +1,11 @@
 // What happens when memory ends, and where none is taken; through the shared library. Each allocation of a call fails by
 // itself, and with all later ones of the call: what the call, the next one and the image say then.
 #include <exception>
-#include <iostream>
 #include <memory>
-#include <streambuf>
 
 #include "movra/Exception.h"
 #include "tests/support/AllocationHooks.h"
+#include "tests/support/SilentConsole.h"
 #include "tests/support/Test.h"
 #include "vision/superresolution/Burst.h"
 #include "vision/superresolution/SrFloat.h"
@@ -22,18 +21,6 @@ using namespace movra::vision;
 constexpr int width = 32;
 constexpr int height = 28;
 constexpr int window = 5;
-
-/// Swallows the engines' report without an allocation.
-class SilentStream : std::streambuf {
- public:
-  SilentStream() : console(std::cout.rdbuf(this)) {}
-  ~SilentStream() override { std::cout.rdbuf(console); }
-
- private:
-  int_type overflow(int_type character) override { return traits_type::not_eof(character); }
-
-  std::streambuf* console;
-};
 
 /// Runs `call` with its first, its second, ... allocation failing alone, then with all later ones, until it has no more;
 /// each time after `prepare` and followed by `afterwards`. Of the allocations beyond the fortieth one in `stride`.

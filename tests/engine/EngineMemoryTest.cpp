@@ -38,11 +38,7 @@ TEST(EngineMemory, PeakIsThatOfTheBuffersAndAQuarter) {
   const double buffers = frames * pixels * (3 * sizeof(float) + 1 + 5 * 4 / 3.0) + (2 + 4) * pixels * sizeof(float) +
                          6 * paddedPixels * sizeof(float);
 
-  movra::test::BurstRecipe recipe;
-  recipe.width = width;
-  recipe.height = height;
-  recipe.noise = 0.02;
-  const auto burst = movra::test::makeBurst(recipe);
+  const auto burst = movra::test::makeBurst({width, height, movra::test::smallShifts, 0.02});
   Image out(burst.truth.size(), 1.0f);
   const movra::test::SilentConsole silent;
   cv::setNumThreads(1);

@@ -3,7 +3,6 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/video/tracking.hpp>
 
-#include "tests/support/RealBurst.h"
 #include "tests/support/Test.h"
 #include "vision/superresolution/detail/registration/CornerTracking.h"
 
@@ -99,32 +98,6 @@ TEST(CvReplacements, TracksLikeTheLibraryFunctionBitForBit) {
     }
     EXPECT_GT(tracked, 3000);
   });
-}
-
-TEST(CvReplacements, TracksTheCornersOfRealBurstsLikeTheLibraryFunction) {
-  int tracked = 0;
-  for (const char* name : {"van_320x240", "ground_crosses_382x288", "savanna_edge_382x288", "street_640x480"}) {
-    SCOPED_TRACE(name);
-    SyntheticBurst burst = readRealBurst(name, {3, 0, 1, 2, 4});
-    if (burst.frames.empty()) {
-      GTEST_SKIP() << "no " << name << " in " << realBurstFolder();
-    }
-    std::vector<cv::Point2f> corners;
-    std::vector<cv::Mat> reference;
-    for (Image& frame : burst.frames) {
-      cv::Mat grey;
-      cv::normalize(cv::Mat_<float>(burst.height, burst.width, frame.data()), grey, 0, 255, cv::NORM_MINMAX, CV_8U);
-      cv::GaussianBlur(grey, grey, {11, 11}, 0);
-      std::vector<cv::Mat> pyramid;
-      cv::buildOpticalFlowPyramid(grey, pyramid, {21, 21}, 3);
-      if (reference.empty()) {
-        reference = pyramid;
-        cv::goodFeaturesToTrack(grey, corners, 200, 0.02, 2.0);
-      }
-      tracked += expectSameTracks(reference, pyramid, corners, {});
-    }
-  }
-  EXPECT_GT(tracked, 2000);
 }
 
 // Corners of noise are led astray, some of them out of the image by their last step.

@@ -130,20 +130,6 @@ TEST(SrFloatRegistration1Test, SizesAndRadiusMustFit) {
   EXPECT_NEAR(r.registration.getCompleteShifts()[1].y, -2, 1e-3);
 }
 
-TEST(SrFloatRegistration1Test, SameBitsOnEveryInstructionSet) {
-  const std::vector<Image> frames = makeBurst({53, 41, {{0, 0}, {2.1f, 0.4f}, {-3.3f, 1.2f}}}).frames;
-  PhaseRun expected(53, 41, 3);
-  expected.prepareAll(frames);
-  ASSERT_EQ(expected.run(), 0);
-  onEveryInstructionSet([&] {
-    PhaseRun r(53, 41, 3);
-    r.prepareAll(frames);
-    ASSERT_EQ(r.run(), 0);
-    EXPECT_EQ(r.shifts, expected.shifts);
-    EXPECT_EQ(r.masks, expected.masks);
-  });
-}
-
 /// Both registrations measure the same thing by different means; on real frames, which also turn a little and hold
 /// noise, they differ by less than this part of a pixel. Left out are frames farther away whose highest peak is that of
 /// the sensor's fixed pattern, which does not move with the scene.

@@ -4,23 +4,16 @@
 // bits, or when the memory in use grows from round to round.
 #include <malloc.h>
 
-#include <algorithm>
 #include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <iostream>
-#include <limits>
 #include <random>
-#include <streambuf>
-#include <string>
-#include <vector>
 
-#include "tests/support/Checks.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/SilentConsole.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
-using movra::test::Image;
+using namespace movra::test;
 
 namespace {
 
@@ -30,10 +23,6 @@ void require(bool holds, const std::string& what) {
     std::exit(1);
   }
 }
-
-struct SilentStream : std::streambuf {
-  int_type overflow(int_type character) override { return traits_type::not_eof(character); }
-};
 
 class Soak {
  public:
@@ -45,17 +34,13 @@ class Soak {
     const int height = between(8, 70);
     const int context = SuperResolution_init(width, height);
     require(context >= 0, "a context can be made");
-    movra::test::BurstRecipe recipe;
-    recipe.width = width;
-    recipe.height = height;
-    recipe.noise = 0.02;
-    recipe.seed = static_cast<std::uint32_t>(generator());
-    for (movra::test::Shift& shift : recipe.shifts) {
+    BurstRecipe recipe{width, height, smallShifts, 0.02, static_cast<std::uint32_t>(generator())};
+    for (Shift& shift : recipe.shifts) {
       const int reach = between(0, 9) == 0 ? height : 2;
       shift = {static_cast<float>(between(-100 * reach, 100 * reach)) / 100.0f,
                static_cast<float>(between(-100 * reach, 100 * reach)) / 100.0f};
     }
-    const std::vector<Image> frames = movra::test::makeBurst(recipe).frames;
+    const std::vector<Image> frames = makeBurst(recipe).frames;
     for (int count = between(1, 12); count > 0; --count) {
       Image frame = frames[static_cast<std::size_t>(between(0, static_cast<int>(frames.size()) - 1))];
       damage(frame, width);
@@ -84,48 +69,32 @@ class Soak {
     if (first.empty()) {
       first = image;
     }
-    require(movra::test::sameBits(image, first), "the same frames give the same bits");
+    require(sameBits(image, first), "the same frames give the same bits");
   }
 
  private:
   int between(int minimum, int maximum) { return std::uniform_int_distribution<int>(minimum, maximum)(generator); }
 
   void damage(Image& frame, int width) {
-    static const float values[] = {movra::test::notANumber,
-                                   movra::test::infinity,
-                                   movra::test::asFloat(129),
-                                   movra::test::asFloat(130),
-                                   movra::test::asFloat(132),
-                                   -300.0f,
-                                   6000.0f,
-                                   0.0f};
+    static const float values[] = {notANumber, infinity, asFloat(129), asFloat(130), asFloat(132), -300, 6000, 0};
     const float value = values[between(0, 7)];
     const int last = static_cast<int>(frame.size()) - 1;
-    switch (between(0, 11)) {
-      case 0:
-        std::fill(frame.begin(), frame.end(), value);
-        break;
-      case 1:  // a row and a half
-        std::fill_n(frame.begin() + between(0, std::max(last - 2 * width, 0)), std::min(3 * width / 2, last), value);
-        break;
-      case 2:
-        for (float& pixel : frame) {
-          pixel += 700.0f;
-        }
-        break;
-      case 3:
-      case 4:
-        for (int count = between(1, 20); count > 0; --count) {
-          frame[static_cast<std::size_t>(between(0, last))] = value;
-        }
-        break;
-      default:
-        break;
+    const int kind = between(0, 11);
+    if (kind == 0) {
+      std::fill(frame.begin(), frame.end(), value);
+    } else if (kind == 1) {  // a row and a half
+      std::fill_n(frame.begin() + between(0, std::max(last - 2 * width, 0)), std::min(3 * width / 2, last), value);
+    } else if (kind == 2) {
+      std::for_each(frame.begin(), frame.end(), [](float& pixel) { pixel += 700; });
+    } else if (kind <= 4) {
+      for (int count = between(1, 20); count > 0; --count) {
+        frame[static_cast<std::size_t>(between(0, last))] = value;
+      }
     }
   }
 
   std::mt19937 generator;
-  const std::vector<Image> still = movra::test::makeBurst({}).frames;
+  const std::vector<Image> still = makeBurst({}).frames;
   Image first;
 };
 
@@ -134,9 +103,7 @@ class Soak {
 int main(int argc, char** argv) {
   const double seconds = argc > 1 ? std::atof(argv[1]) : 5.0;
   const unsigned seed = argc > 2 ? static_cast<unsigned>(std::atol(argv[2])) : std::random_device{}();
-  SilentStream silent;
-  std::streambuf* const console = std::cout.rdbuf(&silent);
-
+  const SilentStream silent;  // std::printf writes all the same
   Soak soak(seed);
   const auto start = std::chrono::steady_clock::now();
   const auto elapsed = [&] { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(); };
@@ -159,7 +126,6 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "%4.0f s, %ld bursts, %zu KiB in use\n", said, 11 * rounds, used >> 10);
     }
   }
-  std::cout.rdbuf(console);
   std::printf("%ld bursts in %.0f s with seed %u; %zu KiB in use at the end, at most %zu while warming up\n",
               11 * rounds, elapsed(), seed, used >> 10, warm >> 10);
   return 0;

@@ -20,4 +20,16 @@ class SilentConsole {
   std::streambuf* console;
 };
 
+/// Swallows what is written to standard output without an allocation.
+class SilentStream : std::streambuf {
+ public:
+  SilentStream() : console(std::cout.rdbuf(this)) {}
+  ~SilentStream() override { std::cout.rdbuf(console); }
+
+ private:
+  int_type overflow(int_type character) override { return traits_type::not_eof(character); }
+
+  std::streambuf* console;
+};
+
 }  // namespace movra::test
