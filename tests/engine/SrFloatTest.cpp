@@ -199,6 +199,7 @@ TEST_F(SrFloatTest, WritesThePartOfAMatrixThatItIsGivenAndNoOther) {
   std::vector<cv::Mat_<unsigned char>> masks{margin(cv::Rect(1, 1, width, height))};
   engine->getMasks(masks);
   EXPECT_EQ(cv::countNonZero(margin == 7), margin.size().area() - pixels);
+  EXPECT_EQ(cv::countNonZero(masks[0] == 7), 0);
   EXPECT_EQ(part.data, canvas.ptr(1, 1));
   EXPECT_THROW(engine->saveFrame(nullptr), Exception);
 }

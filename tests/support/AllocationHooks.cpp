@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <limits>
 #include <new>
+#include <opencv2/core.hpp>
 
 namespace movra::test::allocations {
 
@@ -23,6 +24,28 @@ bool failsNow(std::size_t size) {
   hasFailed = hasFailed || fails;
   return fails;
 }
+
+/// OpenCV's own allocator, which takes pixels by malloc, with its own exception on failure.
+class PixelAllocator : public cv::MatAllocator {
+ public:
+  PixelAllocator() { cv::Mat::setDefaultAllocator(this); }
+
+  cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, std::size_t* step, cv::AccessFlag flags,
+                         cv::UMatUsageFlags usage) const override {
+    std::size_t size = CV_ELEM_SIZE(type);
+    for (int i = 0; i < dims; ++i) {
+      size *= static_cast<std::size_t>(sizes[i]);
+    }
+    if (data == nullptr && failsNow(size)) {
+      CV_Error(cv::Error::StsNoMem, "no room for an image");
+    }
+    return cv::Mat::getStdAllocator()->allocate(dims, sizes, type, data, step, flags, usage);
+  }
+  bool allocate(cv::UMatData* data, cv::AccessFlag flags, cv::UMatUsageFlags usage) const override {
+    return cv::Mat::getStdAllocator()->allocate(data, flags, usage);
+  }
+  void deallocate(cv::UMatData* data) const override { cv::Mat::getStdAllocator()->deallocate(data); }
+} pixelAllocator;
 
 }  // namespace
 

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
-// Counts the allocations of this process by operator new and by posix_memalign, which OpenCV and the library use, and
-// lets chosen ones fail. For one thread.
+// Counts the allocations of this process by operator new, by posix_memalign and for the pixels of cv::Mat, and lets chosen
+// ones fail. For one thread.
 namespace movra::test::allocations {
 
 extern long made;
