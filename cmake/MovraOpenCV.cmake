@@ -1,10 +1,10 @@
-# Finds the three modules of OpenCV that the library stands on, as targets opencv_core, opencv_imgproc and opencv_video:
-# through OpenCV's own CMake package, or, where that is not installed, by their headers and libraries. (A distribution
-# may keep the package in a collection of all modules, which is three times the download.)
+# Finds the modules of OpenCV that the library stands on, core and imgproc, and those that movra_opencv_more names, as
+# targets opencv_core and so on: through OpenCV's own CMake package, or, where that is not installed, by their headers and
+# libraries. (A distribution may keep the package in a collection of all modules, which is three times the download.)
 # Included by this project's build and, installed beside it, by its CMake package. What is missing is told in
 # movra_opencv_problem.
 
-set(movra_opencv_modules core imgproc video)
+set(movra_opencv_modules core imgproc ${movra_opencv_more})
 set(movra_opencv_version 4.5)
 set(movra_opencv_problem "")
 find_package(OpenCV ${movra_opencv_version} QUIET COMPONENTS ${movra_opencv_modules})
@@ -34,8 +34,10 @@ if(NOT OpenCV_FOUND)
     endif()
   endforeach()
   if(movra_opencv_problem)
-    string(PREPEND movra_opencv_problem "OpenCV ${movra_opencv_version} with core, imgproc and video is needed: ")
+    list(JOIN movra_opencv_modules ", " movra_opencv_list)
+    string(PREPEND movra_opencv_problem "OpenCV ${movra_opencv_version} with ${movra_opencv_list} is needed: ")
+    list(TRANSFORM movra_opencv_modules REPLACE "(.+)" " libopencv-\\1-dev" OUTPUT_VARIABLE movra_opencv_list)
     string(APPEND movra_opencv_problem
-      ". On Debian: apt-get install libopencv-video-dev. Elsewhere, say where it is with -DOpenCV_DIR=...")
+      ". On Debian: apt-get install" ${movra_opencv_list} ". Elsewhere, say where it is with -DOpenCV_DIR=...")
   endif()
 endif()

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include <opencv2/imgproc.hpp>
-#include <opencv2/video/tracking.hpp>
 
 #include "movra/Exception.h"
 #include "vision/superresolution/detail/base/Mirror.h"
@@ -177,7 +176,7 @@ void CvReplacements::calcOpticalFlowPyrLK(cv::InputArray prevImg, cv::InputArray
   if (count < 0) {
     MOVRA_THROW("The points to track must be a vector of pairs of floats");
   }
-  const bool hasStart = (flags & cv::OPTFLOW_USE_INITIAL_FLOW) != 0;
+  const bool hasStart = (flags & CvReplacements::useInitialFlow) != 0;
   if (!hasStart) {
     nextPts.create(points.size(), points.type(), -1, true);
   }
@@ -238,7 +237,7 @@ void LKTrackerInvoker::operator()(const cv::Range& range) const {
   const detail::TrackedLevel from(prevImg, prevDeriv, winSize);
   const detail::TrackedLevel to(nextImg, {}, winSize);
   const detail::SearchLimits limits(criteria, static_cast<double>(minEigThreshold));
-  const bool wantsEigenvalues = (flags & cv::OPTFLOW_LK_GET_MIN_EIGENVALS) != 0;
+  const bool wantsEigenvalues = (flags & CvReplacements::getMinEigenvalues) != 0;
   const float scale = std::ldexp(1.0f, -level);
   detail::ReferencePatch patch(winSize, from.channels);
   std::vector<detail::ReferencePatch::Search> search(1);
@@ -248,7 +247,7 @@ void LKTrackerInvoker::operator()(const cv::Range& range) const {
     if (level < maxLevel) {
       found *= 2.0f;
     } else {
-      found = (flags & cv::OPTFLOW_USE_INITIAL_FLOW) != 0 ? found * scale : point;
+      found = (flags & CvReplacements::useInitialFlow) != 0 ? found * scale : point;
     }
     const bool isRead = patch.read(from, point);
     if (wantsEigenvalues && err != nullptr) {

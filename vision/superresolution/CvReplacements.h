@@ -14,6 +14,11 @@ namespace movra::vision {
 /// same bits on every processor: those that OpenCV 4.6 has on x86-64.
 class MOVRA_SUPERRESOLUTION_API CvReplacements {
  public:
+  /// Flags: cv::OPTFLOW_USE_INITIAL_FLOW and cv::OPTFLOW_LK_GET_MIN_EIGENVALS, whose header belongs to a module of OpenCV
+  /// that is not needed otherwise.
+  static constexpr int useInitialFlow = 4;
+  static constexpr int getMinEigenvalues = 8;
+
   /// Makes the image pyramid that calcOpticalFlowPyrLK takes: 8-bit images, each half as wide and high as the one before,
   /// rounded up, with margins of the window's size around them. The top level is the last that is larger than the window.
   /// @param img                8-bit image of any number of channels
@@ -36,10 +41,10 @@ class MOVRA_SUPERRESOLUTION_API CvReplacements {
   /// @param prevImg, nextImg 8-bit images of one size, or their pyramids
   /// @param prevPts          points in the first image: pairs of floats
   /// @param nextPts          the same points in the second image, written, also where one was lost; with
-  ///                         cv::OPTFLOW_USE_INITIAL_FLOW read before, as where the search begins
+  ///                         useInitialFlow read before, as where the search begins
   /// @param status           one byte per point, written: 1 if it was found
   /// @param err              one float per point, written unless cv::noArray(): mean difference of the windows in grey
-  ///                         levels, or with cv::OPTFLOW_LK_GET_MIN_EIGENVALS the smaller eigenvalue of the gradients'
+  ///                         levels, or with getMinEigenvalues the smaller eigenvalue of the gradients'
   ///                         products
   /// @param winSize          window, 3 x 3 to 4096 x 4096
   /// @param maxLevel         highest level to use; that of the pyramids limits it
@@ -62,7 +67,7 @@ class MOVRA_SUPERRESOLUTION_API LKTrackerInvoker : public cv::ParallelLoopBody {
   /// @param nextImg            the same level of the second image's pyramid
   /// @param prevPts            points in the first image, in pixels of level 0
   /// @param nextPts            points in the second image: in pixels of the level above if there is one, else read only
-  ///                           with cv::OPTFLOW_USE_INITIAL_FLOW, in pixels of level 0; written in pixels of this level
+  ///                           with CvReplacements::useInitialFlow, in pixels of level 0; written in pixels of this level
   /// @param status             set to 0 at level 0 where a point was lost, else left
   /// @param err                as for calcOpticalFlowPyrLK, or null
   /// @throws movra::Exception if the images are not such levels
