@@ -7,7 +7,8 @@ import numpy as np
 from numpy.typing import NDArray
 
 from . import _core
-from ._arrays import as_frames, as_image
+from ._arrays import as_image
+from ._burst import register
 from ._errors import Error, InvalidArgument, Status
 
 
@@ -211,11 +212,16 @@ def measure_psf(image: Any) -> EdgePsf:
     return EdgePsf(x, y, interpolated)
 
 
-def find_bad_pixels(stack: Any) -> NDArray[np.bool_]:
-    """Find the pixels that stand out from their neighbours in most frames of a moving burst.
+def find_bad_pixels(stack: Any, **options: Any) -> NDArray[np.bool_]:
+    """Find the pixels that a moving burst shows to be stuck, offset or flickering, as `reconstruct` does.
 
-    Fine detail that rests may be among them, at most 3 % of the pixels are. Local motion needs no such list: it finds
-    bad pixels itself and compares them with what it predicts.
+    Without motion, or in 8-bit frames, none is found. One burst may be wrong: a pixel that two showed is certain.
+
+    Parameters
+    ----------
+    stack : array_like, frames x rows x columns
+    **options
+        Those of `Burst` that concern the motion.
 
     Returns
     -------
@@ -230,4 +236,4 @@ def find_bad_pixels(stack: Any) -> NDArray[np.bool_]:
     >>> bool(find_bad_pixels(frames)[20, 30])
     True
     """
-    return _core.find_bad_pixels(np.ascontiguousarray(np.stack(as_frames(stack)))).astype(bool)
+    return register(stack, **options).bad_pixels

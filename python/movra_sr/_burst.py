@@ -68,6 +68,12 @@ class Result:
         What the solver used.
     timings : dict
         Seconds per stage, and in all as ``"total"``.
+    bad_pixels : ndarray of bool, rows x columns
+        Pixels of the sensor that the burst showed to be bad, without those that were listed.
+    doubtful_pixels : int
+        Others that were left out because they differ from their neighbours in most frames.
+    pattern, pattern_frames : ndarray, rows x columns
+        Fixed pattern of the sensor that was taken out, and the number of frames that told it, 0 where nothing is known.
     """
 
     image: NDArray[np.float32]
@@ -84,6 +90,10 @@ class Result:
     weight_tv: float
     psf_sigma: float
     timings: Dict[str, float]
+    bad_pixels: NDArray[np.bool_]
+    doubtful_pixels: int
+    pattern: NDArray[np.float32]
+    pattern_frames: NDArray[np.float32]
 
 
 @dataclasses.dataclass(frozen=True)
@@ -95,6 +105,10 @@ class Registration:
     field: ShiftField
     coverage: NDArray[np.uint16]
     reference: int
+    remarks: List[str]
+    bad_pixels: NDArray[np.bool_]
+    pattern: NDArray[np.float32]
+    pattern_frames: NDArray[np.float32]
 
 
 class Burst:
@@ -129,6 +143,10 @@ class Burst:
         bits for any number.
     bad_pixels : array_like, rows x columns, optional
         Other than 0 where a pixel of the sensor is known to be bad.
+    pattern : array_like, rows x columns, optional
+        Fixed pattern of the sensor that is known from other bursts: `Result.pattern`, averaged over bursts.
+    correct_offset, search_bad_pixels, correct_pattern : bool
+        Whether local motion takes out differences of level, pixels and a pattern that the burst shows to be faulty.
 
     Raises
     ------
@@ -162,6 +180,10 @@ class Burst:
         relative_residue: Optional[float] = None,
         threads: Optional[int] = None,
         bad_pixels: Any = None,
+        pattern: Any = None,
+        correct_offset: bool = True,
+        search_bad_pixels: bool = True,
+        correct_pattern: bool = True,
     ) -> None:
         if reference is not None and reference < 0:
             raise InvalidArgument(f"reference: frame numbers count from 0, got {reference}", Status.INVALID_ARGUMENT)
@@ -173,6 +195,9 @@ class Burst:
             "lowest_valid": float(valid_range[0]),
             "highest_valid": float(valid_range[1]),
             "psf_sigma": psf_sigma,
+            "keep_offset": int(not correct_offset),
+            "keep_bad_pixels": int(not search_bad_pixels),
+            "keep_pattern": int(not correct_pattern),
             "threads": len(os.sched_getaffinity(0)) if threads is None else threads,
         }
         if options["threads"] < 1:
@@ -195,6 +220,8 @@ class Burst:
         self._shape = (height, width)
         if bad_pixels is not None:
             self.set_bad_pixels(bad_pixels)
+        if pattern is not None:
+            self.set_pattern(pattern)
 
     def __len__(self) -> int:
         """Number of frames held."""
@@ -222,6 +249,13 @@ class Burst:
         bytes_or_none = None if bad_pixels is None else as_map(bad_pixels, *self._shape)
         check(self._handle.set_bad_pixels(bytes_or_none), self._handle.error_text())
 
+    def set_pattern(self, pattern: Any) -> None:
+        """Set the fixed pattern (rows x columns) that is taken out of every frame first, or None for none."""
+        image = None if pattern is None else as_image(pattern, "pattern")
+        if image is not None and image.shape != self._shape:
+            raise InvalidArgument(f"pattern: expected shape {self._shape}, got {image.shape}", Status.INVALID_ARGUMENT)
+        check(self._handle.set_pattern(image), self._handle.error_text())
+
     def clear(self) -> None:
         """Forget all frames."""
         self._handle.clear()
@@ -240,18 +274,42 @@ class Burst:
         """
         code, image, particulars = self._handle.reconstruct(progress)
         status = check(code, self._handle.error_text())
-        (left, top, step_x, step_y), shifts = self._handle.shift_field()
         assert image is not None
         particulars.pop("frames")
+        pattern, pattern_frames = self._handle.found_pattern()
         return Result(
             image=image,
             status=status,
             shifts=self._handle.shifts(),
-            field=ShiftField(shifts, left, top, step_x, step_y),
+            field=self._field(),
             coverage=self._handle.coverage(),
             remarks=self._handle.frame_texts(),
+            bad_pixels=self._handle.found_bad_pixels().astype(bool),
+            pattern=pattern,
+            pattern_frames=pattern_frames,
             **particulars,
         )
+
+    def register(self, progress: Optional[Callable[[float], object]] = None) -> Registration:
+        """Measure where the frames lie, without the image; see `reconstruct`."""
+        code, _, particulars = self._handle.register(progress)
+        status = check(code, self._handle.error_text())
+        pattern, pattern_frames = self._handle.found_pattern()
+        return Registration(
+            status=status,
+            shifts=self._handle.shifts(),
+            field=self._field(),
+            coverage=self._handle.coverage(),
+            reference=particulars["reference"],
+            remarks=self._handle.frame_texts(),
+            bad_pixels=self._handle.found_bad_pixels().astype(bool),
+            pattern=pattern,
+            pattern_frames=pattern_frames,
+        )
+
+    def _field(self) -> ShiftField:
+        (left, top, step_x, step_y), shifts = self._handle.shift_field()
+        return ShiftField(shifts, left, top, step_x, step_y)
 
 
 def _choice(name: str, value: str, choices: Dict[str, int]) -> int:
@@ -295,12 +353,16 @@ def reconstruct(stack: Any, *, progress: Optional[Callable[[float], object]] = N
     >>> compare(result.image, burst.truth).psnr > compare(burst.frames[burst.reference], burst.truth).psnr + 2
     True
     """
+    return _burst_of(stack, options).reconstruct(progress)
+
+
+def _burst_of(stack: Any, options: Dict[str, Any]) -> Burst:
     frames = as_frames(stack)
     height, width = frames[0].shape
     burst = Burst(width=width, height=height, **options)
     for frame in frames:
         burst.add_frame(frame)
-    return burst.reconstruct(progress)
+    return burst
 
 
 def register(stack: Any, **options: Any) -> Registration:
@@ -321,6 +383,4 @@ def register(stack: Any, **options: Any) -> Registration:
     >>> bool(np.abs(measured - burst.shifts).max() < 0.15)
     True
     """
-    quick: Dict[str, Any] = {"preset": "fast", "iterations": 1, **options}
-    result = reconstruct(stack, **quick)
-    return Registration(result.status, result.shifts, result.field, result.coverage, result.reference)
+    return _burst_of(stack, options).register()

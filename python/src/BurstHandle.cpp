@@ -1,6 +1,5 @@
 #include "python/src/BurstHandle.h"
 
-#include <algorithm>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -33,28 +32,10 @@ movra_sr_options read(const py::dict& given) {
   take(given, "weight_tv", options.weight_tv);
   take(given, "iterations", options.iterations);
   take(given, "relative_residue", options.relative_residue);
+  take(given, "keep_offset", options.keep_offset);
+  take(given, "keep_bad_pixels", options.keep_bad_pixels);
+  take(given, "keep_pattern", options.keep_pattern);
   return options;
-}
-
-/// Runs jobs on as many threads as `user` says, each with the next job that is left.
-void runJobs(void* user, int jobs, void (*job)(void* context, int number), void* context) {
-  std::atomic<int> next{0};
-  const auto work = [&] {
-    for (int i = next++; i < jobs; i = next++) {
-      job(context, i);
-    }
-  };
-  std::vector<std::thread> helpers;
-  try {
-    for (int i = 1; i < std::min(*static_cast<const int*>(user), jobs); ++i) {
-      helpers.emplace_back(work);
-    }
-  } catch (const std::exception&) {  // no more threads or memory: those that there are do the work
-  }
-  work();
-  for (std::thread& helper : helpers) {
-    helper.join();
-  }
 }
 
 /// The distance of rows in elements, for an array whose rows are dense.
@@ -73,7 +54,7 @@ BurstHandle::BurstHandle(int width_, int height_, const py::dict& options)
   take(options, "threads", threads);
   if (threads > 1) {
     own.run_jobs = runJobs;
-    own.run_jobs_user = &threads;
+    own.run_jobs_user = this;
   }
   movra_sr_burst* made = nullptr;
   char error[256] = "";
@@ -118,6 +99,16 @@ int BurstHandle::setBadPixels(const py::object& map) {
   });
 }
 
+int BurstHandle::setPattern(const py::object& pattern) {
+  if (pattern.is_none()) {
+    return locked([&] { return static_cast<int>(movra_sr_set_pattern(burst.get(), nullptr, 0)); });
+  }
+  const auto array = pattern.cast<FloatArray>();
+  return locked([&, data = array.data(), stride = rowStride(array)] {
+    return static_cast<int>(movra_sr_set_pattern(burst.get(), data, stride));
+  });
+}
+
 void BurstHandle::clear() {
   locked([&] { return movra_sr_clear(burst.get()); });
 }
@@ -144,17 +135,32 @@ int BurstHandle::tell(void* self, double done) {
   }
 }
 
+void BurstHandle::runJobs(void* self, int jobs, void (*job)(void* context, int number), void* context) {
+  static_cast<BurstHandle*>(self)->pool->run(jobs, [=](int number) { job(context, number); });
+}
+
 py::tuple BurstHandle::reconstruct(const py::object& progress) {
   FloatArray image({2 * height, 2 * width});
+  return work(progress, &image);
+}
+
+py::tuple BurstHandle::registerFrames(const py::object& progress) {
+  return work(progress, nullptr);
+}
+
+py::tuple BurstHandle::work(const py::object& progress, FloatArray* image) {
   movra_sr_result result{};
   result.size = sizeof result;
   std::exception_ptr thrown;
-  const movra_sr_status status = locked([&, pixels = image.mutable_data()] {
+  const movra_sr_status status = locked([&, pixels = image == nullptr ? nullptr : image->mutable_data()] {
     {
       const py::gil_scoped_acquire interpreter;
       listener = progress;
     }
-    const movra_sr_status outcome = movra_sr_reconstruct(burst.get(), pixels, 0, &result);
+    pool.emplace(threads);
+    const movra_sr_status outcome = pixels == nullptr ? movra_sr_register(burst.get(), &result)
+                                                      : movra_sr_reconstruct(burst.get(), pixels, 0, &result);
+    pool.reset();
     const py::gil_scoped_acquire interpreter;
     listener = py::none();
     thrown = std::exchange(interruption, nullptr);
@@ -175,7 +181,9 @@ py::tuple BurstHandle::reconstruct(const py::object& progress) {
   particulars["timings"] = py::dict(py::arg("preparation") = result.seconds.preparation,
                                     py::arg("motion") = result.seconds.motion, py::arg("masks") = result.seconds.masks,
                                     py::arg("solve") = result.seconds.solve, py::arg("total") = result.seconds.total);
-  return py::make_tuple(static_cast<int>(status), status < 0 ? py::object(py::none()) : py::object(image), particulars);
+  particulars["doubtful_pixels"] = result.doubtful_pixels;
+  const bool hasImage = status >= 0 && image != nullptr;
+  return py::make_tuple(static_cast<int>(status), hasImage ? py::object(*image) : py::object(py::none()), particulars);
 }
 
 py::array_t<double> BurstHandle::shifts() const {
@@ -221,6 +229,21 @@ py::array_t<unsigned short> BurstHandle::coverage() const {
   py::array_t<unsigned short> image({height, width});
   locked([&, pixels = image.mutable_data()] { return movra_sr_coverage(burst.get(), pixels, 0); });
   return image;
+}
+
+py::array_t<unsigned char> BurstHandle::foundBadPixels() const {
+  py::array_t<unsigned char> map({height, width});
+  locked([&, pixels = map.mutable_data()] { return movra_sr_found_bad_pixels(burst.get(), pixels, 0); });
+  return map;
+}
+
+py::tuple BurstHandle::foundPattern() const {
+  FloatArray pattern({height, width});
+  FloatArray frames({height, width});
+  locked([&, values = pattern.mutable_data(), counts = frames.mutable_data()] {
+    return movra_sr_found_pattern(burst.get(), values, counts, 0);
+  });
+  return py::make_tuple(pattern, frames);
 }
 
 }  // namespace movra::python

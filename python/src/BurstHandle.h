@@ -5,11 +5,13 @@
 #include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "python/src/Arrays.h"
+#include "tools/movra-sr/reconstruction/JobPool.h"
 #include "vision/superresolution/Burst.h"
 
 namespace movra::python {
@@ -23,6 +25,7 @@ class BurstHandle {
 
   int addFrame(const FloatArray& frame);
   int setBadPixels(const pybind11::object& map);
+  int setPattern(const pybind11::object& pattern);
   void clear();
   int frameCount() const;
   std::string errorText() const;
@@ -30,17 +33,24 @@ class BurstHandle {
   /// Status, image or None, and the particulars. `progress` is None or called with the share done; an exception of its own
   /// ends the reconstruction and comes out of here, and so does an interrupt from the keyboard.
   pybind11::tuple reconstruct(const pybind11::object& progress);
+  /// The same without an image.
+  pybind11::tuple registerFrames(const pybind11::object& progress);
 
   /// Rows of (x, y), one per frame.
   pybind11::array_t<double> shifts() const;
   /// (left, top, step_x, step_y), and an array of frames x rows x columns x 2.
   pybind11::tuple shiftField() const;
   pybind11::array_t<unsigned short> coverage() const;
+  pybind11::array_t<unsigned char> foundBadPixels() const;
+  /// The pattern, and the number of frames that told it.
+  pybind11::tuple foundPattern() const;
   /// Whether each frame took part.
   std::vector<std::string> frameTexts() const;
 
  private:
   static int tell(void* self, double done);
+  static void runJobs(void* self, int jobs, void (*job)(void* context, int number), void* context);
+  pybind11::tuple work(const pybind11::object& progress, FloatArray* image);
 
   /// Runs the call with the lock held and the interpreter free.
   template <class Call>
@@ -50,6 +60,7 @@ class BurstHandle {
   int width;
   int height;
   int threads = 1;
+  std::optional<tool::JobPool> pool;  // during reconstruct: threads that wait do not survive a fork
   mutable std::mutex mutex;
   mutable std::atomic<std::thread::id> owner;  // of the lock
   pybind11::object listener;                   // during reconstruct

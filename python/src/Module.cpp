@@ -3,7 +3,6 @@
 #include <pybind11/stl.h>
 
 #include <tuple>
-#include <vector>
 
 #include "movra/Exception.h"
 #include "python/src/Arrays.h"
@@ -11,7 +10,6 @@
 #include "tools/movra-sr/report/Quality.h"
 #include "tools/movra-sr/simulation/Burst.h"
 #include "tools/movra-sr/simulation/Scene.h"
-#include "vision/superresolution/BurstBadPixels.h"
 #include "vision/superresolution/EdgePsf.h"
 
 namespace py = pybind11;
@@ -72,22 +70,6 @@ py::tuple measurePsf(const FloatArray& frame) {
                         blur(report.x), blur(report.y), std::string(toString(report.interpolated)));
 }
 
-/// A map of the pixels that stand out in most frames of a dense stack.
-py::array_t<unsigned char> findBadPixels(const FloatArray& stack) {
-  const auto rows = static_cast<int>(stack.shape(1));
-  const auto columns = static_cast<int>(stack.shape(2));
-  std::vector<const float*> frames;
-  for (py::ssize_t i = 0; i < stack.shape(0); ++i) {
-    frames.push_back(stack.data(i, 0, 0));
-  }
-  std::vector<unsigned char> map;
-  {
-    const py::gil_scoped_release released;
-    map = vision::BurstBadPixels({frames.data(), static_cast<int>(frames.size()), columns, rows}).map();
-  }
-  return py::array_t<unsigned char>({rows, columns}, map.data());
-}
-
 }  // namespace
 
 PYBIND11_MODULE(_core, module) {
@@ -112,10 +94,14 @@ PYBIND11_MODULE(_core, module) {
       .def(py::init<int, int, const py::dict&>(), py::arg("width"), py::arg("height"), py::arg("options"))
       .def("add_frame", &BurstHandle::addFrame, dense)
       .def("set_bad_pixels", &BurstHandle::setBadPixels, py::arg("bad_pixels"))
+      .def("set_pattern", &BurstHandle::setPattern, py::arg("pattern"))
       .def("clear", &BurstHandle::clear)
       .def("frame_count", &BurstHandle::frameCount)
       .def("error_text", &BurstHandle::errorText)
       .def("reconstruct", &BurstHandle::reconstruct, py::arg("progress"))
+      .def("register", &BurstHandle::registerFrames, py::arg("progress"))
+      .def("found_bad_pixels", &BurstHandle::foundBadPixels)
+      .def("found_pattern", &BurstHandle::foundPattern)
       .def("shifts", &BurstHandle::shifts)
       .def("shift_field", &BurstHandle::shiftField)
       .def("coverage", &BurstHandle::coverage)
@@ -143,7 +129,6 @@ PYBIND11_MODULE(_core, module) {
       py::arg("drift"), py::arg("pattern"), py::arg("stuck"));
   module.def("compare", &compare, py::arg("image").noconvert(), py::arg("truth").noconvert());
   module.def("measure_psf", &measurePsf, dense);
-  module.def("find_bad_pixels", &findBadPixels, py::arg("stack").noconvert());
   module.def(
       "enlarge", [](const FloatArray& frame) { return arrayOf(tool::enlargeBicubically(matrixOf(frame))); }, dense);
 }

@@ -223,6 +223,35 @@ class Whole(unittest.TestCase):
         self.assertTrue(1.5 < result.sr_factor <= 2)
         self.assertGreaterEqual(result.timings["total"], result.timings["solve"])
 
+    def test_registration_and_faults_of_the_sensor(self):
+        burst = simulated(width=96, height=72, stuck=4, pattern=0.3, frames=8)
+        result = movra_sr.reconstruct(burst.frames, reference=burst.reference)
+        measured = movra_sr.register(burst.frames, reference=burst.reference)
+        for name in ("shifts", "coverage", "bad_pixels", "pattern", "pattern_frames"):
+            np.testing.assert_array_equal(getattr(measured, name), getattr(result, name))
+        self.assertGreaterEqual(result.bad_pixels.sum(), 3)
+        np.testing.assert_array_equal(
+            movra_sr.find_bad_pixels(burst.frames, reference=burst.reference), result.bad_pixels
+        )
+        flat = np.repeat(movra_sr.simulate(width=64, height=48).frames[:1], 5, axis=0)
+        self.assertEqual(movra_sr.find_bad_pixels(flat).sum(), 0)  # nothing moves
+        self.assertTrue(0.1 < result.pattern.std() < 0.5)
+        quality = {
+            name: movra_sr.compare(movra_sr.reconstruct(burst.frames, reference=burst.reference, **options).image,
+                                   burst.truth).psnr
+            for name, options in {
+                "known": {"pattern": result.pattern},
+                "found": {},
+                "kept": {"correct_pattern": False, "search_bad_pixels": False, "correct_offset": False},
+            }.items()
+        }  # fmt: skip
+        self.assertGreater(quality["known"], quality["kept"] + 1)
+        self.assertGreater(quality["found"], quality["kept"] + 1)
+        with self.assertRaisesRegex(movra_sr.InvalidArgument, "pattern: expected shape"):
+            movra_sr.Burst(width=48, height=40, pattern=np.zeros((48, 40)))
+        with self.assertRaisesRegex(movra_sr.InvalidArgument, "no pattern"):
+            movra_sr.Burst(width=48, height=40, motion="global", pattern=np.zeros((40, 48)))
+
     def test_compare(self):
         burst = simulated()
         frame = movra_sr.compare(burst.frames[burst.reference], burst.truth)

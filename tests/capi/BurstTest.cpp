@@ -1,7 +1,9 @@
 // The C interface for new programs, through the shared library.
 #include "vision/superresolution/Burst.h"
 
+#include <cstddef>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <set>
 #include <thread>
@@ -244,7 +246,8 @@ TEST(Burst, RefusesWhatItCannotUseAndStaysAsItWas) {
     void (*spoil)(movra_sr_options&);
   };
   const Case cases[] = {
-      {"another version", [](movra_sr_options& o) { o.size -= 8; }},
+      {"another version", [](movra_sr_options& o) { o.size = offsetof(movra_sr_options, keep_offset) - 8; }},
+      {"unused", [](movra_sr_options& o) { o.unused = 1; }},
       {"another version", [](movra_sr_options& o) { o.size = ~std::size_t{0}; }},
       {"motion", [](movra_sr_options& o) { o.motion = 7; }},
       {"preset", [](movra_sr_options& o) { o.preset = -1; }},
@@ -414,6 +417,77 @@ TEST(Burst, VersionAndWords) {
   movra_sr_destroy(burst);
   longer[1].capacity = 1;  // a field that this version does not know
   EXPECT_EQ(movra_sr_create(width, height, longer, &burst, nullptr, 0), MOVRA_SR_INVALID_ARGUMENT);
+
+  // A program that was compiled with the first version: its structs end earlier, and nothing beyond is touched.
+  movra_sr_options first = defaults();
+  first.size = offsetof(movra_sr_options, keep_offset);
+  first.keep_offset = first.unused = 0x55;
+  EXPECT_TRUE(sameBits(reconstruct(open(first, burstOfFive())), reconstruct(open(defaults(), burstOfFive()))));
+  movra_sr_result result = emptyResult();
+  result.size = offsetof(movra_sr_result, pattern);
+  result.bad_pixels = 77;
+  EXPECT_EQ(movra_sr_register(open(first, burstOfFive()).get(), &result), MOVRA_SR_SUCCESS);
+  EXPECT_EQ(result.used_frames, 5);
+  EXPECT_EQ(result.bad_pixels, 77);
+}
+
+TEST(Burst, RegistrationAloneTellsWhatAReconstructionTells) {
+  std::vector<Image> frames = makeBurst({width, height, smallShifts, 0.02, 3}).frames;
+  for (Image& frame : frames) {
+    frame[20 * width + 30] = 35;  // stuck
+  }
+  for (const int motion : {MOVRA_SR_MOTION_GLOBAL, MOVRA_SR_MOTION_LOCAL}) {
+    movra_sr_options options = defaults();
+    options.motion = motion;
+    struct Told {
+      movra_sr_result result = emptyResult();
+      std::vector<float> floats = std::vector<float>(10 * width * height);
+      std::vector<unsigned char> bad = std::vector<unsigned char>(width * height);
+      std::vector<unsigned short> coverage = std::vector<unsigned short>(width * height);
+    } told[2];
+    for (const bool alone : {false, true}) {
+      const Handle burst = open(options, frames);
+      Told& t = told[alone ? 1 : 0];
+      EXPECT_EQ(movra_sr_found_bad_pixels(burst.get(), t.bad.data(), 0), MOVRA_SR_NO_RESULT);
+      Image image(imageSize);
+      EXPECT_EQ(alone ? movra_sr_register(burst.get(), &t.result)
+                      : movra_sr_reconstruct(burst.get(), image.data(), 0, &t.result),
+                MOVRA_SR_SUCCESS);
+      movra_sr_field grid{};
+      grid.size = sizeof grid;
+      EXPECT_EQ(movra_sr_shift_field(burst.get(), 4, &grid, t.floats.data()), MOVRA_SR_SUCCESS);
+      float* const pattern = t.floats.data() + 8 * width * height;
+      EXPECT_EQ(movra_sr_found_pattern(burst.get(), pattern, pattern + width * height, 0), MOVRA_SR_SUCCESS);
+      EXPECT_EQ(movra_sr_found_bad_pixels(burst.get(), t.bad.data(), 0), MOVRA_SR_SUCCESS);
+      EXPECT_EQ(movra_sr_coverage(burst.get(), t.coverage.data(), 0), MOVRA_SR_SUCCESS);
+    }
+    const bool local = motion == MOVRA_SR_MOTION_LOCAL;
+    EXPECT_TRUE(told[0].floats == told[1].floats && told[0].bad == told[1].bad && told[0].coverage == told[1].coverage);
+    EXPECT_EQ(told[0].result.sr_factor, told[1].result.sr_factor);
+    EXPECT_EQ(told[1].result.bad_pixels, std::count(told[1].bad.begin(), told[1].bad.end(), 1));
+    EXPECT_EQ(told[1].bad[20 * width + 30], local ? 1 : 0);
+    EXPECT_EQ(told[1].result.seconds.solve, 0);
+  }
+  reconstruct(open(), MOVRA_SR_NO_FRAMES);
+
+  // What a camera's earlier bursts told comes in; what is switched off stays in.
+  Image pattern(width * height);
+  std::generate(pattern.begin(), pattern.end(), [i = 0]() mutable { return 0.5f * static_cast<float>(++i * 7 % 3); });
+  std::vector<Image> patterned = frames;
+  for (Image& frame : patterned) {
+    std::transform(frame.begin(), frame.end(), pattern.begin(), frame.begin(), std::plus<>());
+  }
+  movra_sr_options plain = defaults();
+  plain.keep_pattern = plain.keep_bad_pixels = plain.keep_offset = 1;
+  const Handle known = open(plain, patterned);
+  EXPECT_EQ(movra_sr_set_pattern(known.get(), pattern.data(), 0), MOVRA_SR_SUCCESS);
+  const Image expected = reconstruct(open(plain, frames));
+  EXPECT_LT(distance(reconstruct(known), expected, 2 * width, 0), 1e-3);
+  EXPECT_GT(distance(reconstruct(open(plain, patterned)), expected, 2 * width, 0), 0.1);
+  EXPECT_GT(distance(reconstruct(open(defaults(), frames)), expected, 2 * width, 0), 0.1) << "the stuck pixel";
+  pattern[7] = notANumber;
+  EXPECT_EQ(movra_sr_set_pattern(known.get(), pattern.data(), 0), MOVRA_SR_INVALID_ARGUMENT);
+  EXPECT_EQ(movra_sr_set_pattern(open(classic()).get(), frames[0].data(), 0), MOVRA_SR_INVALID_ARGUMENT);
 }
 
 // What the thread sanitizer looks at.

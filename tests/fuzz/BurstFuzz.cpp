@@ -81,6 +81,10 @@ void readResults(movra_sr_burst* burst, int width, int height, int frame) {
     for (const unsigned short count : coverage) {
       require(count <= movra_sr_frame_count(burst), "no pixel has more frames than there are");
     }
+    std::vector<unsigned char> bad(coverage.size());
+    std::vector<float> pattern(coverage.size());
+    require(movra_sr_found_bad_pixels(burst, bad.data(), 0) == MOVRA_SR_SUCCESS, "the bad pixels can be had");
+    require(movra_sr_found_pattern(burst, pattern.data(), pattern.data(), 0) == MOVRA_SR_SUCCESS, "so can the pattern");
   }
 }
 
@@ -101,7 +105,7 @@ void movra::fuzz::feed(FuzzInput& input) {
   Frames held;
   std::vector<unsigned char> badPixels;
   for (int calls = 0; calls < 16 && !input.isUsedUp(); ++calls) {
-    const int choice = input.upTo(11);
+    const int choice = input.upTo(12);
     if (choice <= 5) {
       std::vector<float> frame = input.frame(width, height);
       if (movra_sr_add_frame(burst, frame.data(), 0) == MOVRA_SR_SUCCESS) {
@@ -120,6 +124,8 @@ void movra::fuzz::feed(FuzzInput& input) {
         badPixels[input.ConsumeIntegralInRange<std::size_t>(0, badPixels.size() - 1)] = 1;
       }
       movra_sr_set_bad_pixels(burst, badPixels.data(), 0);
+    } else if (choice == 11) {
+      movra_sr_register(burst, nullptr);
     } else if (choice == 10) {
       movra_sr_clear(burst);
       held.clear();

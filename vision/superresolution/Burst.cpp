@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -22,6 +23,11 @@ constexpr int smallestSide = 8;
 constexpr int smallestSideOfPhase = 11;
 constexpr int largestSide = 16384;
 constexpr std::size_t largestStruct = 4096;  // a larger size was never set
+
+// The structs as the first version knew them, without what was added since.
+constexpr std::size_t firstOptions = offsetof(movra_sr_options, keep_offset);
+constexpr std::size_t firstResult = offsetof(movra_sr_result, pattern);
+constexpr std::size_t firstField = sizeof(movra_sr_field);
 
 /// Text of a failure, in memory that is there when there is no other.
 struct ErrorText {
@@ -78,22 +84,22 @@ void copyKnownPart(void* to, std::size_t toSize, const Struct& from) {
 }
 
 /// Whether the caller has set the size of a struct that is to be filled.
-template <class Struct>
-bool hasSize(const Struct& given) {
-  return given.size >= sizeof given && given.size <= largestStruct;
+bool isSize(std::size_t size, std::size_t firstVersion) {
+  return size >= firstVersion && size <= largestStruct;
 }
 
 /// A struct of ours out of the caller's, which another version may have made. Of a longer one the rest has to be zero.
 bool readOptions(const movra_sr_options& given, movra_sr_options& options) {
   std::size_t size = 0;
   std::memcpy(&size, &given, sizeof size);
-  if (size < sizeof options || size > largestStruct) {  // the least is the first version's
+  if (!isSize(size, firstOptions)) {
     return false;
   }
   const auto* bytes = reinterpret_cast<const unsigned char*>(&given);
-  std::memcpy(&options, bytes, sizeof options);
-  return size <= 4096 &&
-         std::all_of(bytes + sizeof options, bytes + size, [](unsigned char byte) { return byte == 0; });
+  std::memcpy(&options, bytes, std::min(size, sizeof options));
+  options.size = sizeof options;
+  return std::all_of(bytes + std::min(size, sizeof options), bytes + size,
+                     [](unsigned char byte) { return byte == 0; });
 }
 
 bool within(double value, double low, double high) {
@@ -122,6 +128,7 @@ const char* faultOf(const movra_sr_options& options) {
       {within(options.iterations, 0, 1000), "iterations is not 0 to 1000"},
       {options.relative_residue == 0 || within(options.relative_residue, 1e-5, 1),
        "relative_residue is neither 0 nor 1e-5 to 1"},
+      {options.unused == 0, "the field unused is not 0"},
   };
   for (const auto& rule : rules) {
     if (!rule.good) {
@@ -169,7 +176,11 @@ movra_sr_status addFrame(movra_sr_burst& burst, const float* frame, std::size_t 
   return MOVRA_SR_SUCCESS;
 }
 
+/// @param image null: registration alone
 movra_sr_status reconstruct(movra_sr_burst& burst, float* image, std::size_t stride, movra_sr_result* result) {
+  if (result != nullptr && !isSize(result->size, firstResult)) {
+    return refuse(burst.error, "the result's size is not set");
+  }
   burst.outcome.reset();
   detail::BurstOutcome outcome;
   outcome.result.frames = burst.input.count();
@@ -182,8 +193,9 @@ movra_sr_status reconstruct(movra_sr_burst& burst, float* image, std::size_t str
     outcome.fail(MOVRA_SR_INVALID_ARGUMENT, "reference is " + std::to_string(burst.options.reference) + ", but only " +
                                                 std::to_string(burst.input.count()) + " frames are held");
   } else {
-    outcome = burst.options.motion == MOVRA_SR_MOTION_GLOBAL ? detail::reconstructGlobally(burst.input, burst.options)
-                                                             : detail::reconstructLocally(burst.input, burst.options);
+    const auto method =
+        burst.options.motion == MOVRA_SR_MOTION_GLOBAL ? detail::reconstructGlobally : detail::reconstructLocally;
+    outcome = method(burst.input, burst.options, image != nullptr);
   }
   if (result != nullptr) {
     copyKnownPart(result, result->size, outcome.result);
@@ -191,9 +203,11 @@ movra_sr_status reconstruct(movra_sr_burst& burst, float* image, std::size_t str
   if (outcome.result.status < 0) {
     return burst.error.set(outcome.result.status, outcome.particulars.c_str());
   }
-  copyRows(outcome.image.ptr<float>(), static_cast<std::size_t>(outcome.image.cols), image, stride, outcome.image.cols,
-           outcome.image.rows);
-  outcome.image.release();  // the caller has it
+  if (image != nullptr) {
+    copyRows(outcome.image.ptr<float>(), static_cast<std::size_t>(outcome.image.cols), image, stride,
+             outcome.image.cols, outcome.image.rows);
+    outcome.image.release();  // the caller has it
+  }
   burst.outcome = std::move(outcome);
   return burst.outcome->result.status;
 }
@@ -204,6 +218,20 @@ movra_sr_status findFrame(const movra_sr_burst* burst, int frame) {
     return MOVRA_SR_INVALID_ARGUMENT;
   }
   return burst->outcome ? MOVRA_SR_SUCCESS : MOVRA_SR_NO_RESULT;
+}
+
+/// Whether an image of the reference's size can be handed out; else the status that says why not.
+movra_sr_status findImage(const movra_sr_burst* burst, const void* image, std::size_t stride) {
+  if (burst == nullptr || image == nullptr || strideOf(stride, burst->input.width) == 0) {
+    return MOVRA_SR_INVALID_ARGUMENT;
+  }
+  return burst->outcome ? MOVRA_SR_SUCCESS : MOVRA_SR_NO_RESULT;
+}
+
+template <class T>
+void handOut(const movra_sr_burst& burst, const T* from, T* to, std::size_t stride) {
+  const int columns = burst.input.width;
+  copyRows(from, static_cast<std::size_t>(columns), to, strideOf(stride, columns), columns, burst.input.height);
 }
 
 }  // namespace
@@ -289,7 +317,7 @@ movra_sr_status movra_sr_create(int width, int height, const movra_sr_options* o
     if (const char* fault = faultOf(own)) {
       return refuse(text, fault);
     }
-    *burst = new movra_sr_burst{own, {width, height, {}, {}}, std::nullopt, {}};
+    *burst = new movra_sr_burst{own, {width, height, {}, {}, {}}, std::nullopt, {}};
     return MOVRA_SR_SUCCESS;
   });
   if (status < 0 && error != nullptr && error_size > 0) {
@@ -352,6 +380,32 @@ movra_sr_status movra_sr_set_bad_pixels(movra_sr_burst* burst, const unsigned ch
   });
 }
 
+movra_sr_status movra_sr_set_pattern(movra_sr_burst* burst, const float* pattern, size_t row_stride) {
+  if (burst == nullptr) {
+    return MOVRA_SR_INVALID_ARGUMENT;
+  }
+  return guarded(burst->error, [&] {
+    detail::BurstFrames& input = burst->input;
+    const std::size_t stride = strideOf(row_stride, input.width);
+    if (stride == 0) {
+      return refuse(burst->error, "row_stride is less than the width");
+    }
+    if (pattern != nullptr && burst->options.motion == MOVRA_SR_MOTION_GLOBAL) {
+      return refuse(burst->error, "global motion knows no pattern");
+    }
+    std::vector<float> copy(pattern == nullptr ? 0 : input.pixels());
+    if (pattern != nullptr) {
+      copyRows(pattern, stride, copy.data(), static_cast<std::size_t>(input.width), input.width, input.height);
+    }
+    if (!std::all_of(copy.begin(), copy.end(), [](float value) { return std::isfinite(value); })) {
+      return refuse(burst->error, "the pattern has values that are not finite");
+    }
+    input.pattern.swap(copy);
+    burst->outcome.reset();
+    return MOVRA_SR_SUCCESS;
+  });
+}
+
 movra_sr_status movra_sr_reconstruct(movra_sr_burst* burst, float* image, size_t row_stride, movra_sr_result* result) {
   if (burst == nullptr) {
     return MOVRA_SR_INVALID_ARGUMENT;
@@ -361,12 +415,20 @@ movra_sr_status movra_sr_reconstruct(movra_sr_burst* burst, float* image, size_t
     if (image == nullptr || stride == 0) {
       return refuse(burst->error, image == nullptr ? "the image is null" : "row_stride is less than twice the width");
     }
-    if (result != nullptr && !hasSize(*result)) {
-      return refuse(burst->error, "the result's size is not set");
-    }
     return reconstruct(*burst, image, stride, result);
   });
-  if (result != nullptr && hasSize(*result)) {
+  if (result != nullptr && isSize(result->size, firstResult)) {
+    result->status = status;
+  }
+  return status;
+}
+
+movra_sr_status movra_sr_register(movra_sr_burst* burst, movra_sr_result* result) {
+  if (burst == nullptr) {
+    return MOVRA_SR_INVALID_ARGUMENT;
+  }
+  const movra_sr_status status = guarded(burst->error, [&] { return reconstruct(*burst, nullptr, 0, result); });
+  if (result != nullptr && isSize(result->size, firstResult)) {
     result->status = status;
   }
   return status;
@@ -383,7 +445,7 @@ movra_sr_status movra_sr_shift(const movra_sr_burst* burst, int frame, double* x
 }
 
 movra_sr_status movra_sr_shift_field(const movra_sr_burst* burst, int frame, movra_sr_field* grid, float* shifts) {
-  if (grid == nullptr || !hasSize(*grid)) {
+  if (grid == nullptr || !isSize(grid->size, firstField)) {
     return MOVRA_SR_INVALID_ARGUMENT;
   }
   const movra_sr_status status = findFrame(burst, frame);
@@ -405,14 +467,28 @@ const char* movra_sr_frame_text(const movra_sr_burst* burst, int frame) {
 }
 
 movra_sr_status movra_sr_coverage(const movra_sr_burst* burst, unsigned short* coverage, size_t row_stride) {
-  if (burst == nullptr || coverage == nullptr || strideOf(row_stride, burst->input.width) == 0) {
-    return MOVRA_SR_INVALID_ARGUMENT;
+  const movra_sr_status status = findImage(burst, coverage, row_stride);
+  if (status == MOVRA_SR_SUCCESS) {
+    handOut(*burst, burst->outcome->coverage.ptr<unsigned short>(), coverage, row_stride);
   }
-  if (!burst->outcome) {
-    return MOVRA_SR_NO_RESULT;
+  return status;
+}
+
+movra_sr_status movra_sr_found_bad_pixels(const movra_sr_burst* burst, unsigned char* map, size_t row_stride) {
+  const movra_sr_status status = findImage(burst, map, row_stride);
+  if (status == MOVRA_SR_SUCCESS) {
+    handOut(*burst, burst->outcome->badPixels.data(), map, row_stride);
   }
-  const detail::BurstFrames& input = burst->input;
-  copyRows(burst->outcome->coverage.ptr<unsigned short>(), static_cast<std::size_t>(input.width), coverage,
-           strideOf(row_stride, input.width), input.width, input.height);
-  return MOVRA_SR_SUCCESS;
+  return status;
+}
+
+movra_sr_status movra_sr_found_pattern(const movra_sr_burst* burst, float* pattern, float* frames, size_t row_stride) {
+  const movra_sr_status status = findImage(burst, pattern, row_stride);
+  if (status == MOVRA_SR_SUCCESS) {
+    handOut(*burst, burst->outcome->pattern.data(), pattern, row_stride);
+    if (frames != nullptr) {
+      handOut(*burst, burst->outcome->patternFrames.data(), frames, row_stride);
+    }
+  }
+  return status;
 }

@@ -6,9 +6,9 @@
 ///
 /// A burst is an opaque handle that holds copies of frames of one size.
 ///
-///     create ---> add_frame, as often as wanted ---> reconstruct ---> shift, shift_field, frame_text, coverage
-///                     ^                                  |
-///                     +---- more frames, or clear <------+                             ---> destroy
+///     create ---> add_frame, as often as wanted ---> reconstruct ---> shift, shift_field, frame_text, coverage,
+///                     ^                              or register      found_bad_pixels, found_pattern
+///                     +---- more frames, or clear <------+                                  ---> destroy
 ///
 ///     movra_sr_options options;
 ///     movra_sr_default_options(&options, sizeof options);
@@ -32,8 +32,8 @@
 /// position in the frame less the position in the reference. With a shift of (0.5, 0) the scene lies half a pixel further
 /// right in that frame.
 ///
-/// State: a result depends on the frames held, the bad pixels and the options alone, bit for bit. It does not depend on
-/// frames that have left, on earlier reconstructions, on the instruction set or on the number of threads.
+/// State: a result depends on the frames held, the bad pixels, the pattern and the options alone, bit for bit. It does not
+/// depend on frames that have left, on earlier reconstructions, on the instruction set or on the number of threads.
 ///
 /// Threads: the library keeps no state outside the handles. Any number of threads may work at the same time, each with a
 /// handle of its own; one handle is used by one thread at a time. The library starts no threads and takes no locks.
@@ -77,7 +77,7 @@ typedef enum movra_sr_status {
   MOVRA_SR_NO_FRAMES = -2,       ///< nothing to work on
   MOVRA_SR_BAD_FRAME = -3,       ///< a frame has no good pixel, or too many bad ones to be repaired
   MOVRA_SR_NOT_REGISTERED = -4,  ///< the frames could not be aligned
-  MOVRA_SR_NO_RESULT = -5,       ///< there was no successful reconstruction since the frames changed
+  MOVRA_SR_NO_RESULT = -5,       ///< there was no successful reconstruct or register since the frames changed
   MOVRA_SR_CANCELLED = -6,       ///< the progress function said so
   MOVRA_SR_OUT_OF_MEMORY = -7,
   MOVRA_SR_INTERNAL_ERROR = -8
@@ -107,7 +107,8 @@ enum {
   MOVRA_SR_BEST_REFERENCE = -1
 };
 
-/// Told the share of the work that is done, 0 to 1, on the thread that called movra_sr_reconstruct.
+/// Told the share of the work that is done, 0 to 1, on the thread that called movra_sr_reconstruct, or movra_sr_register,
+/// which ends at about a half.
 /// @return 0 to go on; anything else cancels
 typedef int (*movra_sr_progress)(void* user, double done);
 
@@ -131,10 +132,16 @@ typedef struct movra_sr_options {
   double weight_tv;         ///< inverse strength of the smoothing, 1 to 10000. 0: from the frames; global motion: 400
   int iterations;           ///< most iterations of the solver, 1 to 1000. 0: as the preset says
   double relative_residue;  ///< at which the solver stops, 1e-5 to 1. 0: as the preset says
-  movra_sr_progress progress;  ///< called now and then during reconstruct; null: never
+  movra_sr_progress progress;  ///< called now and then during reconstruct and register; null: never
   void* progress_user;         ///< its first argument
   movra_sr_run_jobs run_jobs;  ///< local motion only; null: one job after the other on the calling thread
   void* run_jobs_user;         ///< its first argument
+
+  /* What local motion takes out of the frames, unless the field is other than 0. */
+  int keep_offset;      ///< differences of level between frames
+  int keep_bad_pixels;  ///< pixels that the burst shows to be bad, beside the listed ones
+  int keep_pattern;     ///< fixed pattern of the sensor that the burst shows, beside the one that was set
+  int unused;           ///< 0
 } movra_sr_options;
 
 /// Seconds that the stages of a reconstruction took.
@@ -160,6 +167,9 @@ typedef struct movra_sr_result {
   double iterations;       ///< iterations that were made, a mean if there were several systems
   int fallback_frames;     ///< global motion: frames with a bad pixel that had no good neighbours to be repaired from
   movra_sr_times seconds;
+  double pattern;       ///< local motion: standard deviation of the fixed pattern that was found and taken out
+  int bad_pixels;       ///< local motion: pixels that the burst showed to be bad, without those that were listed
+  int doubtful_pixels;  ///< others that were left out because they differ from their neighbours in most frames
 } movra_sr_result;
 
 /// A grid of places of the reference for which shifts are told: place (column, row) lies at low-resolution pixel
@@ -234,6 +244,15 @@ MOVRA_SUPERRESOLUTION_API int movra_sr_frame_count(const movra_sr_burst* burst);
 MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_set_bad_pixels(movra_sr_burst* burst, const unsigned char* map,
                                                                   size_t row_stride);
 
+/// Sets the fixed pattern of the sensor, known from other bursts: it is taken out of all frames held and to come, and the
+/// search for a pattern goes on from there. There is no result until the next reconstruct.
+/// @param pattern    height rows of width finite floats in the frames' unit; copied. Null: none
+/// @param row_stride distance of two rows in floats, at least width; 0: width
+/// @return MOVRA_SR_SUCCESS, MOVRA_SR_INVALID_ARGUMENT (also with global motion, which knows no pattern) or
+///         MOVRA_SR_OUT_OF_MEMORY
+MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_set_pattern(movra_sr_burst* burst, const float* pattern,
+                                                               size_t row_stride);
+
 /// Reconstructs the image from all frames held. The frames stay; the same frames give the same bits again.
 /// @param image      receives 2 height rows of 2 width floats if the call returns 0 or more; else it is not written
 /// @param row_stride distance of two rows in floats, at least 2 width; 0: 2 width
@@ -242,13 +261,20 @@ MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_set_bad_pixels(movra_sr_burst
 MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_reconstruct(movra_sr_burst* burst, float* image, size_t row_stride,
                                                                movra_sr_result* result);
 
-/// Shift of a frame at the middle of the reference, from the last reconstruction.
+/// Measures where the frames held lie, without an image: shifts, field, coverage, bad pixels and pattern are the same
+/// bits that movra_sr_reconstruct leaves.
+/// @param result receives the particulars, as of movra_sr_reconstruct; noise is NaN, weight_tv and iterations are 0. Null:
+///               they are not wanted
+/// @return any status but MOVRA_SR_NO_RESULT
+MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_register(movra_sr_burst* burst, movra_sr_result* result);
+
+/// Shift of a frame at the middle of the reference, from the last reconstruct or register, as all that follows.
 /// @param frame number of the frame
 /// @param x, y  receive the shift in low-resolution pixels; NaN for a frame that took no part
 /// @return MOVRA_SR_SUCCESS, MOVRA_SR_INVALID_ARGUMENT or MOVRA_SR_NO_RESULT
 MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_shift(const movra_sr_burst* burst, int frame, double* x, double* y);
 
-/// Shifts of a frame on a grid of places, from the last reconstruction. The grid is the same for all frames; with global
+/// Shifts of a frame on a grid of places. The grid is the same for all frames; with global
 /// motion it has a single place.
 /// @param frame  number of the frame
 /// @param grid   receives the grid
@@ -258,16 +284,33 @@ MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_shift(const movra_sr_burst* b
 MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_shift_field(const movra_sr_burst* burst, int frame,
                                                                movra_sr_field* grid, float* shifts);
 
-/// Whether a frame took part in the last reconstruction, and if not, why, in words.
+/// Whether a frame took part, and if not, why, in words.
 /// @return a text that is never freed, null without a result or such a frame
 MOVRA_SUPERRESOLUTION_API const char* movra_sr_frame_text(const movra_sr_burst* burst, int frame);
 
-/// For each pixel of the reference the number of frames that back it, from the last reconstruction.
+/// For each pixel of the reference the number of frames that back it.
 /// @param coverage   receives height rows of width numbers
 /// @param row_stride distance of two rows in numbers, at least width; 0: width
 /// @return MOVRA_SR_SUCCESS, MOVRA_SR_INVALID_ARGUMENT or MOVRA_SR_NO_RESULT
 MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_coverage(const movra_sr_burst* burst, unsigned short* coverage,
                                                             size_t row_stride);
+
+/// Pixels of the sensor that the burst showed to be stuck, offset or flickering, as movra_sr_set_bad_pixels takes them;
+/// listed ones are 0. One burst may be wrong: a pixel that two showed is certain. With global motion there are none.
+/// @param map        receives height rows of width bytes, 1 where bad
+/// @param row_stride distance of two rows in bytes, at least width; 0: width
+/// @return MOVRA_SR_SUCCESS, MOVRA_SR_INVALID_ARGUMENT or MOVRA_SR_NO_RESULT
+MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_found_bad_pixels(const movra_sr_burst* burst, unsigned char* map,
+                                                                    size_t row_stride);
+
+/// Fixed pattern of the sensor, the one that was set included, as movra_sr_set_pattern takes it. The mean over bursts,
+/// weighted by frames, is better than that of one.
+/// @param pattern    receives height rows of width floats in the frames' unit, 0 where nothing is known
+/// @param frames     receives the number of frames that told it, per pixel, 0 where nothing is known; null: not wanted
+/// @param row_stride distance of two rows in floats, at least width; 0: width
+/// @return MOVRA_SR_SUCCESS, MOVRA_SR_INVALID_ARGUMENT or MOVRA_SR_NO_RESULT
+MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_found_pattern(const movra_sr_burst* burst, float* pattern,
+                                                                 float* frames, size_t row_stride);
 
 #ifdef __cplusplus
 }

@@ -123,9 +123,17 @@ void LocalMotionSuperResolution::setMotions(const std::vector<AffineMotion>& mot
 }
 
 LocalMotionResult LocalMotionSuperResolution::computeSR() {
+  return run(false);
+}
+
+LocalMotionResult LocalMotionSuperResolution::registerFrames() {
+  return run(true);
+}
+
+LocalMotionResult LocalMotionSuperResolution::run(bool registrationOnly) {
   require(options.reference < std::max(1, burst->count()), "the reference is not one of the frames");
   require(burst->hasMotionPerFrame(), "there are not as many motions as frames");
-  return burst->reconstruct(options);
+  return burst->reconstruct(options, registrationOnly);
 }
 
 }  // namespace movra::vision

@@ -86,7 +86,8 @@ ExitCode registerFrames(ReconstructOptions options, Console& console) {
   preparation.mark(window.frames);
   Parameters parameters = options.parameters;
   parameters.referenceSlot = referenceFor(window, options);
-  parameters.iterations = 1;  // the image is not wanted
+  parameters.wantsImage = false;
+  parameters.iterations = 1;  // of an engine, which makes one
   const Reconstruction result = reconstruct(window.frames, parameters);
 
   Json description = describe(result, {});

@@ -14,7 +14,7 @@ namespace movra::tool {
 
 namespace {
 
-vision::LocalMotionOptions optionsFrom(const Parameters& parameters, const JobPool& pool) {
+vision::LocalMotionOptions optionsFrom(const Parameters& parameters, JobPool& pool) {
   vision::LocalMotionOptions options;
   options.preset = parameters.preset == Preset::fast   ? vision::LocalMotionPreset::fast
                    : parameters.preset == Preset::best ? vision::LocalMotionPreset::best
@@ -128,7 +128,7 @@ std::string withOptionName(std::string refusal) {
 }  // namespace
 
 Reconstruction reconstructLocally(const std::vector<Frame>& window, const Parameters& parameters) {
-  const JobPool pool(parameters.threads);
+  JobPool pool(parameters.threads);
   const cv::Size size = window.front().pixels.size();
   try {
     vision::LocalMotionSuperResolution method(size.width, size.height, optionsFrom(parameters, pool));
@@ -140,7 +140,7 @@ Reconstruction reconstructLocally(const std::vector<Frame>& window, const Parame
       method.setKnownPattern(parameters.pattern.data());
     }
     method.setMotions(parameters.motions);
-    return convert(method.computeSR(), window);
+    return convert(parameters.wantsImage ? method.computeSR() : method.registerFrames(), window);
   } catch (const Exception& refusal) {
     throw Failure(ExitCode::usage, withOptionName(refusal.what()));
   }

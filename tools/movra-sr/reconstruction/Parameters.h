@@ -46,6 +46,7 @@ struct Parameters {
   bool correctOffset = true;
   bool findBadPixels = true;
   bool correctPattern = true;
+  bool wantsImage = true;                     ///< else registration alone
   std::vector<float> pattern;                 ///< known beforehand, a value per pixel; or empty
   std::vector<vision::AffineMotion> motions;  ///< known beforehand, one per frame; empty: estimated
 };

@@ -222,42 +222,20 @@ float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out) {
 }
 
 template <class R, class M, class BadPixels, class Report>
-float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out, Report& report) {
-  const int coverageLimit = detail::coverageLimitOfFirst<BurstEngine>(parts->factor);
+float BurstEngine<R, M, BadPixels, Report>::registerFrames(Report& report) {
   Parts& p = *parts;
   const int frameCount = p.window.count();
-  const int reference = p.window.slotOf(p.referenceIndex);
   report.start();
-  if (p.registration.doRegistration(frameCount, reference, p.window.frames(), p.shifts.data(), p.masks.pointers(),
-                                    p.registeredFrames.pointers()) < 0) {
+  if (p.registration.doRegistration(frameCount, p.window.slotOf(p.referenceIndex), p.window.frames(), p.shifts.data(),
+                                    p.masks.pointers(), p.registeredFrames.pointers()) < 0) {
     return registrationFailed;
   }
   report.stage(" registration:         ");
 
-  // The list can be longer: its end is from earlier registrations.
-  const cv::Point_<float>* const firstShift = p.registration.getCompleteShifts().data();
-  const std::vector<cv::Point_<float>> completeShifts(firstShift, firstShift + frameCount);
   report.start();
   const detail::Verdict verdict =
-      detail::judgeRegistration(frameCount, completeShifts, p.masks.pointers(), p.height, p.width);
+      detail::judgeRegistration(frameCount, p.registration.getCompleteShifts(), p.masks.pointers(), p.height, p.width);
   report.stage(" large_displacement:   ");
-
-  report.start();
-  const int iterations = p.minimization.minimize(frameCount, reference, p.registeredFrames.pointers(), p.shifts.data(),
-                                                 p.masks.pointers(), p.srImage.get());
-  report.stage(" minimization:         ");
-  report.iterations(iterations);
-  if (iterations < 0) {
-    return static_cast<float>(iterations);
-  }
-  detail::repairImage(p.badPixelHandling, cv::Mat_<float>(p.outputHeight, p.outputWidth, p.srImage.get()),
-                      completeShifts, p.window.all(), cv::Size(p.width, p.height));
-
-  report.start();
-  saveFrame(out);
-  const float srFactor = detail::srFactor(frameCount, p.masks.pointers(), p.inputSize, coverageLimit);
-  report.stage(" save+srfactor calc:   ");
-  report.close();
   switch (verdict) {
     case detail::Verdict::displacementTooLarge:
       return displacementTooLarge;
@@ -266,7 +244,39 @@ float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out, Report& report
     case detail::Verdict::good:
       break;
   }
-  return srFactor;
+  return 0;
+}
+
+template <class R, class M, class BadPixels, class Report>
+float BurstEngine<R, M, BadPixels, Report>::computeSR(float* out, Report& report) {
+  const int coverageLimit = detail::coverageLimitOfFirst<BurstEngine>(parts->factor);
+  const float verdict = registerFrames(report);
+  if (verdict == registrationFailed) {
+    return verdict;
+  }
+  Parts& p = *parts;
+  const int frameCount = p.window.count();
+  report.start();
+  const int iterations =
+      p.minimization.minimize(frameCount, p.window.slotOf(p.referenceIndex), p.registeredFrames.pointers(),
+                              p.shifts.data(), p.masks.pointers(), p.srImage.get());
+  report.stage(" minimization:         ");
+  report.iterations(iterations);
+  if (iterations < 0) {
+    return static_cast<float>(iterations);
+  }
+  // The list can be longer: its end is from earlier registrations.
+  const cv::Point_<float>* const firstShift = p.registration.getCompleteShifts().data();
+  const std::vector<cv::Point_<float>> completeShifts(firstShift, firstShift + frameCount);
+  detail::repairImage(p.badPixelHandling, cv::Mat_<float>(p.outputHeight, p.outputWidth, p.srImage.get()),
+                      completeShifts, p.window.all(), cv::Size(p.width, p.height));
+
+  report.start();
+  saveFrame(out);
+  const float srFactor = detail::srFactor(frameCount, p.masks.pointers(), p.inputSize, coverageLimit);
+  report.stage(" save+srfactor calc:   ");
+  report.close();
+  return verdict < 0 ? verdict : srFactor;
 }
 
 template <class R, class M, class BadPixels, class Report>

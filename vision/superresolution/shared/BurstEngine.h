@@ -151,6 +151,10 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   /// computeSR(out) with a report of the caller's.
   MOVRA_SUPERRESOLUTION_LOCAL float computeSR(float* out, Report& report);
 
+  /// The first two stages of computeSR: shifts and masks.
+  /// @return registrationFailed, displacementTooLarge or tooManyMaskedPixels; else 0
+  MOVRA_SUPERRESOLUTION_LOCAL float registerFrames(Report& report);
+
   /// Repairs frames on the way in and the image on the way out.
   MOVRA_SUPERRESOLUTION_LOCAL BadPixels& badPixels();
 

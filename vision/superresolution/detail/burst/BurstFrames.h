@@ -14,6 +14,7 @@ struct BurstFrames {
   int height;
   std::vector<std::vector<float>> frames;
   std::vector<unsigned char> badPixels;  ///< height x width, other than 0 where bad; empty: none
+  std::vector<float> pattern;            ///< height x width; empty: none
 
   std::size_t pixels() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
   int count() const { return static_cast<int>(frames.size()); }

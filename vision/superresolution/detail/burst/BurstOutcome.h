@@ -12,9 +12,12 @@ namespace movra::vision::detail {
 /// What a reconstruction behind Burst.h leaves.
 struct BurstOutcome {
   movra_sr_result result{};
-  std::string particulars;            ///< of a failure
-  cv::Mat_<float> image;              ///< 2 height x 2 width; empty if there is none
-  cv::Mat_<unsigned short> coverage;  ///< height x width
+  std::string particulars;               ///< of a failure
+  cv::Mat_<float> image;                 ///< 2 height x 2 width; empty if there is none or none was wanted
+  cv::Mat_<unsigned short> coverage;     ///< height x width
+  std::vector<unsigned char> badPixels;  ///< found in the burst, height x width
+  std::vector<float> pattern;            ///< height x width
+  std::vector<float> patternFrames;      ///< that told it, per pixel
   movra_sr_field field{};
   std::vector<cv::Point2d> middleShifts;         ///< per frame, at the middle of the reference
   std::vector<std::vector<cv::Point2f>> shifts;  ///< per frame, on the field's places

@@ -36,6 +36,7 @@ class StagedEngine
   using Base = BurstEngine<Registration, SrFloatMinimization, SuperResolutionBadPixelHandling, StageReport>;
   using Base::Base;
   using Base::computeSR;
+  using Base::registerFrames;
 
   void configure(const movra_sr_options& options, int referenceIndex) {
     const SolverBudget budget = solverBudget(options);
@@ -75,7 +76,7 @@ void replaceFlags(cv::Mat_<float>& image) {
 
 template <class Engine>
 void judge(float verdict, BurstOutcome& outcome) {
-  if (verdict > 0) {
+  if (verdict >= 0) {
     outcome.result.status = outcome.result.frames == 1 ? MOVRA_SR_SINGLE_FRAME : MOVRA_SR_SUCCESS;
   } else if (verdict == Engine::displacementTooLarge) {
     outcome.result.status = MOVRA_SR_DISPLACEMENT_TOO_LARGE;
@@ -100,7 +101,7 @@ cv::Mat_<unsigned short> sumOf(const std::vector<Mask>& masks, cv::Size size) {
 }
 
 template <class Engine>
-void run(const BurstFrames& burst, const movra_sr_options& options, BurstOutcome& outcome) {
+void run(const BurstFrames& burst, const movra_sr_options& options, bool wantsImage, BurstOutcome& outcome) {
   const Progress progress(options);
   movra_sr_result& result = outcome.result;
   const StopWatch whole;
@@ -124,10 +125,14 @@ void run(const BurstFrames& burst, const movra_sr_options& options, BurstOutcome
     constexpr double doneAfter[] = {0, 0.35, 0.4, 0.95, 1};
     progress.tell(doneAfter[std::min<std::size_t>(stages, 4)]);
   };
-  outcome.image.create(2 * burst.height, 2 * burst.width);
   float verdict = 0;
   try {
-    verdict = engine.computeSR(outcome.image.template ptr<float>(), report);
+    if (wantsImage) {
+      outcome.image.create(2 * burst.height, 2 * burst.width);
+      verdict = engine.computeSR(outcome.image.template ptr<float>(), report);
+    } else {
+      verdict = engine.registerFrames(report);
+    }
   } catch (const Exception& refusal) {
     outcome.fail(MOVRA_SR_NOT_REGISTERED, refusal.what());
     return;
@@ -151,17 +156,20 @@ void run(const BurstFrames& burst, const movra_sr_options& options, BurstOutcome
   result.used_frames = count;
   outcome.rateCoverage();
   result.iterations = report.iterationCount;
-  result.weight_tv = static_cast<double>(engine.getWeightTV());
+  result.weight_tv = wantsImage ? static_cast<double>(engine.getWeightTV()) : 0;
   result.psf_sigma = static_cast<double>(engine.getPsfSigma());
   result.seconds.motion = report.seconds.at(0);
   result.seconds.masks = report.seconds.at(1);
-  result.seconds.solve = report.seconds.at(2);
+  result.seconds.solve = wantsImage ? report.seconds.at(2) : 0;
   result.seconds.total = whole.stop();
 }
 
 /// The image of a reference of one value.
-void paint(float value, const BurstFrames& burst, const movra_sr_options& options, BurstOutcome& outcome) {
-  outcome.image = cv::Mat_<float>(2 * burst.height, 2 * burst.width, value);
+void paint(float value, const BurstFrames& burst, const movra_sr_options& options, bool wantsImage,
+           BurstOutcome& outcome) {
+  if (wantsImage) {
+    outcome.image = cv::Mat_<float>(2 * burst.height, 2 * burst.width, value);
+  }
   const auto reference = static_cast<std::size_t>(outcome.result.reference);
   const std::vector<float> frame = flagged(burst.frames[reference], burst.badPixels, options);
   outcome.coverage.create(burst.height, burst.width);
@@ -205,12 +213,15 @@ void checkRepairable(const std::vector<float>& frame, int width, int height, con
   badPixels.detectAndReplaceBadPixel(image);
 }
 
-BurstOutcome reconstructGlobally(const BurstFrames& burst, const movra_sr_options& options) {
+BurstOutcome reconstructGlobally(const BurstFrames& burst, const movra_sr_options& options, bool wantsImage) {
   BurstOutcome outcome;
   movra_sr_result& result = outcome.result;
   result.frames = burst.count();
   result.reference = options.reference >= 0 ? options.reference : std::max(burst.count() - 4, 0);
   result.noise = notANumber;
+  outcome.badPixels.resize(burst.pixels());
+  outcome.pattern.resize(burst.pixels());
+  outcome.patternFrames.resize(burst.pixels());
   outcome.field.columns = outcome.field.rows = 1;
   outcome.field.left = (burst.width - 1) / 2.0;
   outcome.field.top = (burst.height - 1) / 2.0;
@@ -218,11 +229,11 @@ BurstOutcome reconstructGlobally(const BurstFrames& burst, const movra_sr_option
   const auto reference = static_cast<std::size_t>(result.reference);
   const std::optional<float> value = singleValue(flagged(burst.frames[reference], burst.badPixels, options), options);
   if (value) {
-    paint(*value, burst, options, outcome);
+    paint(*value, burst, options, wantsImage, outcome);
   } else if (options.registration == MOVRA_SR_REGISTRATION_PHASE) {
-    run<StagedEngine<SrFloatRegistration1>>(burst, options, outcome);
+    run<StagedEngine<SrFloatRegistration1>>(burst, options, wantsImage, outcome);
   } else {
-    run<StagedEngine<SrFloatRegistration2>>(burst, options, outcome);
+    run<StagedEngine<SrFloatRegistration2>>(burst, options, wantsImage, outcome);
   }
   return outcome;
 }

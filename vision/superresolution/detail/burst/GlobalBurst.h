@@ -18,7 +18,8 @@ void checkRepairable(const std::vector<float>& frame, int width, int height, con
 /// Reconstruction with one shift per frame, by the production engine: bit for bit what the classic C interface makes of
 /// the same frames. The engine is made for the call and fed from the start, so that nothing of earlier frames, as the
 /// range of grey values that corners are tracked in, has a say in the result.
+/// @param wantsImage false: registration alone
 /// @throws Cancelled, and whatever the engine throws
-BurstOutcome reconstructGlobally(const BurstFrames& burst, const movra_sr_options& options);
+BurstOutcome reconstructGlobally(const BurstFrames& burst, const movra_sr_options& options, bool wantsImage);
 
 }  // namespace movra::vision::detail

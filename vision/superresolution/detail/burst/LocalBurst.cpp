@@ -1,5 +1,6 @@
 #include "vision/superresolution/detail/burst/LocalBurst.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -29,6 +30,9 @@ LocalMotionOptions translate(const movra_sr_options& given) {
   options.weightTV = given.weight_tv;
   options.iterations = given.iterations;
   options.relativeResidue = given.relative_residue;
+  options.correctOffset = given.keep_offset == 0;
+  options.findBadPixels = given.keep_bad_pixels == 0;
+  options.correctPattern = given.keep_pattern == 0;
   if (given.run_jobs != nullptr) {
     options.runJobs = [run = given.run_jobs, user = given.run_jobs_user](int jobs, const Job& job) {
       run(user, jobs, runJob, const_cast<Job*>(&job));
@@ -68,7 +72,7 @@ movra_sr_field gridOf(const ShiftField& field) {
 
 }  // namespace
 
-BurstOutcome reconstructLocally(const BurstFrames& burst, const movra_sr_options& options) {
+BurstOutcome reconstructLocally(const BurstFrames& burst, const movra_sr_options& options, bool wantsImage) {
   LocalMotionSuperResolution engine(burst.width, burst.height, translate(options));
   if (!burst.badPixels.empty()) {
     engine.setBadPixels(burst.badPixels.data());
@@ -76,7 +80,10 @@ BurstOutcome reconstructLocally(const BurstFrames& burst, const movra_sr_options
   for (const std::vector<float>& frame : burst.frames) {
     engine.addFrame(frame.data());
   }
-  LocalMotionResult local = engine.computeSR();
+  if (!burst.pattern.empty()) {
+    engine.setKnownPattern(burst.pattern.data());
+  }
+  LocalMotionResult local = wantsImage ? engine.computeSR() : engine.registerFrames();
 
   BurstOutcome outcome;
   movra_sr_result& result = outcome.result;
@@ -109,12 +116,20 @@ BurstOutcome reconstructLocally(const BurstFrames& burst, const movra_sr_options
   }
   result.used_frames = local.usedFrames;
   result.reference = local.reference;
-  result.noise = local.noise;
-  result.weight_tv = local.weightTV;
+  result.noise = wantsImage ? local.noise : notANumber;
+  result.weight_tv = wantsImage ? local.weightTV : 0;
   result.psf_sigma = local.psfSigma;
   result.iterations = local.iterations;
   result.seconds = {local.seconds.preparation, local.seconds.motion, local.seconds.masks + local.seconds.sensor,
                     local.seconds.solve, local.seconds.total};
+  outcome.badPixels.assign(local.badPixelMap.begin(), local.badPixelMap.end());
+  result.bad_pixels = static_cast<int>(std::count(outcome.badPixels.begin(), outcome.badPixels.end(), 1));
+  result.doubtful_pixels = local.badPixels - result.bad_pixels;
+  result.pattern = local.pattern;
+  outcome.pattern = local.patternAverage.mean();
+  outcome.patternFrames = std::move(local.patternAverage.weights);
+  outcome.pattern.resize(burst.pixels());
+  outcome.patternFrames.resize(burst.pixels());
   outcome.rateCoverage();
   return outcome;
 }

@@ -7,6 +7,7 @@ namespace movra::vision::detail {
 
 /// Reconstruction with a motion for each part of the image, by LocalMotionSuperResolution.
 /// @throws whatever that throws
-BurstOutcome reconstructLocally(const BurstFrames& burst, const movra_sr_options& options);
+/// @param wantsImage false: registration alone
+BurstOutcome reconstructLocally(const BurstFrames& burst, const movra_sr_options& options, bool wantsImage);
 
 }  // namespace movra::vision::detail

@@ -84,7 +84,7 @@ void LocalMotionBurst::setBadPixels(const unsigned char* map) {
   }
 }
 
-LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& options) {
+LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& options, bool registrationOnly) {
   const StopWatch total;
   StopWatch stage;
   const auto lap = [&](double& seconds) {
@@ -131,7 +131,17 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
   lap(result.seconds.masks);
   SolverBurst burst = solverBurst(options);
   result.weightTV = options.weightTV;
+  result.psfSigma = burst.psfSigma;
   referenceDeviation = burst.referenceDeviation;
+  if (registrationOnly) {
+    if (!goOn(0.5)) {
+      return cancelled();
+    }
+    report(result);
+    judge(result);
+    result.seconds.total = total.stop();
+    return result;
+  }
   TiledReconstruction tiles(width, height, core, tileMargin, count());
   if (referenceDeviation > 0) {
     TiledReconstruction::Residuals residuals;
@@ -156,8 +166,8 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
   result.tiles = outcome.tiles;
   result.tileCore = core;
   result.iterations = outcome.iterations;
-  result.psfSigma = burst.psfSigma;
   report(result);
+  judge(result);
   result.seconds.total = total.stop();
   return result;
 }
@@ -408,6 +418,10 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
       {}};
   result.coverage.create(height, width);
   result.coverage.setTo(0);
+  if (result.badPixelMap.empty()) {  // not searched
+    result.badPixelMap.create(height, width);
+    result.badPixelMap.setTo(0);
+  }
   for (std::size_t k = 0; k < frames.size(); ++k) {
     const Frame& frame = frames[k];
     LocalMotionFrame told;
@@ -444,9 +458,9 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
     }
     result.frames.push_back(told);
   }
-  if (result.image.empty()) {
-    return;
-  }
+}
+
+void LocalMotionBurst::judge(LocalMotionResult& result) const {
   result.status = referenceDeviation == 0  ? LocalMotionStatus::structureless
                   : count() == 1           ? LocalMotionStatus::singleFrame
                   : result.usedFrames == 1 ? LocalMotionStatus::referenceAlone

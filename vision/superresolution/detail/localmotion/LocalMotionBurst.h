@@ -27,7 +27,7 @@ class LocalMotionBurst {
   void setMotions(std::vector<AffineMotion> motions) { knownMotions = std::move(motions); }
   bool hasMotionPerFrame() const { return knownMotions.empty() || knownMotions.size() == frames.size(); }
 
-  LocalMotionResult reconstruct(const LocalMotionOptions& options);
+  LocalMotionResult reconstruct(const LocalMotionOptions& options, bool registrationOnly);
 
  private:
   struct Frame {
@@ -71,6 +71,7 @@ class LocalMotionBurst {
   NoiseReport measureNoise(std::vector<std::vector<float>>& residuals) const;
   void countCoverage(LocalMotionResult& result) const;
   void report(LocalMotionResult& result) const;
+  void judge(LocalMotionResult& result) const;
   double steepestMotion() const;
 
   int width;
