@@ -219,6 +219,9 @@ ExitCode runBatch(const BatchOptions& options, Console& console) {
       }
     }
     for (const auto& [job, status] : waitForSome(running)) {
+      if (isInterrupted() && WIFSIGNALED(status)) {
+        continue;  // by the same key; it is not done
+      }
       const Json record = recordOf(job, status);
       records.add(record);
       const bool good = record["exit_code"] == 0;

@@ -1,3 +1,4 @@
+#include <png.h>
 #include <tiffio.h>
 #include <opencv2/core.hpp>
 #include <thread>
@@ -17,7 +18,8 @@ ExitCode tellAll(Console& console) {
       {"instruction_set", vision::instructionSetInUse()},
       {"threads", std::to_string(std::max(1U, std::thread::hardware_concurrency()))},
       {"opencv", cv::getVersionString()},
-      {"tiff", tiff.substr(0, tiff.find('\n'))}};
+      {"tiff", tiff.substr(0, tiff.find('\n'))},
+      {"png", png_get_libpng_ver(nullptr)}};
   console.say("movra-sr " MOVRA_SR_VERSION);
   for (const auto& [key, value] : facts) {
     std::string words = key;

@@ -2,6 +2,8 @@
 
 #include <csignal>
 
+#include "tools/movra-sr/io/OutputFile.h"
+
 namespace movra::tool {
 
 namespace {
@@ -10,13 +12,17 @@ volatile std::sig_atomic_t interrupted = 0;
 
 void noteInterrupt(int) {
   interrupted = 1;
+  OutputFile::removeUnfinishedOnSignals();  // the second one ends the program
 }
 
 }  // namespace
 
 void noteInterrupts() {
-  std::signal(SIGINT, noteInterrupt);
-  std::signal(SIGTERM, noteInterrupt);
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+    if (std::signal(number, noteInterrupt) == SIG_IGN && number == SIGHUP) {
+      std::signal(number, SIG_IGN);  // nohup
+    }
+  }
 }
 
 bool isInterrupted() {

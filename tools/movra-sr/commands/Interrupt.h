@@ -2,8 +2,8 @@
 
 namespace movra::tool {
 
-/// From here on an interrupt or a request to terminate is noted instead of ending the program: what is being written is
-/// finished first.
+/// From here on an interrupt, a request to terminate or a closed terminal is noted instead of ending the program: what is
+/// being written is finished first. The second one ends the program.
 void noteInterrupts();
 
 bool isInterrupted();

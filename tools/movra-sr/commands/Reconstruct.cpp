@@ -78,15 +78,6 @@ struct Outputs {
         report(files.open("report", options.report)) {}
 };
 
-/// Integers where they are asked for or the file takes nothing else, then in the frames' encoding if they have one.
-ImageEncoding encodingFor(const ReconstructOptions& options, const Frame& frame, const cv::Mat_<float>& image) {
-  if (!options.sixteenBits) {
-    return {};
-  }
-  const bool inFrames = frame.sample == Sample::uint16 || frame.sample == Sample::int16;
-  return inFrames && !options.isRaw() ? ImageEncoding{frame.sample, options.scale} : sixteenBitsFor(image);
-}
-
 void write(const ReconstructOptions& options, const Outputs& outputs, const Reconstruction& result,
            const Frame& reference, const Console& console) {
   const cv::Rect part = keptPart(options, result);
@@ -174,7 +165,9 @@ ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
   for (const std::string& note : window.notes) {
     console.note(note);
   }
-  preparation.calibrate(window.frames);
+  if (const std::string kind = preparation.calibrate(window.frames); !kind.empty()) {
+    console.say(kind);
+  }
   Parameters parameters = options.parameters;
   parameters.referenceSlot = referenceFor(window, options);
   parameters.pattern = camera.pattern();
@@ -213,9 +206,10 @@ ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
                   "--crop-border leaves nothing");
   }
   camera.write(result, preparation.badPixelList(), outputs.files, console);
-  if (console.strict && (!isGood(result) || console.hasNotes())) {
+  if (console.strict && !isGood(result)) {
     throw Failure(ExitCode::degraded, "nothing written, because of --strict: " + status);
   }
+  console.endIfStrict();
   write(options, outputs, result, window.frames[static_cast<std::size_t>(result.reference)], console);
   console.say("size: " + sizeText(keptPart(options, result).size()));
   outputs.files.commit(console);

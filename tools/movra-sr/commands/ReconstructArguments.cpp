@@ -107,7 +107,7 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options) {
       ->check(finite())
       ->capture_default_str()
       ->group(input);
-  command.add_flag("--counts", options.parameters.counts, "The values are sensor counts (-32768 .. 32767)")
+  command.add_flag("--counts", options.parameters.counts, "The values are sensor counts (-32768 .. 65535)")
       ->group(input);
   CLI::Option* const low =
       command

@@ -111,6 +111,15 @@ int referenceFor(const Window& window, const ReconstructOptions& options) {
   return options.reference == "best" ? Parameters::bestReference : findReference(window, options.reference);
 }
 
+ImageEncoding encodingFor(const ReconstructOptions& options, const Frame& frame, const cv::Mat_<float>& image) {
+  if (!options.sixteenBits) {
+    return {};
+  }
+  const bool isPng = lowerCaseExtension(options.output) == ".png";
+  const bool inFrames = frame.sample == Sample::uint16 || (frame.sample == Sample::int16 && !isPng);
+  return inFrames && !options.isRaw() ? ImageEncoding{frame.sample, options.scale} : sixteenBitsFor(image);
+}
+
 void checkOptions(ReconstructOptions& options) {
   options.sixteenBits |= lowerCaseExtension(options.output) == ".png";
   settleMethod(options);

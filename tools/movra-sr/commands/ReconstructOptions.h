@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/movra-sr/io/FrameSource.h"
+#include "tools/movra-sr/io/ImageWriter.h"
 #include "tools/movra-sr/reconstruction/Parameters.h"
 #include "tools/movra-sr/reconstruction/Window.h"
 #include "tools/movra-sr/report/Preview.h"
@@ -66,6 +67,10 @@ void settleMethod(ReconstructOptions& options);
 /// Which frames the options ask for, and which of them is the reference.
 WindowChoice choiceFor(const ReconstructOptions& options);
 int referenceFor(const Window& window, const ReconstructOptions& options);
+
+/// Integers where they are asked for or the file takes nothing else, then in the frames' encoding if they have one that
+/// the file can hold.
+ImageEncoding encodingFor(const ReconstructOptions& options, const Frame& frame, const cv::Mat_<float>& image);
 
 /// settleMethod, and the same for the files. Throws Failure (wrong command line) for options that contradict each other or
 /// would have no effect; settles what follows from others.

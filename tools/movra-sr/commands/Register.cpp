@@ -82,7 +82,9 @@ ExitCode registerFrames(ReconstructOptions options, Console& console) {
   for (const std::string& note : window.notes) {
     console.note(note);
   }
-  preparation.calibrate(window.frames);
+  if (const std::string kind = preparation.calibrate(window.frames); !kind.empty()) {
+    console.say(kind);
+  }
   preparation.mark(window.frames);
   Parameters parameters = options.parameters;
   parameters.referenceSlot = referenceFor(window, options);
@@ -105,9 +107,11 @@ ExitCode registerFrames(ReconstructOptions options, Console& console) {
     console.note(remark);
   }
   if (!toFile) {
-    console.say(frameTable(result));
+    const std::string table = frameTable(result);
+    console.say(table.substr(0, table.size() - 1));
     return ExitCode::done;
   }
+  console.endIfStrict();
   file->write(lowerCaseExtension(options.output) == ".csv" ? asCsv(result) : description.dump(1) + '\n');
   files.commit(console);
   return ExitCode::done;

@@ -99,6 +99,10 @@ Frame FrameSource::readPage(Entry& entry, std::size_t page) {
   return frame;
 }
 
+bool FrameSource::isEndless() const {
+  return std::any_of(entries.begin(), entries.end(), [](const auto& entry) { return entry->streams; });
+}
+
 std::size_t FrameSource::count() {
   std::size_t total = 0;
   for (const auto& entry : entries) {

@@ -39,6 +39,9 @@ class FrameSource {
   /// The files, folders replaced by what they hold. Standard input is not among them.
   const std::vector<std::string>& files() const { return fileNames; }
 
+  /// Whether frames may come for ever, from raw standard input; for next().
+  bool isEndless() const;
+
   /// The number of frames. Raw standard input, which tells no number, is read to its end first.
   std::size_t count();
 

@@ -1,6 +1,9 @@
 #include "tools/movra-sr/io/RawReader.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstdlib>
+#include <vector>
 
 #include "tools/movra-sr/Outcome.h"
 #include "tools/movra-sr/io/ImageFormats.h"
@@ -24,6 +27,23 @@ class RawReader : public ImageReader {
   std::size_t count() const override { return static_cast<std::size_t>(bytes->size() / raw.frameBytes()); }
 
   ImageLayout layout(std::size_t) const override { return {raw.size, Sample::uint16, 1}; }
+
+  /// Neighbours differ far less in the right byte order than in the other one.
+  std::string note() const override {
+    std::vector<unsigned char> middle(std::min<std::size_t>(raw.frameBytes(), 1U << 16U));
+    middle.resize(bytes->read((raw.frameBytes() - middle.size()) / 4 * 2, middle.data(), middle.size()) / 2 * 2);
+    double asGiven = 0, swapped = 0;
+    for (std::size_t i = 2; i < middle.size(); i += 2) {
+      const int high = middle[i] - middle[i - 2], low = middle[i + 1] - middle[i - 1];
+      const double bigEndian = std::abs(256 * high + low), littleEndian = std::abs(256 * low + high);
+      asGiven += raw.bigEndian ? bigEndian : littleEndian;
+      swapped += raw.bigEndian ? littleEndian : bigEndian;
+    }
+    constexpr double certain = 8;
+    return asGiven > certain * swapped ? std::string("neighbouring pixels differ as if the bytes were in the other ") +
+                                             "order; try --raw " + sizeText(raw.size) + (raw.bigEndian ? "" : ",big")
+                                       : "";
+  }
 
   void read(std::size_t index, const Piece& receive) override {
     const std::uint64_t offset = static_cast<std::uint64_t>(index) * raw.frameBytes();

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "tools/movra-sr/Outcome.h"
+#include "tools/movra-sr/reconstruction/UnsignedCounts.h"
 #include "vision/superresolution/reference/SuperResolution.h"
 
 namespace movra::tool {
@@ -25,18 +26,19 @@ bool isCount(float value) {
   return value >= -32768 && value <= 32767 && value == std::trunc(value);
 }
 
-/// Pixels that are no counts become 0 and other than 0 in `bad`.
-cv::Mat_<short> countsOf(const Frame& frame, cv::Mat_<unsigned char>& bad) {
+/// The counts less `shift`. Pixels that are no counts become 0 and other than 0 in `bad`.
+cv::Mat_<short> countsOf(const Frame& frame, float shift, cv::Mat_<unsigned char>& bad) {
   cv::Mat_<short> counts(frame.pixels.size());
   bad.create(frame.pixels.size());
-  std::transform(frame.pixels.begin(), frame.pixels.end(), counts.begin(),
-                 [](float value) { return isCount(value) ? static_cast<short>(value) : short{0}; });
+  std::transform(frame.pixels.begin(), frame.pixels.end(), counts.begin(), [shift](float value) {
+    return isCount(value - shift) ? static_cast<short>(value - shift) : short{0};
+  });
   std::transform(frame.pixels.begin(), frame.pixels.end(), bad.begin(),
-                 [](float value) { return static_cast<unsigned char>(isCount(value) ? 0 : 255); });
+                 [shift](float value) { return static_cast<unsigned char>(isCount(value - shift) ? 0 : 255); });
   if (cv::countNonZero(bad) > tolerableBadShare * static_cast<double>(bad.total())) {
     throw Failure(ExitCode::badInput, frame.name +
-                                          ": most of its values are no counts within -32768 .. 32767; --nuc-low and "
-                                          "--nuc-high take raw frames");
+                                          ": most of its values are no 16-bit counts; --nuc-low and --nuc-high take "
+                                          "raw frames");
   }
   return counts;
 }
@@ -48,11 +50,16 @@ void requireSize(const Frame& image, cv::Size size) {
   }
 }
 
-Exposure readExposure(const ExposureArgument& argument, cv::Size size) {
-  const Frame raw = readImage(argument.countsFile);
+Frame readCounts(const ExposureArgument& argument, cv::Size size) {
+  Frame raw = readImage(argument.countsFile);
   requireSize(raw, size);
+  return raw;
+}
+
+Exposure exposureOf(const Frame& raw, float shift, const ExposureArgument& argument) {
+  const cv::Size size = raw.pixels.size();
   Exposure exposure;
-  exposure.counts = countsOf(raw, exposure.bad);
+  exposure.counts = countsOf(raw, shift, exposure.bad);
   exposure.temperatures.create(size);
   if (argument.temperatureFile.empty()) {
     exposure.temperatures = argument.temperature;
@@ -83,13 +90,17 @@ ExposureArgument parseExposure(const std::string& text) {
   return argument;
 }
 
-void toTemperatures(std::vector<Frame>& frames, const ExposureArgument& low, const ExposureArgument& high) {
+bool toTemperatures(std::vector<Frame>& frames, const ExposureArgument& low, const ExposureArgument& high) {
   if (low.temperatureFile.empty() && high.temperatureFile.empty() && low.temperature == high.temperature) {
     throw Failure(ExitCode::usage, "--nuc-low and --nuc-high show the same temperature; take two that differ");
   }
   const cv::Size size = frames.front().pixels.size();
-  const Exposure cold = readExposure(low, size);
-  const Exposure warm = readExposure(high, size);
+  const Frame coldCounts = readCounts(low, size);
+  const Frame warmCounts = readCounts(high, size);
+  const bool areUnsigned = holdUnsignedCounts(frames) || holdUnsignedCounts({coldCounts, warmCounts});
+  const float shift = areUnsigned ? unsignedMiddle : 0;
+  const Exposure cold = exposureOf(coldCounts, shift, low);
+  const Exposure warm = exposureOf(warmCounts, shift, high);
   const cv::Mat_<unsigned char> unusable(cold.bad | warm.bad);
   if (cv::mean(cold.temperatures)[0] > cv::mean(warm.temperatures)[0]) {
     throw Failure(ExitCode::usage, "--nuc-low is warmer than --nuc-high; exchange them");
@@ -103,10 +114,11 @@ void toTemperatures(std::vector<Frame>& frames, const ExposureArgument& low, con
   converter.setNucToRad(cold.counts, cold.temperatures, warm.counts, warm.temperatures);
   for (Frame& frame : frames) {
     cv::Mat_<unsigned char> bad;
-    converter.NucToRad(countsOf(frame, bad));
+    converter.NucToRad(countsOf(frame, shift, bad));
     frame.pixels = converter.getRadiometricFrame().clone();
     frame.pixels.setTo(std::numeric_limits<float>::quiet_NaN(), bad | unusable);
   }
+  return areUnsigned;
 }
 
 }  // namespace movra::tool

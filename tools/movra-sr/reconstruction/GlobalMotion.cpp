@@ -2,12 +2,14 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <type_traits>
 
 #include "movra/Exception.h"
 #include "tools/movra-sr/Outcome.h"
 #include "tools/movra-sr/io/DivertedDescriptor.h"
 #include "tools/movra-sr/reconstruction/ReferenceEngine.h"
+#include "tools/movra-sr/reconstruction/UnsignedCounts.h"
 #include "vision/superresolution/SrFloat.h"
 #include "vision/superresolution/SrFloatNeon.h"
 
@@ -21,8 +23,15 @@ using VectorEngine = vision::SrFloatNeon<vision::SrFloatNeonRegistration>;
 
 constexpr float factor = 2;
 
-[[noreturn]] void refuseFrame(const Frame& frame, const std::string& reason) {
-  throw Failure(ExitCode::badInput, frame.name + ": " + reason + " Repair its bad pixels or leave the frame out.");
+[[noreturn]] void refuseFrame(const Frame& frame, const std::string& reason, bool counts) {
+  const float lowest = counts ? -32768.f : -274.f;
+  const float highest = counts ? 32767.f : 5000.f;
+  const auto bad = std::count_if(frame.pixels.begin(), frame.pixels.end(),
+                                 [&](float value) { return !(value >= lowest && value <= highest); });
+  throw Failure(ExitCode::badInput,
+                frame.name + ": " + reason + " (" + std::to_string(bad) +
+                    " bad pixels; more than ten have no good neighbour.) Take --motion local, which "
+                    "leaves bad pixels out, or leave the frame out.");
 }
 
 template <class Engine>
@@ -52,7 +61,7 @@ double valueSpan(const cv::Mat_<float>& image) {
 
 /// Adds the frames to the engine and what is known of them to the result.
 template <class Engine>
-void addFrames(Engine& engine, const std::vector<Frame>& window, Reconstruction& result) {
+void addFrames(Engine& engine, const std::vector<Frame>& window, const Parameters& parameters, Reconstruction& result) {
   for (const Frame& frame : window) {
     FrameOutcome outcome;
     outcome.name = frame.name;
@@ -65,7 +74,7 @@ void addFrames(Engine& engine, const std::vector<Frame>& window, Reconstruction&
     try {
       outcome.hasFallback = engine.addFrame(frame.pixels) < 0;
     } catch (const Exception& refusal) {
-      refuseFrame(frame, refusal.what());
+      refuseFrame(frame, refusal.what(), parameters.counts);
     }
     result.frames.push_back(outcome);
   }
@@ -115,7 +124,7 @@ Reconstruction run(const std::vector<Frame>& window, const Parameters& parameter
   configure(engine, parameters);
   Reconstruction result;
   result.reference = parameters.referenceSlot;
-  addFrames(engine, window, result);
+  addFrames(engine, window, parameters, result);
   float status = 0;
   try {
     status = engine.computeSR(result.image);
@@ -147,6 +156,15 @@ Reconstruction run(const std::vector<Frame>& window, const Parameters& parameter
 }  // namespace
 
 Reconstruction reconstructGlobally(const std::vector<Frame>& window, const Parameters& parameters) {
+  if (parameters.counts && holdUnsignedCounts(window)) {  // engines know signed ones
+    std::vector<Frame> lowered = window;
+    for (Frame& frame : lowered) {
+      frame.pixels = frame.pixels - unsignedMiddle;
+    }
+    Reconstruction result = reconstructGlobally(lowered, parameters);
+    result.image += unsignedMiddle;
+    return result;
+  }
   const DivertedDescriptor divertedReport(STDOUT_FILENO, DivertedDescriptor::nowhere);
   switch (parameters.engine) {
     case Engine::vector:

@@ -51,7 +51,8 @@ FrameOutcome outcomeOf(const vision::LocalMotionFrame& frame, const std::string&
   outcome.name = name;
   outcome.used = frame.use == vision::FrameUse::used;
   if (!outcome.used) {
-    outcome.reason = vision::toString(frame.use);
+    const std::string words = vision::toString(frame.use);  // "left out: ..."
+    outcome.reason = words.substr(words.find(' ', words.find(':')) + 1);
   }
   const vision::AffineMotion& motion = frame.motion;
   outcome.motion = motion;

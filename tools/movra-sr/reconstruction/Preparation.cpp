@@ -23,10 +23,9 @@ std::optional<int> Preparation::listedPixels() const {
   return marks ? std::optional<int>(badPixels.certainPixels()) : std::nullopt;
 }
 
-void Preparation::calibrate(std::vector<Frame>& frames) const {
-  if (calibrates) {
-    toTemperatures(frames, low, high);
-  }
+std::string Preparation::calibrate(std::vector<Frame>& frames) const {
+  return calibrates && toTemperatures(frames, low, high) ? "counts: unsigned, 0 .. 65535, because they lie above 32767"
+                                                         : "";
 }
 
 void Preparation::mark(std::vector<Frame>& frames) const {

@@ -23,7 +23,8 @@ class Preparation {
   /// Number of bad pixels in the list that are marked, if there is one.
   std::optional<int> listedPixels() const;
 
-  void calibrate(std::vector<Frame>& frames) const;
+  /// Returns what the user should know about it, or nothing.
+  std::string calibrate(std::vector<Frame>& frames) const;
 
   /// Marks pixels in copies, so that the frames given before keep theirs.
   void mark(std::vector<Frame>& frames) const;

@@ -45,11 +45,11 @@ void dropUnusable(Window& window, const WindowChoice& choice) {
     if (fault.empty()) {
       usable.push_back(std::move(frame));
     } else {
-      window.notes.push_back(frame.name + ": " + fault);
+      window.notes.push_back(leftOut(frame, fault));
     }
   }
   if (usable.empty()) {
-    throw Failure(ExitCode::badInput, window.notes.back());
+    refuse(window.frames.back(), fault);
   }
   window.frames = std::move(usable);
 }
@@ -62,7 +62,7 @@ std::string framesInWords(int count) {
 
 std::string faultOf(const Frame& frame, bool counts) {
   const float lowest = counts ? -32768.f : -274.f;
-  const float highest = counts ? 32767.f : 5000.f;
+  const float highest = counts ? 65535.f : 5000.f;
   float low = highest;
   float high = lowest;
   std::size_t finite = 0;
@@ -84,7 +84,7 @@ std::string faultOf(const Frame& frame, bool counts) {
   }
   if (usable == 0 ||
       static_cast<double>(finite - usable) > tolerableFaultyShare * static_cast<double>(frame.pixels.total())) {
-    return counts ? "has values outside -32768 .. 32767; bring them into this range with --gain and --offset"
+    return counts ? "has values outside -32768 .. 65535; bring them into this range with --gain and --offset"
                   : "has values outside -274 .. 5000, no temperatures; turn counts into temperatures with "
                     "--gain and --offset, or give --counts";
   }
@@ -92,6 +92,10 @@ std::string faultOf(const Frame& frame, bool counts) {
     return "is constant; leave this frame out or record it again";
   }
   return {};
+}
+
+std::string leftOut(const Frame& frame, const std::string& fault) {
+  return frame.name + ": left out, " + fault.substr(0, fault.find(';'));
 }
 
 void requireSameSize(const std::vector<Frame>& frames) {

@@ -29,8 +29,12 @@ struct Window {
 /// too few frames, sizes that differ, and, unless it is left out, a frame without usable values.
 Window readWindow(FrameSource& source, const WindowChoice& choice);
 
-/// Why a frame cannot be used: its usable values are none, too few or all the same. Empty when it can.
+/// Why a frame cannot be used: its usable values are none, too few or all the same; and after a semicolon what to do. Empty
+/// when it can.
 std::string faultOf(const Frame& frame, bool counts);
+
+/// The note on a frame that is left out for this fault.
+std::string leftOut(const Frame& frame, const std::string& fault);
 
 /// Throws Failure for frames that are too small, or of different sizes.
 void requireSameSize(const std::vector<Frame>& frames);

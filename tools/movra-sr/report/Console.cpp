@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iostream>
 
+#include "tools/movra-sr/Outcome.h"
+
 namespace movra::tool {
 
 void printOnError(std::string text) {
@@ -26,6 +28,13 @@ void Console::note(const std::string& text) {
   document["notes"].push_back(text);
   if (!quiet) {
     printOnError(text);
+  }
+}
+
+void Console::endIfStrict() const {
+  if (strict && hasNotes()) {
+    throw Failure(ExitCode::degraded,
+                  "nothing written, because of --strict: " + document["notes"].front().get<std::string>());
   }
 }
 

@@ -31,6 +31,9 @@ class Console {
 
   bool hasNotes() const { return document.contains("notes"); }
 
+  /// Throws Failure with the first note if notes are failures. For what has written nothing yet.
+  void endIfStrict() const;
+
   /// Prints the document if that is asked for, with the exit code.
   void finish(int exitCode);
 };
