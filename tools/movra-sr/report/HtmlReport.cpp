@@ -159,7 +159,9 @@ std::string frameRows(const Reconstruction& result) {
 std::string arrows(const Reconstruction& result, std::size_t index, double scale) {
   const double width = result.image.cols / 2.;
   const double height = result.image.rows / 2.;
-  std::string drawing = format("<svg viewBox=\"0 0 %.0f %.0f\">", width, height);
+  const double margin = width / 12;  // for arrows that begin at the border
+  std::string drawing =
+      format("<svg viewBox=\"%.0f %.0f %.0f %.0f\">", -margin, -margin, width + 2 * margin, height + 2 * margin);
   const auto arrow = [&](double x, double y, double dx, double dy) {
     drawing += format("<path d=\"M%.1f %.1fl%.1f %.1f\"/><circle cx=\"%.1f\" cy=\"%.1f\" r=\"%.1f\"/>", x, y,
                       scale * dx, scale * dy, x, y, width / 120);
@@ -190,7 +192,7 @@ std::string arrowFigures(const Reconstruction& result) {
   for (const FrameOutcome& frame : result.frames) {
     longest = std::max(longest, frame.used ? cv::norm(frame.shift) : 0.);
   }
-  const double scale = std::max(1., 0.08 * result.image.cols / 2. / longest);
+  const double scale = std::max(1., 0.1 * result.image.cols / 2. / longest);
   std::string figures;
   for (std::size_t i = 0; i < result.frames.size(); ++i) {
     const FrameOutcome& frame = result.frames[i];
@@ -242,7 +244,7 @@ std::string drawReport(const ReportContents& contents) {
   const Reconstruction& result = contents.result;
   const Json& document = contents.document;
   const ValueRange range = rangeOf(contents.image, contents.look);
-  const std::string kind = isGood(result) ? "good" : "poor";
+  const std::string kind = isGood(result) && !isGoodInParts(result) ? "good" : "poor";
 
   std::string page = htmlHead;
   page += "<p class=\"status " + kind + "\"><strong>" + escaped(statusInWords(result)) + ".</strong> " +
@@ -265,12 +267,14 @@ std::string drawReport(const ReportContents& contents) {
         format("<p>Number of frames that back each pixel, from 0 (dark) to %d (yellow).</p>\n", result.usedFrames()) +
             "<img class=\"coverage\" alt=\"coverage\" src=\"" + asAddress(drawCoverage(result)) + "\">\n");
   }
+  page += "<div class=\"beside\">\n";
   if (document.contains("method")) {
     page += section("Method", figureTable(document["method"]));
   }
   if (document.contains("seconds")) {
     page += section("Seconds", figureTable(document["seconds"]));
   }
+  page += "</div>\n";
   page += section("Command", "<pre>" + escaped(contents.commandLine) +
                                  "</pre>\n<p class=\"small\">movra-sr " MOVRA_SR_VERSION "</p>\n");
   return page + htmlTail;

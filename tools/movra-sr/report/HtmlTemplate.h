@@ -10,7 +10,7 @@ inline constexpr const char* htmlHead = R"(<!DOCTYPE html>
 <meta name="viewport" content="width=device-width, initial-scale=1">
 <title>Super-resolution report</title>
 <style>
-:root { --page: #fafafa; --ink: #1d1d1f; --soft: #6b6b70; --line: #d8d8dc; --card: #fff; --good: #1a7f4b; --poor: #b3541e; --arrow: #2563c9; }
+:root { color-scheme: light dark; --page: #fafafa; --ink: #1d1d1f; --soft: #6b6b70; --line: #d8d8dc; --card: #fff; --good: #1a7f4b; --poor: #b3541e; --arrow: #2563c9; }
 @media (prefers-color-scheme: dark) {
   :root { --page: #16171a; --ink: #ececf0; --soft: #a0a1a8; --line: #34363c; --card: #1f2126; --good: #52c98a; --poor: #f0975c; --arrow: #7fb0ff; }
 }
@@ -37,7 +37,8 @@ th { color: var(--soft); overflow-wrap: anywhere; min-width: 8em; }
 .values { display: flex; flex-wrap: wrap; gap: 8px 32px; color: var(--soft); margin-bottom: 8px; }
 .values strong { font-size: 1.5rem; color: var(--ink); }
 .wide { overflow-x: auto; }
-.fields { display: grid; grid-template-columns: repeat(auto-fill, minmax(220px, 1fr)); gap: 12px; margin-top: 12px; }
+.fields { display: grid; grid-template-columns: repeat(auto-fill, minmax(min(220px, 45%), 1fr)); gap: 12px; margin-top: 12px; }
+.beside { display: grid; grid-template-columns: repeat(auto-fit, minmax(min(300px, 100%), 1fr)); gap: 0 16px; }
 .fields p { grid-column: 1 / -1; }
 figure { margin: 0; min-width: 0; }
 figcaption, .small { color: var(--soft); font-size: .8rem; overflow-wrap: anywhere; margin: 0; }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 
 #include "tools/movra-sr/report/Format.h"
 
@@ -111,16 +112,22 @@ std::string statusInWords(const Reconstruction& result) {
 }
 
 std::vector<std::string> remarks(const Reconstruction& result) {
+  constexpr double fewFitting = 0.3;
   std::vector<std::string> texts;
+  std::string poor;
   for (const FrameOutcome& frame : result.frames) {
     if (frame.hasFallback) {
       texts.push_back(frame.name + ": a bad pixel had no good neighbours and took a fallback value");
     }
     if (!frame.used) {
       texts.push_back(frame.name + ": left out, " + frame.reason);
-    } else if (result.verdict == Verdict::good && frame.usable >= 0 && frame.usable < 0.3) {
-      texts.push_back(frame.name + format(": only %.0f %% of its pixels fit the reference", 100 * frame.usable));
+    } else if (result.verdict == Verdict::good && frame.usable >= 0 && frame.usable < fewFitting) {
+      poor += (poor.empty() ? "" : ", ") + std::filesystem::path(frame.name).filename().string() +
+              format(" (%.0f %%)", 100 * frame.usable);
     }
+  }
+  if (!poor.empty()) {
+    texts.push_back("few pixels fit the reference in " + poor);
   }
   if (const std::string spread = spreadRemark(result); result.verdict == Verdict::good && !spread.empty()) {
     texts.push_back(spread);
