@@ -31,8 +31,24 @@ set(doc_folder ${CMAKE_INSTALL_DATADIR}/doc/libmovra-superresolution-doc)
 install(DIRECTORY docs/ DESTINATION ${doc_folder} COMPONENT doc FILES_MATCHING PATTERN *.md)
 install(DIRECTORY examples DESTINATION ${doc_folder} COMPONENT doc)
 
+# The reference of the public headers, as pages.
+option(MOVRA_BUILD_REFERENCE "Make the pages of the headers' documentation" OFF)
+if(MOVRA_BUILD_REFERENCE)
+  find_program(DOXYGEN doxygen REQUIRED)
+  set(reference ${PROJECT_BINARY_DIR}/reference)
+  file(READ docs/Doxyfile doxyfile)
+  file(CONFIGURE OUTPUT ${reference}/Doxyfile @ONLY CONTENT
+    "${doxyfile}\nOUTPUT_DIRECTORY = ${reference}\nWARNINGS = NO\nSTRIP_FROM_PATH = ${PROJECT_SOURCE_DIR}\n")
+  add_custom_target(movra_sr_reference ALL COMMAND ${DOXYGEN} ${reference}/Doxyfile
+    WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} VERBATIM)
+  install(DIRECTORY ${reference}/html/ DESTINATION ${doc_folder}/reference COMPONENT doc)
+endif()
+
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "The movra developers <movra@example.org>")
+set(MOVRA_MAINTAINER "The movra developers <movra@example.org>" CACHE STRING
+  "Who looks after the Debian packages, NAME <ADDRESS>; whoever makes them gives their own")
+set(CPACK_PACKAGE_CONTACT ${MOVRA_MAINTAINER})
+configure_file(packaging/changelog ${PROJECT_BINARY_DIR}/changelog @ONLY)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "Multi-frame super-resolution of thermal images")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
@@ -79,7 +95,8 @@ set(CPACK_COMPONENT_PYTHON_DESCRIPTION "Python module
  resolution. Arrays of numpy in and out.")
 set(CPACK_COMPONENT_DOC_DESCRIPTION "documentation and examples
  Turns a burst of frames of a thermal camera into one image of twice the
- resolution. Guide, method, and small programs in C, C++ and Python.")
+ resolution. Guide, method, reference of the headers, and small programs in
+ C, C++ and Python.")
 
 # Copyright and changelog of each package, and what lintian may find in it.
 find_program(GZIP gzip)
@@ -90,7 +107,7 @@ while(MOVRA_PACKAGES)
   set(folder ${CMAKE_INSTALL_DATADIR}/doc/${package})
   install(FILES packaging/copyright DESTINATION ${folder} COMPONENT ${component})
   if(GZIP)
-    install(CODE "execute_process(COMMAND ${GZIP} -9nc ${PROJECT_SOURCE_DIR}/packaging/changelog
+    install(CODE "execute_process(COMMAND ${GZIP} -9nc ${PROJECT_BINARY_DIR}/changelog
       OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz)" COMPONENT ${component})
     install(FILES ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${folder} COMPONENT ${component})
   endif()
