@@ -25,6 +25,7 @@ class CMakeBuild(build_ext):
             "MOVRA_BUILD_TOOL": "ON",
             "MOVRA_BUILD_TESTS": "OFF",
             "MOVRA_BUILD_BENCHMARKS": "OFF",
+            "MOVRA_QUICK_BUILD": "ON",
             "Python_EXECUTABLE": sys.executable,
         }
         definitions = [f"-D{name}={value}" for name, value in settings.items()]

@@ -55,7 +55,7 @@ def main(output, files):
     for i, place in enumerate(result.shifts):
         if np.isfinite(place).all():
             axes[1, 1].annotate(f"frame {i}", place, xytext=(5, 5), textcoords="offset points")
-    axes[1, 1].margins(0.25)
+    axes[1, 1].margins(0.4)
     axes[1, 1].set_aspect("equal", adjustable="datalim")
     axes[1, 1].invert_yaxis()
     axes[1, 1].set_title("shifts at the middle")
