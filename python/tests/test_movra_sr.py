@@ -1,8 +1,11 @@
 """What is the binding's own: types, strides, lifetimes, threads, errors. Run by ctest."""
 
+import contextlib
 import doctest
 import gc
+import io
 import os
+import pathlib
 import pickle
 import subprocess
 import sys
@@ -261,6 +264,17 @@ class Whole(unittest.TestCase):
         for wrong in ({"truth": burst.truth[:-1]}, {"truth": burst.truth, "border": 40}):
             with self.assertRaises(movra_sr.InvalidArgument):
                 movra_sr.compare(burst.frames[0], **wrong)
+
+    def test_the_lines_of_the_guide(self):
+        guide = pathlib.Path(__file__).parents[2] / "docs" / "user-guide.md"
+        section = guide.read_text().split("## Python")[1]
+        code = "\n".join(line[4:] for line in section.splitlines() if line.startswith("    "))
+        self.assertIn("reconstruct", code)
+        names = {"frames": simulated().frames}
+        with contextlib.redirect_stdout(io.StringIO()) as said:
+            exec(code, names)
+        self.assertIn("success", said.getvalue())
+        self.assertEqual(names["bad"].shape, (40, 48))
 
     def test_nothing_reaches_standard_output(self):
         program = "import movra_sr; movra_sr.reconstruct(movra_sr.simulate(width=48, height=40).frames)"

@@ -140,9 +140,21 @@ TEST_F(ToolCommand, RawFramesBecomeTemperaturesByTwoExposures) {
   refused("raw --nuc-low cold.tiff --nuc-high warm.tiff=45", 2, "cold.tiff: an exposure is");
   refused("raw --nuc-low cold.tiff=45 --nuc-high warm.tiff=45", 2, "same temperature");
   refused("raw --nuc-low cold.tiff=-5 --nuc-high burst/truth.tiff=45", 3, "truth.tiff");
-  refused("burst --nuc-low cold.tiff=-5 --nuc-high warm.tiff=45", 3, "no counts");
+  refused("burst --nuc-low cold.tiff=-5 --nuc-high warm.tiff=45", 3, "no 16-bit counts");
   refused("raw --nuc-low cold.tiff=-5 --nuc-high cold.tiff=45", 3, "equal counts");
   refused("raw --nuc-low warm.tiff=45 --nuc-high cold.tiff=-5", 2, "exchange them");
+
+  // A camera whose counts are unsigned and lie around and above 32767.
+  writeRaw([&](const cv::Mat_<float>& temperatures) { return cv::Mat_<ushort>(counts(temperatures) + 28500); });
+  for (const std::string motion : {"local", "global"}) {
+    const std::string raw = "reconstruct raw -o sr.tiff --force --motion " + motion;
+    const Outcome made = run(raw + " --nuc-low cold.tiff=-5 --nuc-high warm.tiff=45");
+    EXPECT_EQ(made.code, 0) << made.err;
+    EXPECT_NE(made.out.find("unsigned"), std::string::npos) << made.out;
+    EXPECT_GT(psnr("sr.tiff"), expected - 2) << motion;
+    const double mean = cv::mean(imageOf("raw/frame_01.tiff"))[0];
+    EXPECT_NEAR(documentOf(raw + " --counts")["inside"]["mean"], mean, 100) << motion;
+  }
 }
 
 TEST_F(ToolCommand, FilesFoldersAndPagesGiveTheSameImage) {

@@ -95,6 +95,8 @@ TEST_F(ToolCommand, WhatIsWorthANoteIsToldAndStrictMakesItAFailure) {
   EXPECT_NE(still.err.find("fractions of a pixel"), std::string::npos) << still.err;
   EXPECT_EQ(run("reconstruct --motion global burst -o strict.tiff --strict").code, 1);
   EXPECT_FALSE(std::filesystem::exists(at("strict.tiff")));
+  EXPECT_EQ(run("register burst -o strict.csv --strict").code, 1);
+  EXPECT_FALSE(std::filesystem::exists(at("strict.csv")));
 
   // One axis only, a jump of level, and an unusable frame that the window does not hold.
   ASSERT_EQ(run("simulate -o burst --size 96x72 --frames 6 --force").code, 0);
@@ -260,6 +262,28 @@ TEST_F(ToolCommand, ASeriesHasAnImagePerNewFrameTheSameAsAlone) {
   EXPECT_EQ(cv::norm(pages.front().pixels, imageOf("alone.tiff"), cv::NORM_INF), 0);
   EXPECT_EQ(difference("sharp_01.tiff", "alone.tiff"), 0);
   EXPECT_TRUE(std::filesystem::exists(at("sharp_03.tiff")));
+
+  // From a pipe. What was made is kept when the last frame is cut off, and when the series is ended from outside.
+  std::string raw;
+  for (int i = 0; i < 7; ++i) {
+    cv::Mat_<ushort> counts;
+    cv::Mat(100 * imageOf("burst/frame_0" + std::to_string(i) + ".tiff") + 40000).convertTo(counts, CV_16U);
+    raw.append(reinterpret_cast<const char*>(counts.data), counts.total() * sizeof(ushort));
+  }
+  writeAll(at("frames.raw"), raw.substr(0, raw.size() - 5));
+  const std::string options = "stream - --raw 64x48 --counts --frames 4 --quiet ";
+  const Outcome cut = run(options + "--16-bit -o piped.tiff < frames.raw");
+  EXPECT_EQ(cut.code, 3);
+  EXPECT_NE(cut.err.find("ends early"), std::string::npos) << cut.err;
+  const std::vector<Frame> piped = pagesOf(at("piped.tiff"));
+  ASSERT_EQ(piped.size(), 2U);
+  EXPECT_EQ(piped.front().sample, Sample::uint16);
+  const Outcome ended =
+      run("info --quiet; mkfifo fifo; '" MOVRA_SR_PROGRAM "' " + options +
+          "-o n_#.tiff < fifo & series=$!; "
+          "(cat frames.raw; until [ -e n_2.tiff ]; do sleep 0.02; done; kill $series; sleep 0.5) > fifo; wait $series");
+  EXPECT_EQ(ended.code, 1) << ended.err;
+  EXPECT_EQ(imageOf("n_2.tiff").size(), cv::Size(128, 96));
 }
 
 TEST_F(ToolCommand, TheBlurOfAnEdgeIsMeasuredAndTakenOver) {
@@ -295,6 +319,8 @@ TEST_F(ToolCommand, EveryCommandOfTheGuideWorks) {
   cv::RNG(9).fill(even, cv::RNG::UNIFORM, 40000, 40060);
   even(20, 10) = 0;
   movra::test::writeTiff(at("even-scene.tiff"), {even});
+  std::filesystem::create_directory(at("recordings"));
+  std::filesystem::copy(at("burst"), at("recordings/first"));
   writeRaw([](const cv::Mat_<float>& temperatures) {
     cv::Mat raw;
     temperatures.convertTo(raw, CV_16U, 100, 5000);
@@ -314,7 +340,7 @@ TEST_F(ToolCommand, EveryCommandOfTheGuideWorks) {
     const Outcome result = run(arguments + (writes ? " --force" : ""));
     EXPECT_EQ(result.code, 0) << line << '\n' << result.out << result.err;
   }
-  EXPECT_GT(commands, 15);
+  EXPECT_GT(commands, 20);
 }
 
 }  // namespace

@@ -206,9 +206,11 @@ class Stream {
         progress.tell(static_cast<std::size_t>(number), name);
       }
     } catch (const Failure&) {
-      progress.close();
-      sink.finish();
-      throw;
+      if (!isInterrupted()) {  // by which the camera, too, ends in the middle of a frame
+        progress.close();
+        sink.finish();
+        throw;
+      }
     }
     progress.close();
     sink.finish();
