@@ -147,6 +147,32 @@ inline Vector absolute(Vector value) {
   return reinterpret_cast<Vector>(reinterpret_cast<VectorBits>(value) & 0x7fffffff);
 }
 
+inline bool isZero(VectorBits value) {
+#if defined(__AVX512F__)
+  const auto bits = reinterpret_cast<__m512i>(value);
+  return _mm512_test_epi32_mask(bits, bits) == 0;
+#elif defined(__AVX2__)
+  const auto bits = reinterpret_cast<__m256i>(value);
+  return _mm256_testz_si256(bits, bits) != 0;
+#else
+  int any = 0;
+  for (int i = 0; i < lanes; ++i) {
+    any |= value[i];
+  }
+  return any == 0;
+#endif
+}
+
+template <int... i>
+inline VectorBits places(std::integer_sequence<int, i...>) {
+  return VectorBits{i...};
+}
+
+/// 0, 1, 2 and so on.
+inline VectorBits places() {
+  return places(Lanes());
+}
+
 }  // namespace
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

@@ -69,15 +69,15 @@ void BlurredPyramid::make(const float* frame) {
     std::copy_n(frame + static_cast<std::ptrdiff_t>(y) * source.width(), source.width(), source.row(y));
   }
   source.mirror();
-  filter(source, blur.taps, gaussRadius, images[0].coefficients);
+  filter(source, blur.taps, gaussRadius, 1, images[0].coefficients);
   for (std::size_t l = 0;; ++l) {
     images[l].coefficients.mirror();
-    filter(images[l].coefficients, splineTaps, 1, images[l].values);
+    filter(images[l].coefficients, splineTaps, 1, 1, images[l].values);
     images[l].values.mirror();
     if (l + 1 == images.size()) {
       break;
     }
-    filter(images[l].values, halvingTaps, 2, source);  // only level 0 needs the frame itself
+    filter(images[l].values, halvingTaps, 2, 2, source);  // only level 0 needs the frame itself
     PaddedImage& next = images[l + 1].coefficients;
     for (int y = 0; y < next.height(); ++y) {
       const float* const from = source.row(2 * y);
@@ -88,12 +88,14 @@ void BlurredPyramid::make(const float* frame) {
   }
 }
 
-void BlurredPyramid::filter(const PaddedImage& in, const float* taps, int radius, PaddedImage& out) {
+// Each row that is filtered along itself is used while it is in cache.
+void BlurredPyramid::filter(const PaddedImage& in, const float* taps, int radius, int every, PaddedImage& out) {
   const LocalMotionKernels& kernels = localMotionKernels();
-  for (int y = -radius; y < in.height() + radius; ++y) {
-    kernels.blurRow(in.row(y), taps, radius, in.width(), between.row(y));
-  }
-  for (int y = 0; y < in.height(); ++y) {
+  int filtered = -radius;  // rows
+  for (int y = 0; y < in.height(); y += every) {
+    for (; filtered <= y + radius; ++filtered) {
+      kernels.blurRow(in.row(filtered), taps, radius, in.width(), between.row(filtered));
+    }
     const float* rows[2 * PaddedImage::pad + 1];
     for (int j = -radius; j <= radius; ++j) {
       rows[radius + j] = between.row(y + j);

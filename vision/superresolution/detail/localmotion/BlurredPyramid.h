@@ -26,7 +26,7 @@ class BlurredPyramid {
   const Level& level(int l) const { return images[static_cast<std::size_t>(l)]; }
 
  private:
-  void filter(const PaddedImage& in, const float* taps, int radius, PaddedImage& out);
+  void filter(const PaddedImage& in, const float* taps, int radius, int every, PaddedImage& out);
 
   std::vector<Level> images;
   PaddedImage source;   // the frame

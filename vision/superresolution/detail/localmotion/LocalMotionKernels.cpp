@@ -1,72 +1,97 @@
 #include "vision/superresolution/detail/localmotion/LocalMotionKernels.h"
 
+#include "vision/superresolution/detail/base/Vectors.h"
+
 namespace movra::vision::detail::MOVRA_KERNEL_SET {
 
 namespace {
 
-inline float smaller(float a, float b) {
+template <class T>
+inline T smaller(T a, T b) {
   return a < b ? a : b;
 }
 
-inline float larger(float a, float b) {
+template <class T>
+inline T larger(T a, T b) {
   return a > b ? a : b;
 }
 
-constexpr int block = 64;
-
-void blurRow(const float* row, const float* taps, int radius, int count, float* __restrict out) {
-  for (int begin = 0; begin < count; begin += block) {
-    const int n = count - begin < block ? count - begin : block;
-    float sums[block];
-    for (int i = 0; i < n; ++i) {
-      sums[i] = taps[0] * row[begin + i];
+// out[x] = taps[0] at(0)[x] + taps[1] (at(-1)[x] + at(1)[x]) + ...; several vectors at once, so that none waits.
+template <class At>
+inline void blur(At at, const float* taps, int radius, int count, float* out) {
+  constexpr int together = 4;
+  constexpr WholeVector whole;
+  int x = 0;
+  for (; x + together * lanes <= count; x += together * lanes) {
+    Vector sums[together];
+    for (int k = 0; k < together; ++k) {
+      sums[k] = taps[0] * whole.load(at(0) + x + k * lanes);
     }
     for (int j = 1; j <= radius; ++j) {
-      const float tap = taps[j];
-      const float* left = row + begin - j;
-      const float* right = row + begin + j;
-      for (int i = 0; i < n; ++i) {
-        sums[i] += tap * (left[i] + right[i]);
+      const float* before = at(-j) + x;
+      const float* after = at(j) + x;
+      for (int k = 0; k < together; ++k) {
+        sums[k] += taps[j] * (whole.load(before + k * lanes) + whole.load(after + k * lanes));
       }
     }
-    for (int i = 0; i < n; ++i) {
-      out[begin + i] = sums[i];
+    for (int k = 0; k < together; ++k) {
+      whole.store(sums[k], out + x + k * lanes);
     }
   }
-}
-
-void blurColumn(const float* const* rows, const float* taps, int radius, int count, float* __restrict out) {
-  for (int begin = 0; begin < count; begin += block) {
-    const int n = count - begin < block ? count - begin : block;
-    float sums[block];
-    for (int i = 0; i < n; ++i) {
-      sums[i] = taps[0] * rows[0][begin + i];
-    }
+  forVectors(x, count, [=](int i, auto access) {
+    Vector sum = taps[0] * access.load(at(0) + i);
     for (int j = 1; j <= radius; ++j) {
-      const float tap = taps[j];
-      const float* above = rows[-j] + begin;
-      const float* below = rows[j] + begin;
-      for (int i = 0; i < n; ++i) {
-        sums[i] += tap * (above[i] + below[i]);
-      }
+      sum += taps[j] * (access.load(at(-j) + i) + access.load(at(j) + i));
     }
-    for (int i = 0; i < n; ++i) {
-      out[begin + i] = sums[i];
-    }
-  }
+    access.store(sum, out + i);
+  });
 }
 
+void blurRow(const float* row, const float* taps, int radius, int count, float* out) {
+  blur([=](int j) { return row + j; }, taps, radius, count, out);
+}
+
+void blurColumn(const float* const* rows, const float* taps, int radius, int count, float* out) {
+  blur([=](int j) { return rows[j]; }, taps, radius, count, out);
+}
+
+template <class T>
 struct SplineWeights {
-  float w0, w1, w2, w3;
+  explicit SplineWeights(T t) {
+    const T s = 1.0f - t;
+    const T t2 = t * t;
+    w0 = s * s * s * (1.0f / 6.0f);
+    w3 = t2 * t * (1.0f / 6.0f);
+    w1 = 2.0f / 3.0f - t2 + 3.0f * w3;
+    w2 = 1.0f - w0 - w1 - w3;
+  }
+
+  T sum(T a, T b, T c, T d) const { return w0 * a + w1 * b + w2 * c + w3 * d; }
+
+  T w0, w1, w2, w3;
 };
 
-inline SplineWeights splineWeights(float t) {
-  const float s = 1.0f - t;
-  const float t2 = t * t;
-  const float w0 = s * s * s * (1.0f / 6.0f);
-  const float w3 = t2 * t * (1.0f / 6.0f);
-  const float w1 = 2.0f / 3.0f - t2 + 3.0f * w3;
-  return {w0, w1, 1.0f - w0 - w1 - w3, w3};
+// The values at the places of a vector that lie in one row, `step` columns apart; `first` is the first coefficient of the
+// first one.
+template <int step>
+inline Vector sampleAlong(const float* first, int pitch, const SplineWeights<Vector>& a,
+                          const SplineWeights<Vector>& b) {
+  constexpr WholeVector whole;
+  Vector rows[4];
+  for (int j = 0; j < 4; ++j) {
+    const float* p = first + j * pitch;
+    if (step == 1) {
+      rows[j] = a.sum(whole.load(p), whole.load(p + 1), whole.load(p + 2), whole.load(p + 3));
+    } else {
+      const Vector early = whole.load(p);
+      const Vector late = whole.load(p + lanes);
+      const Vector nextEarly = whole.load(p + 2);
+      const Vector nextLate = whole.load(p + 2 + lanes);
+      rows[j] = a.sum(evens(early, late, Lanes()), odds(early, late, Lanes()), evens(nextEarly, nextLate, Lanes()),
+                      odds(nextEarly, nextLate, Lanes()));
+    }
+  }
+  return b.sum(rows[0], rows[1], rows[2], rows[3]);
 }
 
 void sampleLine(const float* __restrict coefficients, std::ptrdiff_t stride, int width, int height, float u, float v,
@@ -74,25 +99,43 @@ void sampleLine(const float* __restrict coefficients, std::ptrdiff_t stride, int
   const float lastU = static_cast<float>(width - 1);
   const float lastV = static_cast<float>(height - 1);
   const int pitch = static_cast<int>(stride);
-  for (int i = 0; i < count; ++i) {
-    const float place = static_cast<float>(i);
-    const float x = smaller(larger(u + place * du, 0.0f), lastU);
-    const float y = smaller(larger(v + place * dv, 0.0f), lastV);
-    const int column = static_cast<int>(x);
-    const int row = static_cast<int>(y);
-    const SplineWeights a = splineWeights(x - static_cast<float>(column));
-    const SplineWeights b = splineWeights(y - static_cast<float>(row));
-    const int first = (row - 1) * pitch + column - 1;
-    const float* p = coefficients + first;
-    const float* q = p + pitch;
-    const float* r = q + pitch;
-    const float* s = r + pitch;
-    const float row0 = a.w0 * p[0] + a.w1 * p[1] + a.w2 * p[2] + a.w3 * p[3];
-    const float row1 = a.w0 * q[0] + a.w1 * q[1] + a.w2 * q[2] + a.w3 * q[3];
-    const float row2 = a.w0 * r[0] + a.w1 * r[1] + a.w2 * r[2] + a.w3 * r[3];
-    const float row3 = a.w0 * s[0] + a.w1 * s[1] + a.w2 * s[2] + a.w3 * s[3];
-    out[i] = b.w0 * row0 + b.w1 * row1 + b.w2 * row2 + b.w3 * row3;
+  const auto sampleEach = [=](int begin, int end) {
+    for (int i = begin; i < end; ++i) {
+      const float place = static_cast<float>(i);
+      const float x = smaller(larger(u + place * du, 0.0f), lastU);
+      const float y = smaller(larger(v + place * dv, 0.0f), lastV);
+      const int column = static_cast<int>(x);
+      const int row = static_cast<int>(y);
+      const SplineWeights<float> a(x - static_cast<float>(column));
+      const SplineWeights<float> b(y - static_cast<float>(row));
+      const int first = (row - 1) * pitch + column - 1;
+      const float* p = coefficients + first;
+      const float* q = p + pitch;
+      const float* r = q + pitch;
+      const float* s = r + pitch;
+      out[i] = b.sum(a.sum(p[0], p[1], p[2], p[3]), a.sum(q[0], q[1], q[2], q[3]), a.sum(r[0], r[1], r[2], r[3]),
+                     a.sum(s[0], s[1], s[2], s[3]));
+    }
+  };
+  // Motion is nearly a shift: most vectors read neighbouring coefficients, or every second one.
+  const int step = du < 1.5f ? 1 : 2;
+  int i = 0;
+  for (; i + lanes <= count; i += lanes) {
+    const Vector place = __builtin_convertvector(places() + i, Vector);
+    const Vector x = smaller(larger(u + place * du, Vector{}), Vector{} + lastU);
+    const Vector y = smaller(larger(v + place * dv, Vector{}), Vector{} + lastV);
+    const VectorBits column = __builtin_convertvector(x, VectorBits);
+    const VectorBits row = __builtin_convertvector(y, VectorBits);
+    if (!isZero((column - (column[0] + step * places())) | (row - row[0]))) {
+      sampleEach(i, i + lanes);
+      continue;
+    }
+    const SplineWeights<Vector> a(x - __builtin_convertvector(column, Vector));
+    const SplineWeights<Vector> b(y - __builtin_convertvector(row, Vector));
+    const float* first = coefficients + (row[0] - 1) * pitch + column[0] - 1;
+    WholeVector().store(step == 1 ? sampleAlong<1>(first, pitch, a, b) : sampleAlong<2>(first, pitch, a, b), out + i);
   }
+  sampleEach(i, count);
 }
 
 void addNormalRow(const float* __restrict gx, const float* __restrict gy, const float* __restrict e,
