@@ -19,7 +19,8 @@ bool RollingOperators::serve(int hrWidth, int hrHeight, int psfWidth, int psfHei
 }
 
 RollingOperators::RollingOperators(int width, int height, int frameCount)
-    : lowWidth(width),
+    : kernels(&psfKernels()),
+      lowWidth(width),
       lowHeight(height),
       paddedWidth(2 * width + taps - 1),
       stride(static_cast<std::size_t>(alignedWidth(width) + columnsBeyond)),
@@ -42,14 +43,14 @@ RollingOperators::RollingOperators(int width, int height, int frameCount)
 }
 
 void RollingOperators::enter(const float* x, int s) {
-  const PsfKernels& kernels = psfKernels();
+  kernels = &psfKernels();
   for (int i = 0; i < 2; ++i) {
-    kernels.splitColumns(x + static_cast<std::ptrdiff_t>(2 * s + i) * paddedWidth, lowWidth, even[i], odd[i]);
+    kernels->splitColumns(x + static_cast<std::ptrdiff_t>(2 * s + i) * paddedWidth, lowWidth, even[i], odd[i]);
   }
 }
 
 void RollingOperators::image(int k, const float* psfX, const float* psfY, float* sampleRow) {
-  psfKernels().imageRowPair(even, odd, lowWidth, psfX, psfY, frameRow(k, 0), frameRow(k, 1), sampleRow);
+  kernels->imageRowPair(even, odd, lowWidth, psfX, psfY, frameRow(k, 0), frameRow(k, 1), sampleRow);
 }
 
 float* RollingOperators::sampleRow(int k, int r) {
@@ -61,13 +62,14 @@ const float* RollingOperators::sampleRowOrZeros(int k, int r) {
 }
 
 void RollingOperators::openOnto(const float* out, int b) {
-  const PsfKernels& kernels = psfKernels();
+  kernels = &psfKernels();
   for (int i = 0; i <= (hasSecondRow(b) ? 1 : 0); ++i) {
-    kernels.splitColumns(out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth, lowWidth, evenSum[i], oddSum[i]);
+    kernels->splitColumns(out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth, lowWidth, evenSum[i], oddSum[i]);
   }
 }
 
 void RollingOperators::openOntoZeros() {
+  kernels = &psfKernels();
   for (int i = 0; i < 2; ++i) {
     std::fill_n(evenSum[i], lowWidth + 3, 0.0f);
     std::fill_n(oddSum[i], lowWidth + 3, 0.0f);
@@ -75,14 +77,13 @@ void RollingOperators::openOntoZeros() {
 }
 
 void RollingOperators::spread(int k, int b, const float* psfX, const float* psfY) {
-  psfKernels().addSpread(sampleRowOrZeros(k, b), sampleRowOrZeros(k, b - 1), sampleRowOrZeros(k, b - 2), lowWidth, psfX,
-                         psfY, evenSum, oddSum);
+  kernels->addSpread(sampleRowOrZeros(k, b), sampleRowOrZeros(k, b - 1), sampleRowOrZeros(k, b - 2), lowWidth, psfX,
+                     psfY, evenSum, oddSum);
 }
 
 void RollingOperators::close(float* out, int b) const {
-  const PsfKernels& kernels = psfKernels();
   for (int i = 0; i <= (hasSecondRow(b) ? 1 : 0); ++i) {
-    kernels.mergeColumns(evenSum[i], oddSum[i], lowWidth, out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth);
+    kernels->mergeColumns(evenSum[i], oddSum[i], lowWidth, out + static_cast<std::ptrdiff_t>(2 * b + i) * paddedWidth);
   }
 }
 

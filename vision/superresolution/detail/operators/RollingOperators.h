@@ -1,6 +1,7 @@
 #pragma once
 
 #include "vision/superresolution/detail/base/AlignedArray.h"
+#include "vision/superresolution/detail/operators/PsfKernels.h"
 
 namespace movra::vision::detail {
 
@@ -61,6 +62,7 @@ class RollingOperators {
   static constexpr std::size_t rowsPerFrame = 5;  // older, newer, ring of three sample rows
   static constexpr int ringStart = 2;
 
+  const PsfKernels* kernels;  // of the instruction set when the pair entered, or was opened
   int lowWidth;
   int lowHeight;
   int paddedWidth;

@@ -115,7 +115,7 @@ inline Three<float> threeAt(const float* pixel) {
   return {left ? pixel[-1] : 0.0f, pixel[0], right ? pixel[1] : 0.0f};
 }
 
-template <bool left, bool right, bool up, bool down>
+template <bool left, bool right, bool up, bool down, bool known>
 inline void applyAt(const RowPlace& row, int c, int weightsFrom) {
   Around<float> x{};
   Around<float> w{};
@@ -126,8 +126,12 @@ inline void applyAt(const RowPlace& row, int c, int weightsFrom) {
     w.above = {left ? row.here.downRight[c - 1] : 0.0f, row.here.above[c], right ? row.here.downLeft[c + 1] : 0.0f};
   }
   if (down) {
-    const float* below = row.frozen + row.width;
     x.below = threeAt<left, right>(row.x + c + row.width);
+  }
+  if (down && known) {
+    w.below = {row.next.downLeft[c], row.next.above[c], row.next.downRight[c]};
+  } else if (down) {
+    const float* below = row.frozen + row.width;
     w.below = edgesDown<left, right>(row.frozen[weightsFrom], threeAt<left, right>(below + weightsFrom), row.rule);
     row.next.downLeft[c] = w.below.left;
     row.next.above[c] = w.below.middle;
@@ -162,7 +166,7 @@ class Sliding {
 
 // The columns between the ends of the row. The divisions for the row below and
 // the memory reads of the stencil do not wait for each other.
-template <bool up, bool down>
+template <bool up, bool down, bool known>
 inline void applyBetweenEnds(const RowPlace& given) {
   const RowPlace row = given;
   constexpr int begin = 1;
@@ -176,6 +180,8 @@ inline void applyBetweenEnds(const RowPlace& given) {
   }
   if (down) {
     xBelow = Sliding(row.x + begin + row.width);
+  }
+  if (down && !known) {
     frozenBelow = Sliding(below + begin);
   }
   forVectors(begin, row.width - 1, [&](int c, auto access) {
@@ -194,6 +200,11 @@ inline void applyBetweenEnds(const RowPlace& given) {
     }
     if (down) {
       x.below = xBelow.at(row.x + c + row.width, access);
+    }
+    if (down && known) {
+      w.below = {access.load(row.next.downLeft + c), access.load(row.next.above + c),
+                 access.load(row.next.downRight + c)};
+    } else if (down) {
       const Three<Vector> f = frozenBelow.at(below + c, access);
       w.below = edgesDown<true, true>(access.load(row.frozen + c), f, row.rule);
       access.store(w.below.left, row.next.downLeft + c);
@@ -205,20 +216,21 @@ inline void applyBetweenEnds(const RowPlace& given) {
   });
 }
 
-template <bool up, bool down>
+template <bool up, bool down, bool known>
 void applyAlongRow(const RowPlace& row) {
   const int last = row.width - 1;
   if (row.width == 1) {
-    applyAt<false, false, up, down>(row, 0, 0);
+    applyAt<false, false, up, down, known>(row, 0, 0);
     return;
   }
   // On purpose: pixel 0 takes the edge weights of pixel 1. Results depend on it.
   const int weightsFrom = !up && row.width > 2 ? 1 : 0;
-  applyAt<false, true, up, down>(row, 0, weightsFrom);
-  applyBetweenEnds<up, down>(row);
-  applyAt<true, false, up, down>(row, last, last);
+  applyAt<false, true, up, down, known>(row, 0, weightsFrom);
+  applyBetweenEnds<up, down, known>(row);
+  applyAt<true, false, up, down, known>(row, last, last);
 }
 
+template <bool known>
 void applyRow(const float* frozen, const float* x, int width, int height, int y, const EdgeRule& rule,
               const RowEdges& here, const RowEdges& next, float* out) {
   const long begin = static_cast<long>(y) * width;
@@ -226,13 +238,13 @@ void applyRow(const float* frozen, const float* x, int width, int height, int y,
   const bool first = y == 0;
   const bool last = y == height - 1;
   if (first && last) {
-    applyAlongRow<false, false>(row);
+    applyAlongRow<false, false, known>(row);
   } else if (first) {
-    applyAlongRow<false, true>(row);
+    applyAlongRow<false, true, known>(row);
   } else if (last) {
-    applyAlongRow<true, false>(row);
+    applyAlongRow<true, false, known>(row);
   } else {
-    applyAlongRow<true, true>(row);
+    applyAlongRow<true, true, known>(row);
   }
 }
 
@@ -251,7 +263,8 @@ extern const TvKernels tvKernels;
 const TvKernels tvKernels = [] {
   TvKernels kernels{};
   kernels.edgesOfFirstRow = edgesOfFirstRow;
-  kernels.applyRow = applyRow;
+  kernels.applyRow = applyRow<false>;
+  kernels.applyKnownRow = applyRow<true>;
   return kernels;
 }();
 

@@ -26,6 +26,10 @@ struct TvKernels {
   /// the way and left, with the edges of row y + 1, in `next`.
   void (*applyRow)(const float* frozen, const float* x, int width, int height, int y, const EdgeRule& rule,
                    const RowEdges& here, const RowEdges& next, float* out);
+
+  /// The same with what it left in `next`.
+  void (*applyKnownRow)(const float* frozen, const float* x, int width, int height, int y, const EdgeRule& rule,
+                        const RowEdges& here, const RowEdges& next, float* out);
 };
 
 /// The kernels of the active instruction set.
