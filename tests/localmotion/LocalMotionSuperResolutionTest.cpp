@@ -225,6 +225,20 @@ TEST(LocalMotionSuperResolution, MasksBadPixels) {
   EXPECT_EQ(result.coverage(70, 60), 5);
 }
 
+TEST(LocalMotionSuperResolution, TakesNoPartOfAHoleForMotion) {
+  for (const std::size_t holed : {0U, 3U}) {  // the reference, or a frame
+    SyntheticBurst burst = rolledBurst(0.3);
+    const auto motionOfFrame = [&] { return reconstruct(burst).frames[3].motion.shiftAt(20, 20, width, height); };
+    const AffineMotion::Shift whole = motionOfFrame();
+    for (std::size_t y = 20; y < 50; ++y) {
+      std::fill_n(burst.frames[holed].begin() + static_cast<std::ptrdiff_t>(y * width + 60), 30, notANumber);
+    }
+    const AffineMotion::Shift found = motionOfFrame();
+    EXPECT_NEAR(found.x, whole.x, 0.001) << holed;
+    EXPECT_NEAR(found.y, whole.y, 0.001) << holed;
+  }
+}
+
 TEST(LocalMotionSuperResolution, TellsTheSensorsFaultsInAFormThatTheNextBurstTakes) {
   SyntheticBurst burst = rolledBurst(0.3);
   const Image pattern = randomImage(width * height, -0.8f, 0.8f, 5);

@@ -42,8 +42,8 @@
 /// options' callbacks.
 ///
 /// Errors: every call that can fail returns a movra_sr_status: 0, above 0 for an image with a reservation, below 0 for a
-/// failure. movra_sr_status_text says it in words, movra_sr_error_text has the particulars. No exception leaves a call,
-/// nothing is printed. Null handles and null pointers give MOVRA_SR_INVALID_ARGUMENT unless another meaning is named.
+/// failure. movra_sr_status_text says it in words, movra_sr_error_text has the particulars; calls that take a const handle
+/// leave that text as it is. No exception leaves a call, nothing is printed. Null handles and null pointers give MOVRA_SR_INVALID_ARGUMENT unless another meaning is named.
 ///
 /// Structs begin with their size, so that later versions can add fields: set it to sizeof the struct. Fields that are
 /// added later mean what they did before when they are zero.
@@ -127,8 +127,8 @@ typedef struct movra_sr_options {
   int capacity;          ///< most frames held; the oldest leaves for a newer one. 0: no limit
   double lowest_valid;   ///< smallest value of a good pixel [-274]
   double highest_valid;  ///< largest one [5000]; the global motion knows values from -32768 to 32767
-  double
-      psf_sigma;  ///< standard deviation of the PSF in high-resolution pixels, 0.3 to 2, global motion 0.01 to 2 [0.683]
+  /// Standard deviation of the PSF in high-resolution pixels, 0.3 to 2; global motion 0.01 to 2 [0.683].
+  double psf_sigma;
   double weight_tv;         ///< inverse strength of the smoothing, 1 to 10000. 0: from the frames; global motion: 400
   int iterations;           ///< most iterations of the solver, 1 to 1000. 0: as the preset says
   double relative_residue;  ///< at which the solver stops, 1e-5 to 1. 0: as the preset says

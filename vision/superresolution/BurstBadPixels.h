@@ -37,8 +37,8 @@ struct BadPixelFinding {
   int x;
   int y;
   PixelFault fault;
-  double
-      deviation;  ///< in the unit of the frames: how far it is off (flickering: in its worst or second worst frame); else 0
+  /// How far it is off, in the unit of the frames; of a flickering one in its worst or second worst frame; else 0.
+  double deviation;
 };
 
 struct BadPixelReport {
@@ -56,9 +56,9 @@ struct BadPixelReport {
 ///     } while (search.update(frames, residuals, motions));
 ///
 /// Without registration the candidates are pixels that differ from the median of their neighbours in most frames. The
-/// residuals of a fit without them then decide: what is large against its surroundings and against the detail of the
-/// prediction, in the same sensor pixel, while the scene moves on, is the sensor's. A real hot point moves with the
-/// scene and stays. Found pixels are to be masked in the reconstruction; fill() is for registration only.
+/// residuals of a fit without them then decide. A residual is the sensor's when it is large against its surroundings and
+/// against the detail of the prediction, and stays in one sensor pixel while the scene moves. A real hot point moves with
+/// the scene and is kept. Found pixels are to be masked in the reconstruction; fill() is for registration only.
 ///
 /// Owns one byte per pixel. One thread at a time uses an object. Results have the same bits on every instruction set.
 class MOVRA_SUPERRESOLUTION_API BurstBadPixels {

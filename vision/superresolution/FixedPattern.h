@@ -9,7 +9,13 @@
 namespace movra::vision {
 
 /// Whether a burst told a pattern.
-enum class PatternOutcome { notYet, found, nothingFound, tooLittleMotion, tooFewFrames };
+enum class PatternOutcome {
+  notYet,           ///< no round so far
+  found,            ///< some round has added something
+  nothingFound,     ///< chance explains the residuals
+  tooLittleMotion,  ///< below a quarter of a pixel between frames
+  tooFewFrames,     ///< below three
+};
 
 /// In words, for a report.
 MOVRA_SUPERRESOLUTION_API const char* toString(PatternOutcome outcome);
@@ -18,7 +24,7 @@ struct PatternReport {
   PatternOutcome outcome = PatternOutcome::notYet;
   int rounds = 0;
   double strength = 0;  ///< robust standard deviation of the pattern of this burst, in the unit of the frames
-  double kept = 0;      ///< share of the last round's mean residual that is no chance, 0 ... 1
+  double kept = 0;      ///< share of the last round's mean residual that is kept, 0 ... 1; 0: chance explains all of it
 };
 
 /// Patterns of one camera, averaged over bursts, so that they get better with every burst. What a file keeps.
@@ -73,7 +79,8 @@ class MOVRA_SUPERRESOLUTION_API FixedPattern {
   PatternAverage average(const std::vector<float>& before) const;
 
   /// Subtracts a pattern from a frame; pixels that are not finite or flagged stay as they are.
-  /// @param pattern width x height elements
+  /// @param frame   as many pixels as the pattern has
+  /// @param pattern height x width elements
   static void removeFrom(float* frame, const std::vector<float>& pattern);
 
  private:

@@ -30,7 +30,7 @@ struct LocalMotionOptions {
   double psfSigma = 0.683;
 
   /// Standard deviation of the Gaussian whose mass in each high-resolution pixel is the solver's PSF, 0.14 ... 2.
-  /// 0: sqrt(psfSigma^2 - 1/12), since such a pixel has the variance 1/12.
+  /// 0: sqrt(psfSigma^2 - 1/12), since such a pixel has the variance 1/12, but at least 0.14.
   double solverSigma = 0;
 
   /// Inverse strength of the total-variation term, 1 ... 10000. 0: from the residual of a first fit.

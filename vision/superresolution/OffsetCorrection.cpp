@@ -84,7 +84,7 @@ Samples samplesOf(const float* frame, const float* reference, int width, int hei
   return samples;
 }
 
-/// Which terms a fit has: one number, a plane, or a plane and a gain.
+/// Terms of a fit without the gain: one number, or a plane.
 enum class Terms : std::size_t { offset = 1, plane = 3 };
 
 std::array<double, 4> rowOf(const Sample& sample, Terms terms, bool withGain) {

@@ -35,7 +35,7 @@
 /// temperature, later frames may be too flat to be registered, and the image stays as it was until the context is released
 /// and made anew.
 ///
-/// Cost: a context takes about 250 bytes per pixel of a frame; the fifth frame and every later one take some 30 ms at
+/// Cost: a context takes about 250 bytes per pixel of a frame; the fifth frame and every later one take some 25 ms at
 /// 640 x 480 on one core of a recent processor. The library starts no threads and sets no signal handlers.
 ///
 /// Threads: all contexts and the last error text are shared, without locks. Call from one thread at a time.

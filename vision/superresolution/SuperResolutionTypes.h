@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 namespace movra::vision {
 
@@ -34,5 +35,13 @@ constexpr std::uint32_t underRange = 130;
 constexpr std::uint32_t invalid = 132;
 constexpr std::uint32_t invalidAlternative = 133;  // what some cameras send for an invalid pixel; no result holds it
 }  // namespace flag
+
+/// Whether a pixel of a frame or of a result holds a flag.
+inline bool isFlagged(const float& pixel) {
+  std::uint32_t bits = 0;
+  std::memcpy(&bits, &pixel, sizeof bits);
+  return bits == flag::overRange || bits == flag::underRange || bits == flag::invalid ||
+         bits == flag::invalidAlternative;
+}
 
 }  // namespace movra::vision

@@ -24,7 +24,7 @@ class OutputSet {
   /// inputs of the constructor.
   OutputFile* openGrowing(const char* key, const std::string& name);
 
-  /// Leaves a file as it is, or is not.
+  /// Takes a file out of the set: what has its name is not changed, and nothing of its name is made.
   void drop(const OutputFile* file);
 
   /// Gives all files their names and tells them.

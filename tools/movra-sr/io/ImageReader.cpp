@@ -36,12 +36,8 @@ constexpr OtherFormat otherFormats[] = {
     {"ftyp", 4, 4, "is a video; turn it into raw frames first"},
 };
 
-float flagOr(float result, float stored) {
-  std::uint32_t bits = 0;
-  std::memcpy(&bits, &stored, sizeof bits);
-  const bool isFlag = bits == vision::flag::overRange || bits == vision::flag::underRange ||
-                      bits == vision::flag::invalid || bits == vision::flag::invalidAlternative;
-  return isFlag ? stored : result;
+float flagOr(float result, const float& stored) {
+  return vision::isFlagged(stored) ? stored : result;
 }
 
 /// Pixels of one row become floats. Samples may lie at any address.

@@ -153,16 +153,24 @@ Reconstruction run(const std::vector<Frame>& window, const Parameters& parameter
   return result;
 }
 
+/// All values moved by a constant; flags stay flags.
+cv::Mat_<float> raised(const cv::Mat_<float>& pixels, float amount) {
+  cv::Mat_<float> result(pixels.size());
+  std::transform(pixels.begin(), pixels.end(), result.begin(),
+                 [amount](const float& value) { return vision::isFlagged(value) ? value : value + amount; });
+  return result;
+}
+
 }  // namespace
 
 Reconstruction reconstructGlobally(const std::vector<Frame>& window, const Parameters& parameters) {
   if (parameters.counts && holdUnsignedCounts(window)) {  // engines know signed ones
     std::vector<Frame> lowered = window;
     for (Frame& frame : lowered) {
-      frame.pixels = frame.pixels - unsignedMiddle;
+      frame.pixels = raised(frame.pixels, -unsignedMiddle);
     }
     Reconstruction result = reconstructGlobally(lowered, parameters);
-    result.image += unsignedMiddle;
+    result.image = raised(result.image, unsignedMiddle);
     return result;
   }
   const DivertedDescriptor divertedReport(STDOUT_FILENO, DivertedDescriptor::nowhere);

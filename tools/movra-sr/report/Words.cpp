@@ -106,9 +106,11 @@ std::string statusInWords(const Reconstruction& result) {
     case Verdict::registrationFailed:
       break;
   }
-  return "refused, the frames could not be aligned (" +
-         (result.reason.empty() ? "no corners to follow from the reference frame into every other" : result.reason) +
-         "); take another --reference or other frames";
+  return "refused, " +
+         (result.reason.empty()
+              ? "the frames could not be aligned: no corners to follow from the reference frame into every other"
+              : result.reason) +
+         "; take another --reference or other frames";
 }
 
 std::vector<std::string> remarks(const Reconstruction& result) {

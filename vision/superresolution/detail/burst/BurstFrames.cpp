@@ -1,31 +1,14 @@
 #include "vision/superresolution/detail/burst/BurstFrames.h"
 
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 
 #include "vision/superresolution/SuperResolutionTypes.h"
+#include "vision/superresolution/detail/badpixels/ValueKey.h"
 
 namespace movra::vision::detail {
 
-namespace {
-
-// Flags are subnormal numbers, which a host may flush: they are looked at and written as integers alone.
-bool isFlag(float value) {
-  std::uint32_t bits = 0;
-  std::memcpy(&bits, &value, sizeof bits);
-  return bits == flag::overRange || bits == flag::underRange || bits == flag::invalid ||
-         bits == flag::invalidAlternative;
-}
-
-void setFlag(float& pixel, std::uint32_t bits) {
-  std::memcpy(&pixel, &bits, sizeof bits);
-}
-
-}  // namespace
-
 bool isGood(float value, const movra_sr_options& options) {
-  return std::isfinite(value) && !isFlag(value) && static_cast<double>(value) >= options.lowest_valid &&
+  return std::isfinite(value) && !isFlagged(value) && static_cast<double>(value) >= options.lowest_valid &&
          static_cast<double>(value) <= options.highest_valid;
 }
 
@@ -35,11 +18,11 @@ std::vector<float> flagged(const std::vector<float>& frame, const std::vector<un
   for (std::size_t i = 0; i < result.size(); ++i) {
     float& pixel = result[i];
     if (!badPixels.empty() && badPixels[i] != 0) {
-      setFlag(pixel, flag::invalid);
-    } else if (!isFlag(pixel) && static_cast<double>(pixel) > options.highest_valid) {
-      setFlag(pixel, flag::overRange);
-    } else if (!isFlag(pixel) && static_cast<double>(pixel) < options.lowest_valid) {
-      setFlag(pixel, flag::underRange);
+      setBits(pixel, flag::invalid);
+    } else if (!isFlagged(pixel) && static_cast<double>(pixel) > options.highest_valid) {
+      setBits(pixel, flag::overRange);
+    } else if (!isFlagged(pixel) && static_cast<double>(pixel) < options.lowest_valid) {
+      setBits(pixel, flag::underRange);
     }
   }
   return result;

@@ -1,8 +1,6 @@
 #include "vision/superresolution/detail/burst/GlobalBurst.h"
 
 #include <algorithm>
-#include <cstdint>
-#include <cstring>
 #include <limits>
 #include <optional>
 
@@ -66,9 +64,7 @@ std::optional<float> singleValue(const std::vector<float>& frame, const movra_sr
 
 void replaceFlags(cv::Mat_<float>& image) {
   for (float& pixel : image) {
-    std::uint32_t bits = 0;
-    std::memcpy(&bits, &pixel, sizeof bits);
-    if (bits == flag::overRange || bits == flag::underRange || bits == flag::invalid) {
+    if (isFlagged(pixel)) {
       pixel = std::numeric_limits<float>::quiet_NaN();
     }
   }

@@ -20,8 +20,8 @@ double shareAgreeing(const BlockShifts& layout, const std::vector<BlockShift>& b
 /// Whether there are enough blocks to speak of agreement.
 bool enoughBlocks(const std::vector<BlockShift>& blocks);
 
-/// The affine motion that most blocks share (random sample consensus: M. A. Fischler and R. C. Bolles). Something near that
-/// fills the view draws a fit of all pixels to itself; most blocks may still belong to the scene behind.
+/// The affine motion that most blocks share (random sample consensus: M. A. Fischler and R. C. Bolles). A near object
+/// that fills much of the view pulls a fit of all pixels to its own motion; most blocks may still show the scene behind it.
 /// The share is 0 if there is none.
 SharedMotion findConsensus(const BlockShifts& layout, const std::vector<BlockShift>& blocks, int width, int height);
 

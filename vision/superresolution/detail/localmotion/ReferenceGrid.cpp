@@ -73,7 +73,7 @@ void ReferenceGrid::compare(const BlurredPyramid& frame, const AffineMotion& mot
       use[c] =
           rowCounts && c >= border && c < columns_ - border && x >= margin && x <= lastU && z >= margin && z <= lastV;
     }
-    if (usableFrame == nullptr || usableReference == nullptr) {
+    if (usableFrame == nullptr && usableReference == nullptr) {
       continue;
     }
     for (int c = 0; c < columns_; ++c) {
@@ -86,8 +86,8 @@ void ReferenceGrid::compare(const BlurredPyramid& frame, const AffineMotion& mot
                              frameHeight - 1);
       const int rx = std::min(c * step_ * scale_, frameWidth - 1);
       const int ry = std::min(r * step_ * scale_, frameHeight - 1);
-      use[c] = usableFrame[static_cast<std::ptrdiff_t>(z) * frameWidth + x] != 0 &&
-               usableReference[static_cast<std::ptrdiff_t>(ry) * frameWidth + rx] != 0;
+      use[c] = (usableFrame == nullptr || usableFrame[static_cast<std::ptrdiff_t>(z) * frameWidth + x] != 0) &&
+               (usableReference == nullptr || usableReference[static_cast<std::ptrdiff_t>(ry) * frameWidth + rx] != 0);
     }
   }
 }

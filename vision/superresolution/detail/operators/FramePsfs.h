@@ -6,7 +6,7 @@
 
 namespace movra::vision::detail {
 
-/// Where the base PSF and the crop of the result lie. Both are the same at factor 2.
+/// Where the base PSF and the crop of the result lie. At factor 2 the first two are the same.
 enum class PsfPlacement {
   /// The middle lies between the two middle taps, and shifts are shorter than one tap.
   evenTaps,

@@ -14,9 +14,9 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr double stuckLimit = 8;     //
-constexpr double flickerLimit = 12;  //
-constexpr double onceLimit = 20;     // for the worst frame alone
+constexpr double stuckLimit = 8;     // times what is typical, for the median residual
+constexpr double flickerLimit = 12;  // for the second largest
+constexpr double onceLimit = 20;     // for the largest alone
 constexpr int borderRows = 2;        // where predictions are weak
 constexpr double weakFactor = 2;
 constexpr double weakRangeFactor = 4;
@@ -156,7 +156,7 @@ class Round {
   std::vector<float> ranges;
 };
 
-// Leaves the findings of which no more than one other touches the same group. Where frames lie less than a pixel apart,
+// Keeps the findings in groups of at most two touching pixels. Where frames lie less than a pixel apart,
 // a small thing of the scene looks like a group of faults; single ones and pairs are what sensors have.
 std::vector<BadPixelFinding> withoutGroups(const std::vector<BadPixelFinding>& found, int width, int height) {
   const auto w = static_cast<std::size_t>(width) + 2;

@@ -14,7 +14,7 @@
 namespace movra::vision::detail {
 
 /// What TvMinimization does; see there. Conjugate gradients on A x = b with A = sum_k B_k' M_k B_k + L and
-/// b = sum_k B_k' M_k y_k, where L is frozen at an x of before.
+/// b = sum_k B_k' M_k y_k, where L is frozen at an earlier estimate.
 template <class Mask>
 class TvSolver {
  public:
