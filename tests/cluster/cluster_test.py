@@ -66,8 +66,8 @@ def scripts(folder):
         for name in ("truth.tiff", "shifts.csv", "burst.json"):
             (bursts / f"burst{i}" / name).unlink()
     if shutil.which("parallel"):
-        subprocess.run([examples / "parallel_bursts.sh", bursts, folder / "parallel"], check=True)
-        assert len(list((folder / "parallel").glob("*.tiff"))) == 3
+        subprocess.run([examples / "parallel_bursts.sh", bursts, folder / "in parallel"], check=True)
+        assert len(list((folder / "in parallel").glob("*.tiff"))) == 3
     else:
         print("skipped: GNU parallel is not installed")
     for task in ("1", "2", "3", "2"):
