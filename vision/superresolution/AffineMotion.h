@@ -21,7 +21,8 @@ struct AffineMotion {
   };
 
   /// The frame's position minus the reference position (px, py), in low-resolution pixels.
-  /// @param width,height size of a frame
+  /// @param width  columns of a frame
+  /// @param height its rows
   Shift shiftAt(double px, double py, int width, int height) const {
     const double dx = px - 0.5 * (width - 1);
     const double dy = py - 0.5 * (height - 1);

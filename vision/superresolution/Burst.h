@@ -199,7 +199,8 @@ MOVRA_SUPERRESOLUTION_API const char* movra_sr_status_text(int status);
 MOVRA_SUPERRESOLUTION_API void movra_sr_default_options(movra_sr_options* options, size_t size);
 
 /// Makes a burst without frames.
-/// @param width, height size of a frame in pixels, 8 to 16384 each; from 11 on with phase correlation
+/// @param width  columns of a frame, 8 to 16384; from 11 on with phase correlation
+/// @param height rows of a frame, likewise
 /// @param options       copied; null: the defaults
 /// @param burst         receives the handle, or null on failure
 /// @param error         receives what is wrong, terminated, on failure; may be null
@@ -270,7 +271,8 @@ MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_register(movra_sr_burst* burs
 
 /// Shift of a frame at the middle of the reference, from the last reconstruct or register, as all that follows.
 /// @param frame number of the frame
-/// @param x, y  receive the shift in low-resolution pixels; NaN for a frame that took no part
+/// @param x receives the shift to the right in low-resolution pixels; NaN for a frame that took no part
+/// @param y the same downward
 /// @return MOVRA_SR_SUCCESS, MOVRA_SR_INVALID_ARGUMENT or MOVRA_SR_NO_RESULT
 MOVRA_SUPERRESOLUTION_API movra_sr_status movra_sr_shift(const movra_sr_burst* burst, int frame, double* x, double* y);
 

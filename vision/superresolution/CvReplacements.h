@@ -38,7 +38,8 @@ class MOVRA_SUPERRESOLUTION_API CvReplacements {
                                      int derivBorder = cv::BORDER_CONSTANT, bool tryReuseInputImage = true);
 
   /// Finds points of one image in another.
-  /// @param prevImg, nextImg 8-bit images of one size, or their pyramids
+  /// @param prevImg 8-bit image, or its pyramid
+  /// @param nextImg another one of its size, or its pyramid
   /// @param prevPts          points in the first image: pairs of floats
   /// @param nextPts          the same points in the second image, written, also where one was lost; with
   ///                         useInitialFlow read before, as where the search begins
@@ -63,7 +64,8 @@ class MOVRA_SUPERRESOLUTION_API CvReplacements {
 /// caller's arrays, one entry per point; ranges that do not meet may run at the same time.
 class MOVRA_SUPERRESOLUTION_API LKTrackerInvoker : public cv::ParallelLoopBody {
  public:
-  /// @param prevImg, prevDeriv level `level` of the first image's pyramid and its derivatives
+  /// @param prevImg   level `level` of the first image's pyramid
+  /// @param prevDeriv its derivatives
   /// @param nextImg            the same level of the second image's pyramid
   /// @param prevPts            points in the first image, in pixels of level 0
   /// @param nextPts            points in the second image: in pixels of the level above if there is one, else read only

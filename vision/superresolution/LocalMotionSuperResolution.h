@@ -23,7 +23,8 @@ class LocalMotionBurst;
 /// The class starts no thread of its own. It keeps copies of the frames; one thread at a time uses an object.
 class MOVRA_SUPERRESOLUTION_API LocalMotionSuperResolution {
  public:
-  /// @param width,height size of a frame, at least 8 each
+  /// @param width  columns of a frame, at least 8
+  /// @param height its rows, at least 8
   /// @throws movra::Exception for a size or an option out of its range, with its name
   LocalMotionSuperResolution(int width, int height, const LocalMotionOptions& options = {});
   ~LocalMotionSuperResolution();

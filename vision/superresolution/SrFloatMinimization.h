@@ -9,7 +9,8 @@ namespace movra::vision {
 /// operations.
 class MOVRA_SUPERRESOLUTION_API SrFloatMinimization : public TvMinimization<char> {
  public:
-  /// @param width, height size of a low-resolution frame
+  /// @param width  columns of a low-resolution frame
+  /// @param height its rows
   /// @param frameCount    the most frames of one reconstruction
   /// @param factor        up-scaling factor
   /// @throws std::bad_array_new_length if a size is negative or too large

@@ -10,7 +10,8 @@ class MOVRA_SUPERRESOLUTION_API SrFloatNeonRegistration : public CornerRegistrat
  public:
   using Mask = float;
 
-  /// @param width, height size of a frame
+  /// @param width  columns of a frame
+  /// @param height its rows
   /// @param numFrames     frames per burst
   /// @throws std::bad_array_new_length if an argument is negative or too large
   SrFloatNeonRegistration(int width, int height, int numFrames);

@@ -39,7 +39,8 @@ class MOVRA_SUPERRESOLUTION_API SrFloatRegistration1 {
   /// Result of a registration of no frames, or of more than are held.
   static constexpr int noFrames = -9;
 
-  /// @param width, height size of a frame. One below 11 takes the largest Gaussian that fits it.
+  /// @param width  columns of a frame. A size below 11 takes the largest Gaussian that fits it.
+  /// @param height its rows
   /// @param numFrames     frames per burst
   /// @throws std::bad_array_new_length if an argument is negative or too large
   /// @throws movra::Exception if the frame has no pixels

@@ -10,7 +10,8 @@ class MOVRA_SUPERRESOLUTION_API SrFloatRegistration2 : public CornerRegistration
  public:
   using Mask = char;
 
-  /// @param width, height size of a frame
+  /// @param width  columns of a frame
+  /// @param height its rows
   /// @param numFrames     frames per burst
   /// @throws std::bad_array_new_length if an argument is negative or too large
   SrFloatRegistration2(int width, int height, int numFrames);

@@ -34,9 +34,9 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionBadPixelHandling {
   /// Minimum and maximum of the valid values of `img`. Without a valid value, `minVal` is the upper and
   /// `maxVal` the lower bound of the valid range, so that minVal > maxVal.
   ///
-  /// @param minLoc, maxLoc  null, or receive (column, row) of the first minimum and maximum. Each search
-  ///                        starts from the opposite end of the valid range; a location stays as it is when
-  ///                        no valid value lies beyond that start.
+  /// @param minLoc null, or receives (column, row) of the first minimum. Each search starts from the opposite end of the
+  ///               valid range; a location stays as it is when no valid value lies beyond that start.
+  /// @param maxLoc the same of the maximum
   void getMinMaxVal(const cv::Mat_<float>& img, float& minVal, float& maxVal, cv::Point_<int>* minLoc,
                     cv::Point_<int>* maxLoc) const;
 

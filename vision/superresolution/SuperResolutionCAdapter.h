@@ -80,7 +80,8 @@ enum SuperResolution_Result {
 /// width of the point-spread function 0.683. The lowest free handle is taken. The environment variable SRLIB_LOG_FILE is
 /// read, and has no effect. Every size is accepted, but frames of less than 16 pixels a side seldom hold corners enough to
 /// be registered.
-/// @param width, height size of a frame in pixels; with a 0 among them the context accepts no frames and costs nothing
+/// @param width  columns of a frame; with 0 columns or rows the context accepts no frames and costs nothing
+/// @param height its rows
 /// @return
 ///   - the handle, >= 0
 ///   - -1 with the text of the movra::Exception that ended the construction
@@ -122,7 +123,8 @@ MOVRA_SUPERRESOLUTION_API int SuperResolution_addImage(int context, const float*
 
 /// Tells the size of the image. With fewer than five frames it also reconstructs from those there are, for an early
 /// look at the image.
-/// @param width, height receive twice the frame's size, unless the context is invalid; null pointers are skipped
+/// @param width  receives twice the frame's columns, unless the context is invalid; null is skipped
+/// @param height the same of the rows
 /// @return
 ///   - 0
 ///   - -5 "Not enough input images (<5)"

@@ -16,11 +16,13 @@ ExitCode tellAll(Console& console) {
   const std::pair<const char*, std::string> facts[] = {
       {"library", vision::libraryVersion()},
       {"instruction_set", vision::instructionSetInUse()},
-      {"threads", std::to_string(std::max(1U, std::thread::hardware_concurrency()))},
       {"opencv", cv::getVersionString()},
       {"tiff", tiff.substr(0, tiff.find('\n'))},
       {"png", png_get_libpng_ver(nullptr)}};
   console.say("movra-sr " MOVRA_SR_VERSION);
+  const unsigned threads = std::max(1U, std::thread::hardware_concurrency());
+  console.say("threads: " + std::to_string(threads));
+  console.document["threads"] = threads;
   for (const auto& [key, value] : facts) {
     std::string words = key;
     std::replace(words.begin(), words.end(), '_', ' ');

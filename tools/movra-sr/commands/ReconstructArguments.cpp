@@ -152,8 +152,8 @@ void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
   addChoice<Preset>(
       command, "--preset", {{"fast", Preset::fast}, {"standard", Preset::standard}, {"best", Preset::best}},
       [&](Preset preset) { options.preset = preset; },
-      "fast: three quarters of the time, coarser tiles; standard; best: the sharpest of clean frames, a third more "
-      "time",
+      "fast: about two thirds of the time, coarser tiles; standard; best: the sharpest of clean frames, about twice "
+      "the time",
       "standard", choice);
   command.add_option("--threads", options.threads, "Threads; the image is the same for any number [all processors]")
       ->check(CLI::Range(1, 1024))

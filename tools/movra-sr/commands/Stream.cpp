@@ -261,6 +261,8 @@ class Stream {
 
   ExitCode close() const {
     console.document["count"] = series.results;
+    console.document["window"] = size;
+    console.document["files"]["series"] = options.output;
     if (isInterrupted()) {
       console.note("interrupted; what is written is whole");
     }

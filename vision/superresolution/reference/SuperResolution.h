@@ -33,7 +33,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolution {
   static constexpr float displacementTooLarge = -6.0f;
   static constexpr float tooManyMaskedPixels = -3.0f;
 
-  /// @param width, height size of a frame
+  /// @param width  columns of a frame
+  /// @param height its rows
   /// @param numFrames     most frames held
   /// @param factor        up-scaling factor, a whole number
   /// @throws std::bad_array_new_length if a size is negative or too large

@@ -19,7 +19,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionMinimization : public TvMinimizat
   static constexpr int noFrames = -1;
   static constexpr int noContrast = -2;
 
-  /// @param width, height size of a low-resolution frame
+  /// @param width  columns of a low-resolution frame
+  /// @param height its rows
   /// @param frameCount    the most frames of one reconstruction
   /// @param factor        up-scaling factor
   /// @throws std::bad_array_new_length if a size is negative or too large

@@ -28,7 +28,8 @@ class MOVRA_SUPERRESOLUTION_API SuperResolutionRegistration {
   static constexpr int noFrames = -9;
   static constexpr int displacementTooLarge = -6;
 
-  /// @param width, height size of a frame
+  /// @param width  columns of a frame
+  /// @param height its rows
   /// @param factor        up-scaling factor of the engine; shifts, in low-resolution pixels, do not depend on it
   /// @param gaussRadius   radius of the Gaussian blur before the least-squares step in pixels; where it does not
   ///                      fit the frame, the largest one that does

@@ -48,7 +48,8 @@ class MOVRA_SUPERRESOLUTION_API BurstEngine {
   static constexpr float displacementTooLarge = -6.0f;
   static constexpr float tooManyMaskedPixels = -3.0f;
 
-  /// @param width, height size of a frame
+  /// @param width  columns of a frame
+  /// @param height its rows
   /// @param windowSize    most frames held
   /// @param factor        up-scaling factor, 2 in production
   /// @throws std::bad_array_new_length if a size is negative or too large

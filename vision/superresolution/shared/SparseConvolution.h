@@ -31,8 +31,10 @@ class MOVRA_SUPERRESOLUTION_API SparseConvolution {
   /// One element per low-resolution pixel, the weight of its sample: a float, or a byte taken as a signed number.
   using Mask = Weight;
 
-  /// @param hrWidth, hrHeight   size of the high-resolution image
-  /// @param psfWidth, psfHeight taps of the PSF in the two directions (6 for factor 2)
+  /// @param hrWidth  columns of the high-resolution image
+  /// @param hrHeight its rows
+  /// @param psfWidth  taps of the PSF along a row (6 for factor 2)
+  /// @param psfHeight along a column
   /// @param factor              up-scaling factor; 2 is the fast case
   /// @throws std::bad_array_new_length if a size is negative or too large
   SparseConvolution(int hrWidth, int hrHeight, int psfWidth, int psfHeight, float factor);
@@ -44,14 +46,16 @@ class MOVRA_SUPERRESOLUTION_API SparseConvolution {
   /// Sample (r, x) reaches rows 2r .. 2r + K - 1 and columns F x .. F x + K - 1, F = (int)factor; the row stride is 2
   /// whatever the factor.
   /// @param image low-resolution frame, lowHeight x lowWidth
-  /// @param psfX, psfY the frame's PSF
+  /// @param psfX the frame's PSF along a row
+  /// @param psfY along a column
   /// @param mask weights, lowHeight x lowWidth
   /// @param out  paddedHeight x paddedWidth, overwritten
   void fullConvFromSparse(float* image, float* psfX, float* psfY, Mask* mask, float* out);
 
   /// Imaging model: out(r, x) = sum over ky, kx of psfY[ky] psfX[kx] hr(2r + ky, F x + kx).
   /// @param hr   padded high-resolution image, paddedHeight x paddedWidth
-  /// @param psfX, psfY the frame's PSF
+  /// @param psfX the frame's PSF along a row
+  /// @param psfY along a column
   /// @param out  lowHeight x lowWidth, overwritten
   void validCorrToSparse(float* hr, float* psfX, float* psfY, float* out);
 
