@@ -1,6 +1,8 @@
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
+#include <climits>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -36,6 +38,13 @@ void openStandardStreams() {
   if (descriptor >= 0) {
     close(descriptor);
   }
+}
+
+/// Lets freed memory be used again instead of giving it back to the system, which hands it out anew page by page: a tenth
+/// of the time of a small burst.
+void keepFreedMemory() {
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);  // the most that the C library takes
+  mallopt(M_TRIM_THRESHOLD, INT_MAX);
 }
 
 /// Where the help is that a wrong command line asks for.
@@ -115,6 +124,7 @@ int runGuarded(int argc, char** argv, Console& console) {
 
 int main(int argc, char** argv) {
   openStandardStreams();
+  keepFreedMemory();
   movra::tool::OutputFile::removeUnfinishedOnSignals();
   cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
   Console console;
