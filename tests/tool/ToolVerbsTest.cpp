@@ -37,7 +37,7 @@ std::vector<Frame> pagesOf(const std::string& file) {
 
 TEST_F(ToolCommand, EveryHelpFitsItsColumnsAndTellsTheExitCodes) {
   for (const std::string command :
-       {"", "reconstruct", "stream", "register", "bad-pixels", "measure-psf", "simulate", "compare", "info"}) {
+       {"", "reconstruct", "stream", "register", "bad-pixels", "measure-psf", "simulate", "compare", "info", "batch"}) {
     const Outcome help = run(command + " --help");
     EXPECT_EQ(help.code, 0) << command;
     EXPECT_NE(help.out.find("Exit codes"), std::string::npos) << command;

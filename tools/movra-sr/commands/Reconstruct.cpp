@@ -223,6 +223,7 @@ void addReconstruct(CLI::App& application, Console& console, Action& chosen) {
   CLI::App* command =
       application.add_subcommand("reconstruct", "Make one image of twice the size from the frames of a burst");
   addInputOptions(*command, *options);
+  command->add_option("--unit", options->unit, "Unit of the values, for pictures and descriptions")->group("Input");
   addCameraOptions(*command, *options);
   const char* const output = "Output";
   command

@@ -125,7 +125,6 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options) {
                   "List of the sensor's bad pixels, as movra-sr bad-pixels makes it; they are left out")
       ->type_name("FILE")
       ->group(input);
-  command.add_option("--unit", options.unit, "Unit of the values, for pictures and descriptions")->group(input);
 }
 
 void addCameraOptions(CLI::App& command, ReconstructOptions& options) {

@@ -123,6 +123,7 @@ void addRegister(CLI::App& application, Console& console, Action& chosen) {
   auto options = std::make_shared<ReconstructOptions>();
   CLI::App* command = application.add_subcommand("register", "Tell how each frame moved against the reference");
   addInputOptions(*command, *options);
+  command->get_option("--frames")->description("How many frames, the last ones, or all [all; 5 with global]");
   command
       ->add_option("-o,--output", options->output,
                    "Shifts per frame as .csv, or with the field of local shifts as .json [a table]")

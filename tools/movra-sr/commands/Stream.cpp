@@ -303,6 +303,8 @@ void addStream(CLI::App& application, Console& console, Action& chosen) {
   CLI::App* command =
       application.add_subcommand("stream", "Make an image per new frame of a recording, from a sliding window");
   addInputOptions(*command, *options);
+  command->get_option("--frames")->description("Frames in the window [5]");
+  command->get_option("--first")->description("Number of the frame with which the first window begins, from 1 [1]");
   command
       ->add_option(
           "-o,--output", options->output,
