@@ -37,6 +37,10 @@ TEST_F(ToolBadPixels, AListSurvivesItsFile) {
 
 TEST_F(ToolBadPixels, AFileThatIsNoListIsRefusedByLine) {
   const std::string row = "1,2,0,2,2,2,1,1,1,3,";
+  std::string endless;
+  for (int i = 0; i <= 1 << 20; ++i) {
+    endless += "1,2\n";
+  }
   const std::pair<std::string, std::string> cases[] = {
       {"", "no bad-pixel list"},
       {"1,2\n", "line 1: is no bad-pixel list"},
@@ -47,6 +51,8 @@ TEST_F(ToolBadPixels, AFileThatIsNoListIsRefusedByLine) {
       {"x,y\n1,65536\n", "\"65536\""},
       {header + row + "64,48\n" + row + "64,32\n", "line 3: is for frames of 64x32"},
       {header + row + "64,2\n", "line 2: the pixel lies outside"},
+      {"x,y\n" + std::string(3 << 20, '1'), "line 2: is longer than a mebibyte"},
+      {"x,y\n" + endless, "more than 1048576 pixels"},
   };
   for (const auto& [bytes, message] : cases) {
     writeAll(at("list.csv"), bytes);

@@ -356,6 +356,12 @@ TEST_F(ToolReadersDeathTest, AnImageTakesLittleMoreMemoryThanItsPixels) {
   movra::test::writePng(at("a.png"), wide);
   movra::test::writeTiff(at("a.tiff"), {wide}, {false, false, COMPRESSION_ADOBE_DEFLATE});
   ASSERT_LT(std::filesystem::file_size(at("a.png")), 1U << 20U);
+  const cv::Mat tooWide = cv::Mat::zeros(9000, 9000, CV_8UC1);
+  movra::test::writePng(at("b.png"), tooWide);
+  movra::test::writeTiff(at("b.tiff"), {tooWide}, {false, false, COMPRESSION_ADOBE_DEFLATE});
+  for (const std::string name : {"b.png", "b.tiff"}) {
+    EXPECT_NE(failureOf([&] { readImage(at(name)); }).find("impossible size"), std::string::npos) << name;
+  }
   const auto peakOfReading = [&](const std::string& name) {
     rusage before{};
     getrusage(RUSAGE_SELF, &before);
