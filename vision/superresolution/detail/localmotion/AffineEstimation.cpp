@@ -78,14 +78,15 @@ AffineEstimation::AffineEstimation(const MotionFrame& givenReference) : referenc
   }
 }
 
-AffineMotion AffineEstimation::estimate(const MotionFrame& frame, const AffineMotion& start, int coarsest) const {
+AffineMotion AffineEstimation::estimate(const MotionFrame& frame, const AffineMotion& start, int coarsest,
+                                        const char* where) const {
   AffineMotion motion = start;
   Scratch scratch;
   for (int l = std::min(coarsest, coarsestLevel()); l >= 0; --l) {
     const int rounds = l == 0 ? fineRounds : coarseRounds;
     for (int i = 0; i < rounds; ++i) {
       double moved = 0;
-      if (!step(grids[static_cast<std::size_t>(l)], frame, motion, scratch, moved)) {
+      if (!step(grids[static_cast<std::size_t>(l)], frame, where, motion, scratch, moved)) {
         return start;
       }
       if (moved < smallStep * (1 << l)) {
@@ -96,9 +97,12 @@ AffineMotion AffineEstimation::estimate(const MotionFrame& frame, const AffineMo
   return motion;
 }
 
-bool AffineEstimation::step(const ReferenceGrid& grid, const MotionFrame& frame, AffineMotion& motion, Scratch& scratch,
-                            double& moved) const {
+bool AffineEstimation::step(const ReferenceGrid& grid, const MotionFrame& frame, const char* where,
+                            AffineMotion& motion, Scratch& scratch, double& moved) const {
   grid.compare(*frame.pyramid, motion, frame.usable, reference.usable, scratch.difference, scratch.inside);
+  if (where != nullptr) {
+    grid.keepInside(where, scratch.inside);
+  }
   scratch.sample.clear();
   const std::size_t every = std::max<std::size_t>(1, grid.size() / 20000);
   std::size_t count = 0;

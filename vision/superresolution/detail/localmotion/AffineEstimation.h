@@ -24,14 +24,16 @@ class AffineEstimation {
 
   /// The motion from a rough start; the start itself where the images do not determine one.
   /// @param coarsest first level to work on; 0 refines a motion that is nearly right
-  AffineMotion estimate(const MotionFrame& frame, const AffineMotion& start, int coarsest) const;
+  /// @param where height x width, places of the reference that count, other than 0; null: all
+  AffineMotion estimate(const MotionFrame& frame, const AffineMotion& start, int coarsest,
+                        const char* where = nullptr) const;
 
   int coarsestLevel() const { return static_cast<int>(grids.size()) - 1; }
 
  private:
   struct Scratch;
-  bool step(const ReferenceGrid& grid, const MotionFrame& frame, AffineMotion& motion, Scratch& scratch,
-            double& moved) const;
+  bool step(const ReferenceGrid& grid, const MotionFrame& frame, const char* where, AffineMotion& motion,
+            Scratch& scratch, double& moved) const;
 
   MotionFrame reference;
   std::vector<ReferenceGrid> grids;

@@ -22,6 +22,7 @@ class BlockShifts {
   /// @param noise standard deviation of a pixel of a frame
   BlockShifts(const MotionFrame& reference, const ReferenceGrid& finest, double noise);
 
+  const MotionFrame& frame() const { return reference; }
   int columns() const { return columns_; }
   int rows() const { return rows_; }
   std::size_t count() const { return static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_); }

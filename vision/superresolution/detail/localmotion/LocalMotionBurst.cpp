@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <limits>
 
 #include "movra/StopWatch.h"
 #include "vision/superresolution/detail/badpixels/ValueKey.h"
 #include "vision/superresolution/detail/localmotion/FrameFill.h"
-#include "vision/superresolution/detail/localmotion/MotionConsensus.h"
+#include "vision/superresolution/detail/localmotion/FrameMotion.h"
 #include "vision/superresolution/detail/localmotion/RobustStatistics.h"
 #include "vision/superresolution/detail/localmotion/TrustMasks.h"
 #include "vision/superresolution/detail/localmotion/WholePixelSearch.h"
@@ -16,7 +17,8 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr int fitIterations = 12;
+constexpr int fitIterations = 6;
+constexpr int fitPass = 3;
 constexpr double fitResidue = 0.002;
 constexpr double fitWeight = 400;
 constexpr int tileMargin = 6;
@@ -27,6 +29,7 @@ constexpr double localMisalignment = 0.12;  // with local motion: the field is w
 /// How hard a preset tries.
 struct Effort {
   int iterations;
+  int passIterations;  // before the edge weights are made anew
   double residue;
   double motionPerTile;  // pixels by which the shift may vary across a core
   int smallestCore;
@@ -47,11 +50,11 @@ AffineMotion motionBetween(const AffineMotion& from, const AffineMotion& to) {
 }
 
 Effort effortOf(const LocalMotionOptions& options) {
-  Effort effort{12, 0.002, 0.12, 12, 64};
+  Effort effort{9, 3, 0.002, 0.12, 12, 64};
   if (options.preset == LocalMotionPreset::fast) {
-    effort = {8, 0.007, 0.2, 16, 64};
+    effort = {6, 3, 0.002, 0.2, 16, 64};
   } else if (options.preset == LocalMotionPreset::best) {
-    effort = {40, 0.001, 0.08, 8, 64};
+    effort = {24, 4, 0.001, 0.08, 8, 64};
   }
   if (options.iterations > 0) {
     effort.iterations = options.iterations;
@@ -123,12 +126,23 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
     core = static_cast<int>(
         std::clamp(fitting, static_cast<double>(effort.smallestCore), static_cast<double>(effort.largestCore)));
   }
-  if (findFaults(options, run, result)) {
+  markTrusted(options, run);
+  lap(result.seconds.masks);
+  const Faults faults = findFaults(options, run, result);
+  if (faults.disturbedMotion) {
     findMotion(options, run, false);
   }
   lap(result.seconds.sensor);
-  markTrusted(options, run);
+  if (faults.changedFrames || faults.disturbedMotion) {
+    markTrusted(options, run);
+  }
   lap(result.seconds.masks);
+  for (Frame& frame : frames) {
+    frame.kept = frame.trusted;
+    for (Layer& other : frame.others) {
+      other.kept = other.trusted;
+    }
+  }
   SolverBurst burst = solverBurst(options);
   result.weightTV = options.weightTV;
   result.psfSigma = burst.psfSigma;
@@ -142,11 +156,13 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
     result.seconds.total = total.stop();
     return result;
   }
-  TiledReconstruction tiles(width, height, core, tileMargin, count());
+  double smoothedNoise = 0;
+  TiledReconstruction tiles(width, height, core, tileMargin, viewCount());
   if (referenceDeviation > 0) {
     TiledReconstruction::Residuals residuals;
-    tiles.fitSample(burst, {fitWeight, fitIterations, fitResidue}, run, residuals);
+    tiles.fitSample(burst, {fitWeight, fitIterations, fitPass, fitResidue}, run, residuals);
     const NoiseReport report = measureNoise(residuals);
+    smoothedNoise = deviationOfMeans(residuals);
     result.noise = report.residual;
     if (options.weightTV == 0) {
       result.weightTV = static_cast<double>(report.weightTV);
@@ -156,8 +172,17 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
   if (!goOn(0.5)) {
     return cancelled();
   }
+  // What the solver keeps is what coverage counts.
+  for (std::size_t k = 0; k < frames.size(); ++k) {
+    burst.frames[k].kept = frames[k].kept.data();
+    for (std::size_t i = 0; i < burst.others.size(); ++i) {
+      if (burst.owners[i] == static_cast<int>(k)) {
+        burst.others[i].kept = frames[k].others.front().kept.data();
+      }
+    }
+  }
   const auto outcome = tiles.solve(
-      burst, {result.weightTV, effort.iterations, effort.residue}, run,
+      burst, {result.weightTV, effort.iterations, effort.passIterations, effort.residue, smoothedNoise}, run,
       [&](double done) { return goOn(0.5 + 0.5 * done); }, result.image);
   if (outcome.cancelled) {
     return cancelled();
@@ -271,10 +296,10 @@ void LocalMotionBurst::takeOutLevel(Frame& frame, const Frame& ref) {
 
 void LocalMotionBurst::findMotion(const LocalMotionOptions& options, const JobRunner& run, bool search) {
   const MotionFrame ref = frames[static_cast<std::size_t>(reference)].forMotion();
-  const AffineEstimation estimation(ref);
-  const BlockShifts blocks(ref, estimation.finest(), noise);
+  const FrameMotionSearch motionSearch(ref, noise);
   run(count(), [&](int k) {
     Frame& frame = frames[static_cast<std::size_t>(k)];
+    frame.others.clear();
     if (k == reference || frame.use == FrameUse::noValidPixels) {
       frame.field = MotionField({}, width, height);
       return;
@@ -285,37 +310,15 @@ void LocalMotionBurst::findMotion(const LocalMotionOptions& options, const JobRu
           width, height);
       return;
     }
-    frame.start = search ? searchShift(*ref.pyramid, *frame.pyramid) : frame.field.affine();
-    findMotionOf(frame, estimation, blocks, search ? estimation.coarsestLevel() : 0, options.leastAgreement);
-  });
-}
-
-void LocalMotionBurst::findMotionOf(Frame& frame, const AffineEstimation& estimation, const BlockShifts& blocks,
-                                    int coarsest, double leastAgreement) {
-  const MotionFrame seen = frame.forMotion();
-  AffineMotion motion = estimation.estimate(seen, frame.start, coarsest);
-  std::vector<BlockShift> shifts = blocks.measure(seen, motion);
-  frame.use = FrameUse::used;
-  frame.agreement = shareAgreeing(blocks, shifts, motion, width, height);
-  if (frame.agreement < 0.9) {
-    // Most blocks may share another motion: that of the scene behind something near, or the one around the start.
-    const auto tryBlocks = [&](const std::vector<BlockShift>& measured) {
-      const SharedMotion shared = findConsensus(blocks, measured, width, height);
-      if (shared.share > frame.agreement + 0.03) {
-        frame.agreement = shared.share;
-        motion = shared.motion;
-        shifts = measured;
-      }
-    };
-    tryBlocks(shifts);
-    if (frame.agreement < 0.6) {
-      tryBlocks(blocks.measure(seen, frame.start));
+    const AffineMotion start = search ? searchShift(*ref.pyramid, *frame.pyramid) : frame.field.affine();
+    FrameMotion found = motionSearch.find(frame.forMotion(), start, search);
+    frame.field = std::move(found.field);
+    for (MotionField& field : found.others) {
+      frame.others.push_back({std::move(field), {}, {}});
     }
-  }
-  frame.field = MotionField(motion, width, height, blocks, shifts);
-  if (frame.agreement < leastAgreement) {
-    frame.use = FrameUse::fewAgreeing;
-  }
+    frame.agreement = found.agreement;
+    frame.use = frame.agreement < options.leastAgreement ? FrameUse::fewAgreeing : FrameUse::used;
+  });
 }
 
 double LocalMotionBurst::steepestMotion() const {
@@ -323,6 +326,9 @@ double LocalMotionBurst::steepestMotion() const {
   for (const Frame& frame : frames) {
     if (frame.use == FrameUse::used) {
       steepest = std::max(steepest, frame.field.steepest());
+      for (const Layer& other : frame.others) {
+        steepest = std::max(steepest, other.field.steepest());
+      }
     }
   }
   return steepest;
@@ -330,9 +336,9 @@ double LocalMotionBurst::steepestMotion() const {
 
 void LocalMotionBurst::markTrusted(const LocalMotionOptions& options, const JobRunner& run) {
   const auto misalignmentOf = [&](const Frame& frame) {
-    return options.alignmentError > 0 ? options.alignmentError
-           : frame.field.isAffine()   ? usualMisalignment
-                                      : localMisalignment;
+    return options.alignmentError > 0                       ? options.alignmentError
+           : frame.field.isAffine() && frame.others.empty() ? usualMisalignment
+                                                            : localMisalignment;
   };
   const TrustMasks masks(frames[static_cast<std::size_t>(reference)].forMotion(), noise);
   run(count(), [&](int k) {
@@ -340,7 +346,11 @@ void LocalMotionBurst::markTrusted(const LocalMotionOptions& options, const JobR
     if (k == reference) {
       frame.trusted.assign(frame.pixels.size(), 1);
     } else if (frame.use == FrameUse::used) {
-      masks.mark(frame.forMotion(), frame.field, misalignmentOf(frame), frame.trusted);
+      std::vector<MotionLayer> layers{{&frame.field, &frame.trusted}};
+      for (Layer& other : frame.others) {
+        layers.push_back({&other.field, &other.trusted});
+      }
+      masks.mark(frame.forMotion(), layers, misalignmentOf(frame));
       const auto trusted = std::count(frame.trusted.begin(), frame.trusted.end(), 1);
       if (static_cast<double>(trusted) < leastTrusted * static_cast<double>(frame.trusted.size())) {
         frame.use = FrameUse::notAligned;
@@ -352,8 +362,17 @@ void LocalMotionBurst::markTrusted(const LocalMotionOptions& options, const JobR
   });
 }
 
+/// Frames, and frames by another motion.
+int LocalMotionBurst::viewCount() const {
+  std::size_t views = frames.size();
+  for (const Frame& frame : frames) {
+    views += frame.others.size();
+  }
+  return static_cast<int>(views);
+}
+
 SolverBurst LocalMotionBurst::solverBurst(const LocalMotionOptions& options) const {
-  SolverBurst burst{width, height, {}, reference, 0, options.solverSigma};
+  SolverBurst burst{width, height, {}, {}, {}, reference, 0, options.solverSigma};
   if (burst.psfSigma == 0) {
     // The taps integrate over a high-resolution pixel, which has a variance of its own.
     constexpr double pixelVariance = 1. / 12;
@@ -363,7 +382,15 @@ SolverBurst LocalMotionBurst::solverBurst(const LocalMotionOptions& options) con
   for (const Frame& frame : frames) {
     const bool used = frame.use == FrameUse::used;
     burst.frames.push_back({frame.pixels.data(), frame.measured.data(), frame.good.data(),
-                            used ? frame.trusted.data() : nullptr, &frame.field});
+                            used ? frame.trusted.data() : nullptr, nullptr, &frame.field});
+    for (const Layer& other : frame.others) {
+      if (used && !other.trusted.empty()) {
+        burst.others.push_back(burst.frames.back());
+        burst.others.back().trusted = other.trusted.data();
+        burst.others.back().field = &other.field;
+        burst.owners.push_back(static_cast<int>(burst.frames.size()) - 1);
+      }
+    }
   }
   const Frame& ref = frames[static_cast<std::size_t>(reference)];
   double sum = 0, squares = 0, values = 0;
@@ -385,13 +412,28 @@ SolverBurst LocalMotionBurst::solverBurst(const LocalMotionOptions& options) con
   return burst;
 }
 
-/// What the residuals of the used frames' good pixels say.
+/// What the residuals of the used frames' good pixels say, of the reference's where another frame sees the place, too: one
+/// frame alone is explained with hardly a residual.
 NoiseReport LocalMotionBurst::measureNoise(std::vector<std::vector<float>>& residuals) const {
   std::vector<const float*> pixels, left;
   int referencePlace = 0;
-  for (const std::size_t k : alignedFrames()) {
+  const std::vector<std::size_t> aligned = alignedFrames();
+  std::vector<char> seen(aligned.size() > 1 ? residuals.front().size() : 0, 0);
+  for (const std::size_t k : aligned) {
+    if (static_cast<int>(k) != reference) {
+      const auto add = [&](const std::vector<char>& trusted) {
+        std::transform(seen.begin(), seen.end(), trusted.begin(), seen.begin(), std::bit_or<>());
+      };
+      add(frames[k].trusted);
+      std::for_each(frames[k].others.begin(), frames[k].others.end(), [&](const Layer& l) { add(l.trusted); });
+    }
+  }
+  for (const std::size_t k : aligned) {
     if (static_cast<int>(k) == reference) {
       referencePlace = static_cast<int>(pixels.size());
+      for (std::size_t i = 0; i < seen.size(); ++i) {
+        residuals[k][i] = seen[i] != 0 ? residuals[k][i] : std::numeric_limits<float>::quiet_NaN();
+      }
     }
     for (std::size_t i = 0; i < residuals[k].size(); ++i) {
       if (frames[k].good[i] == 0) {
@@ -404,6 +446,29 @@ NoiseReport LocalMotionBurst::measureNoise(std::vector<std::vector<float>>& resi
   const auto used = static_cast<int>(pixels.size());
   return NoiseEstimate::ofResiduals({pixels.data(), used, width, height}, referencePlace,
                                     {left.data(), used, width, height}, noise);
+}
+
+/// Robust standard deviation of the residuals' means over 3 x 3 pixels, where all are known: what is left of noise that
+/// neighbours may share.
+double LocalMotionBurst::deviationOfMeans(const std::vector<std::vector<float>>& residuals) const {
+  std::vector<float> means;
+  for (const std::size_t k : alignedFrames()) {
+    for (int y = 1; y + 1 < height; y += 2) {
+      const float* const row = residuals[k].data() + static_cast<std::ptrdiff_t>(y) * width;
+      for (int x = 1; x + 1 < width; x += 2) {
+        float sum = 0;
+        for (int i = -1; i <= 1; ++i) {
+          for (int j = -1; j <= 1; ++j) {
+            sum += row[i * width + x + j];
+          }
+        }
+        if (std::isfinite(sum)) {
+          means.push_back(sum / 9);
+        }
+      }
+    }
+  }
+  return means.empty() ? 0 : static_cast<double>(robustSpread(means).deviation);
 }
 
 void LocalMotionBurst::report(LocalMotionResult& result) const {
@@ -440,19 +505,28 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
     if (frame.use == FrameUse::used && !frame.trusted.empty()) {
       ++result.usedFrames;
       double backed = 0;
-      for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-          const auto s = static_cast<int>(k) == reference ? AffineMotion::Shift{0, 0} : frame.field.shiftAt(x, y);
-          const int u = floorOf(x + s.x + 0.5), v = floorOf(y + s.y + 0.5);
-          const std::size_t i =
-              static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
-          if (u >= 0 && u < width && v >= 0 && v < height && frame.trusted[i] != 0 &&
-              frame.good[static_cast<std::size_t>(v) * static_cast<std::size_t>(width) + static_cast<std::size_t>(u)] !=
-                  0) {
-            ++result.coverage(y, x);
-            backed += 1;
+      const auto countLayer = [&](const MotionField& motion, const std::vector<char>& kept) {
+        for (int y = 0; y < height; ++y) {
+          for (int x = 0; x < width; ++x) {
+            const std::size_t i =
+                static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
+            if (kept[i] == 0) {
+              continue;
+            }
+            const auto s = static_cast<int>(k) == reference ? AffineMotion::Shift{0, 0} : motion.shiftAt(x, y);
+            const int u = floorOf(x + s.x + 0.5), v = floorOf(y + s.y + 0.5);
+            if (u >= 0 && u < width && v >= 0 && v < height &&
+                frame.good[static_cast<std::size_t>(v) * static_cast<std::size_t>(width) +
+                           static_cast<std::size_t>(u)] != 0) {
+              ++result.coverage(y, x);
+              backed += 1;
+            }
           }
         }
+      };
+      countLayer(frame.field, frame.kept);
+      for (const Layer& other : frame.others) {
+        countLayer(other.field, other.kept);
       }
       told.coverage = backed / (static_cast<double>(width) * height);
     }

@@ -30,6 +30,19 @@ class LocalMotionBurst {
   LocalMotionResult reconstruct(const LocalMotionOptions& options, bool registrationOnly);
 
  private:
+  /// Another motion that a frame shows, such as that of something near, and where.
+  struct Layer {
+    MotionField field;
+    std::vector<char> trusted;
+    std::vector<char> kept;  // the same after the solver has looked at it
+  };
+
+  /// What the search for faults has changed.
+  struct Faults {
+    bool changedFrames = false;
+    bool disturbedMotion = false;
+  };
+
   struct Frame {
     std::vector<float> given;
     std::vector<float> measured;  // offset and pattern taken out, NaN where not valid
@@ -37,9 +50,10 @@ class LocalMotionBurst {
     std::vector<char> good;
     std::vector<unsigned char> usable;
     std::vector<char> trusted;
+    std::vector<char> kept;
     std::unique_ptr<BlurredPyramid> pyramid;
     MotionField field;
-    AffineMotion start;
+    std::vector<Layer> others;
     double offset = 0;
     double agreement = 1;
     FrameUse use = FrameUse::used;
@@ -47,6 +61,7 @@ class LocalMotionBurst {
     MotionFrame forMotion() const { return {pyramid.get(), usable.empty() ? nullptr : usable.data()}; }
   };
 
+  int viewCount() const;
   bool prepare(const LocalMotionOptions& options, LocalMotionResult& result, const JobRunner& run);
   void fill(Frame& frame) const;
   void blur(const JobRunner& run);
@@ -58,17 +73,16 @@ class LocalMotionBurst {
   void adoptFindings();
   void reportFindings(LocalMotionResult& result) const;
   bool takeOutPlanes(const JobRunner& run);
-  bool findFaults(const LocalMotionOptions& options, const JobRunner& run, LocalMotionResult& result);
+  Faults findFaults(const LocalMotionOptions& options, const JobRunner& run, LocalMotionResult& result);
   void fillWithPrediction(Frame& frame, const std::vector<float>& residual) const;
   std::vector<std::size_t> alignedFrames() const;
 
   void findMotion(const LocalMotionOptions& options, const JobRunner& run, bool search);
-  void findMotionOf(Frame& frame, const AffineEstimation& estimation, const BlockShifts& blocks, int coarsest,
-                    double leastAgreement);
   void markTrusted(const LocalMotionOptions& options, const JobRunner& run);
   void trustOverlap();
   SolverBurst solverBurst(const LocalMotionOptions& options) const;
   NoiseReport measureNoise(std::vector<std::vector<float>>& residuals) const;
+  double deviationOfMeans(const std::vector<std::vector<float>>& residuals) const;
   void countCoverage(LocalMotionResult& result) const;
   void report(LocalMotionResult& result) const;
   void judge(LocalMotionResult& result) const;

@@ -11,7 +11,7 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr SolverEffort fitEffort{400, 8, 0.007};  // faults stand out long before the image is sharp
+constexpr SolverEffort fitEffort{400, 5, 5, 0.007};  // faults stand out long before the image is sharp
 constexpr int fitMargin = 6;
 constexpr double motionPerTile = 0.25;  // pixels by which the shift may vary across a core of the fit
 constexpr double smallestCore = 24;
@@ -123,30 +123,29 @@ void LocalMotionBurst::reportFindings(LocalMotionResult& result) const {
 }
 
 /// Fits the image without the bad pixels, decides by the residuals which pixels are bad and what the pattern is, and again
-/// where what was found had disturbed the fit. True if it had disturbed the motion, too.
-bool LocalMotionBurst::findFaults(const LocalMotionOptions& options, const JobRunner& run, LocalMotionResult& result) {
+/// where what was found had disturbed the fit.
+LocalMotionBurst::Faults LocalMotionBurst::findFaults(const LocalMotionOptions& options, const JobRunner& run,
+                                                      LocalMotionResult& result) {
   const std::vector<std::size_t> aligned = alignedFrames();
   if (aligned.size() < 2 || (!search && !options.correctPattern)) {
-    return false;
+    return {};
   }
   std::vector<AffineMotion> motions;
   for (const std::size_t k : aligned) {
     motions.push_back(frames[k].field.affine());
-    frames[k].trusted.assign(frames[k].pixels.size(), 1);
   }
   FixedPattern pattern(width, height);
   const double core = std::clamp(motionPerTile / std::max(steepestMotion(), 1e-9), smallestCore, largestCore);
-  TiledReconstruction tiles(width, height, static_cast<int>(core), fitMargin, count());
+  TiledReconstruction tiles(width, height, static_cast<int>(core), fitMargin, viewCount());
   TiledReconstruction::Residuals residuals;
   std::vector<std::size_t> changed;
   bool fitAll = true;
-  bool changedFrames = false;
-  bool disturbedMotion = false;
+  Faults faults;
   const int rounds = mostRounds(options.preset);
   for (int round = 0; round < rounds; ++round) {
     const SolverBurst burst = solverBurst(options);
     if (burst.referenceDeviation == 0) {
-      return disturbedMotion;
+      return faults;
     }
     if (fitAll) {
       tiles.fit(burst, fitEffort, run, residuals);
@@ -183,8 +182,8 @@ bool LocalMotionBurst::findFaults(const LocalMotionOptions& options, const JobRu
             [&](int k) { FixedPattern::removeFrom(frames[static_cast<std::size_t>(k)].measured.data(), step); });
       }
     }
-    changedFrames = changedFrames || fitAll || !changed.empty();
-    disturbedMotion = disturbedMotion || fitAll || disturbed;
+    faults.changedFrames = faults.changedFrames || fitAll || !changed.empty();
+    faults.disturbedMotion = faults.disturbedMotion || fitAll || disturbed;
     run(count(), [&](int k) {
       const auto i = static_cast<std::size_t>(k);
       fillWithPrediction(frames[i], residuals[i]);
@@ -196,10 +195,10 @@ bool LocalMotionBurst::findFaults(const LocalMotionOptions& options, const JobRu
   reportFindings(result);
   result.pattern = pattern.report().strength;
   result.patternAverage = pattern.average(knownPattern);
-  if (changedFrames) {
+  if (faults.changedFrames) {
     blur(run);  // masks see what candidates hid that are none
   }
-  return disturbedMotion;
+  return faults;
 }
 
 /// The prediction is a better filling than the neighbours: what is found wrongly lies on fine detail.

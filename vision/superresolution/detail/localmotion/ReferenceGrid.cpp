@@ -42,6 +42,17 @@ double ReferenceGrid::place(int row) const {
   return (row * step_ * scale_ - 0.5 * (frameHeight - 1)) / (0.5 * frameWidth);
 }
 
+void ReferenceGrid::keepInside(const char* where, std::vector<unsigned char>& inside) const {
+  for (int r = 0; r < rows_; ++r) {
+    const char* const row =
+        where + static_cast<std::ptrdiff_t>(std::min(r * step_ * scale_, frameHeight - 1)) * frameWidth;
+    for (int c = 0; c < columns_; ++c) {
+      unsigned char& use = inside[index(r) + static_cast<std::size_t>(c)];
+      use = use != 0 && row[std::min(c * step_ * scale_, frameWidth - 1)] != 0;
+    }
+  }
+}
+
 void ReferenceGrid::compare(const BlurredPyramid& frame, const AffineMotion& motion, const unsigned char* usableFrame,
                             const unsigned char* usableReference, std::vector<float>& difference,
                             std::vector<unsigned char>& inside) const {

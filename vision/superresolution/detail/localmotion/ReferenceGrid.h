@@ -34,6 +34,9 @@ class ReferenceGrid {
                const unsigned char* usableReference, std::vector<float>& difference,
                std::vector<unsigned char>& inside) const;
 
+  /// Clears `inside` where a mask of the reference's pixels, height x width, is 0.
+  void keepInside(const char* where, std::vector<unsigned char>& inside) const;
+
  private:
   std::size_t index(int row) const { return static_cast<std::size_t>(row) * static_cast<std::size_t>(columns_); }
 

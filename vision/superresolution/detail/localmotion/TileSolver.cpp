@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "vision/superresolution/detail/base/Sums.h"
 #include "vision/superresolution/detail/localmotion/LocalMotionKernels.h"
@@ -17,6 +18,7 @@ constexpr int psfTaps = 6;
 constexpr int crop = (psfTaps - 1) / 2;  // of the padded grid
 constexpr double solverEpsilon = 0.1;    // of the reference's standard deviation
 constexpr double largestEpsilon = 0.9;
+constexpr int fewestMasked = 16;        // pixels that are worth another solve
 constexpr double weakestTile = 1. / 9;  // of the reference's standard deviation, in the weight of the smoothing
 
 std::unique_ptr<TvSolver<char>> makeSolver(int width, int height, int frameCount) {
@@ -24,6 +26,7 @@ std::unique_ptr<TvSolver<char>> makeSolver(int width, int height, int frameCount
   TvSolver<char>::Setup setup;
   setup.dataTerm = std::make_unique<FusedDataTerm>(size);
   setup.placement = PsfPlacement::movedGaussian;
+  setup.normalisedStart = true;
   return std::make_unique<TvSolver<char>>(size, std::move(setup));
 }
 
@@ -41,7 +44,11 @@ TileSolver::TileSolver(int width, int height, int frameCount)
       result(new float[4 * tileSize]()),
       padded(new float[static_cast<std::size_t>(2 * width + psfTaps - 1) *
                        static_cast<std::size_t>(2 * height + psfTaps - 1)]()),
-      prediction(new float[tileSize]()) {
+      prediction(new float[tileSize]()),
+      box(width),
+      own(tileSize),
+      slopes(tileSize),
+      misfits(tileSize) {
   const auto count = static_cast<std::size_t>(frameCount);
   frames.reserve(count);
   masks.reserve(count);
@@ -55,27 +62,10 @@ TileSolver::Outcome TileSolver::solve(const SolverBurst& burst, const SolverEffo
   tileLeft = left;
   tileTop = top;
   isPadded = false;
-  frames.clear();
-  masks.clear();
-  fractions.clear();
-  parts.clear();
-  int normaliser = 0;
-  for (std::size_t k = 0; k < burst.frames.size(); ++k) {
-    const int slot = static_cast<int>(frames.size());
-    if (!gather(burst, k, left, top, slot)) {
-      continue;
-    }
-    if (static_cast<int>(k) == burst.reference) {
-      normaliser = slot;
-    }
-    frames.push_back(frameMemory.get() + tileSize * static_cast<std::size_t>(slot));
-    masks.push_back(maskMemory.get() + tileSize * static_cast<std::size_t>(slot));
-    fractions.push_back(parts[k].fraction);
-  }
   Outcome outcome;
+  gatherAll(burst);
   const auto count = static_cast<int>(frames.size());
-  const auto sigma = static_cast<float>(burst.psfSigma);
-
+  int normaliser = std::max(referenceSlot, 0);
   double deviation = count > 0 ? deviationOf(frames[static_cast<std::size_t>(normaliser)]) : 0;
   for (int k = 0; k < count && !(deviation > 0); ++k) {
     normaliser = k;
@@ -88,30 +78,135 @@ TileSolver::Outcome TileSolver::solve(const SolverBurst& burst, const SolverEffo
   }
   // The solver works in units of the tile's own deviation: weight and epsilon follow, so that all tiles smooth alike.
   const double share = std::max(deviation / burst.referenceDeviation, weakestTile);
-  minimization->psfs.setSigma(sigma);
+  minimization->psfs.setSigma(static_cast<float>(burst.psfSigma));
   minimization->setWeightTV(static_cast<float>(effort.weightTV * share));
   minimization->setEpsilon(static_cast<float>(std::min(largestEpsilon, solverEpsilon / share)));
   minimization->maxIter = effort.iterations;
+  minimization->passIterations = effort.passIterations;
   minimization->relRes = static_cast<float>(effort.relativeResidue);
-  outcome.iterations =
-      minimization->minimize(count, normaliser, frames.data(), fractions.data(), masks.data(), result.get());
+  const auto minimize = [&] {
+    isPadded = false;
+    outcome.iterations +=
+        minimization->minimize(count, normaliser, frames.data(), fractions.data(), masks.data(), result.get());
+  };
+  minimize();
+  maskedMore = false;
+  if (effort.smoothedNoise > 0 && referenceSlot >= 0 && count > 1) {
+    gatherAll(burst);
+    if (maskMisaligned(burst, effort.smoothedNoise) >= fewestMasked) {
+      maskedMore = true;
+      minimize();
+    }
+  }
   return outcome;
 }
 
-/// Frame k's shift in the tile, in whole pixels and the rest.
-TileSolver::Part TileSolver::partOf(const SolverBurst& burst, std::size_t k, int left, int top) const {
-  AffineMotion::Shift shift{0, 0};
-  if (static_cast<int>(k) != burst.reference) {
-    shift = burst.frames[k].field->shiftAt(left + 0.5 * (tileWidth - 1), top + 0.5 * (tileHeight - 1));
+void TileSolver::gatherAll(const SolverBurst& burst) {
+  frames.clear();
+  masks.clear();
+  fractions.clear();
+  parts.clear();
+  referenceSlot = -1;
+  for (std::size_t k = 0; k < burst.frames.size(); ++k) {
+    if (gather(burst, burst.frames[k], tileLeft, tileTop) && static_cast<int>(k) == burst.reference) {
+      referenceSlot = static_cast<int>(frames.size()) - 1;
+    }
   }
-  Part part{static_cast<int>(std::floor(shift.x + 0.5)), static_cast<int>(std::floor(shift.y + 0.5)), {}, false};
+  for (const SolverFrame& frame : burst.others) {
+    gather(burst, frame, tileLeft, tileTop);
+  }
+}
+
+/// What the present result predicts for a frame with this fraction of a pixel, into `prediction`.
+void TileSolver::predict(const SolverBurst& burst, const cv::Point2f& fraction) {
+  padResult();
+  psf.setSigma(static_cast<float>(burst.psfSigma));
+  psf.moveTo(1, &fraction);
+  convolution.validCorrToSparse(padded.get(), psf.x(0), psf.y(0), prediction.get());
+}
+
+/// Masks where a frame's residual differs from the reference's by more than a small misalignment and the noise explain:
+///
+///     box5(box3(e_k - e_ref)^2) > d^2 box5(g^2) + c s^2
+///
+/// with d the misalignment, g the gradient of what is predicted for the reference, s the noise. What both frames have
+/// alike, such as the error of a wrong PSF, cancels. The blurred frames, by which the masks were made at first, do not show
+/// what is wrong with details. Returns how many pixels were masked.
+int TileSolver::maskMisaligned(const SolverBurst& burst, double smoothedNoise) {
+  constexpr int smoothing = 1, radius = 2;
+  constexpr double misalignment = 0.1;  // low-resolution pixels
+  constexpr double noiseFactor = 12;    // the variance of a difference is 2 s^2
+  const auto scale = static_cast<float>(misalignment * misalignment);
+  const auto allowed = static_cast<float>(noiseFactor * smoothedNoise * smoothedNoise);
+  const auto ref = static_cast<std::size_t>(referenceSlot);
+  predict(burst, fractions[ref]);
+  for (int y = 0; y < tileHeight; ++y) {
+    const float* const row = prediction.get() + static_cast<std::ptrdiff_t>(y) * tileWidth;
+    const float* const above = y > 0 ? row - tileWidth : row;
+    const float* const below = y + 1 < tileHeight ? row + tileWidth : row;
+    const std::size_t line = static_cast<std::size_t>(y) * static_cast<std::size_t>(tileWidth);
+    for (int x = 0; x < tileWidth; ++x) {
+      const float gx = 0.5f * (row[std::min(x + 1, tileWidth - 1)] - row[std::max(x - 1, 0)]);
+      const float gy = 0.5f * (below[x] - above[x]);
+      slopes[line + static_cast<std::size_t>(x)] = gx * gx + gy * gy;
+    }
+  }
+  std::transform(frames[ref], frames[ref] + tileSize, prediction.get(), own.begin(), std::minus<>());
+  box.apply(slopes.data(), tileHeight, radius, slopes.data());
+  int masked = 0;
+  for (std::size_t k = 0; k < frames.size(); ++k) {
+    if (k == ref) {
+      continue;
+    }
+    predict(burst, fractions[k]);
+    for (std::size_t i = 0; i < tileSize; ++i) {
+      misfits[i] = masks[k][i] != 0 && masks[ref][i] != 0 ? frames[k][i] - prediction[i] - own[i] : 0.0f;
+    }
+    box.apply(misfits.data(), tileHeight, smoothing, misfits.data());
+    std::transform(misfits.begin(), misfits.end(), misfits.begin(), [](float d) { return d * d; });
+    box.apply(misfits.data(), tileHeight, radius, misfits.data());
+    for (std::size_t i = 0; i < tileSize; ++i) {
+      if (masks[k][i] != 0 && misfits[i] > scale * slopes[i] + allowed) {
+        masks[k][i] = 0;
+        ++masked;
+      }
+    }
+  }
+  return masked;
+}
+
+void TileSolver::writeKept(const SolverBurst& burst, int x0, int x1, int y0, int y1) const {
+  if (!maskedMore) {
+    return;
+  }
+  for (std::size_t k = 0; k < parts.size(); ++k) {
+    const std::size_t count = burst.frames.size();
+    char* const kept = k < count ? burst.frames[k].kept : burst.others[k - count].kept;
+    if (parts[k].slot < 0 || kept == nullptr) {
+      continue;
+    }
+    const char* const mask = masks[static_cast<std::size_t>(parts[k].slot)];
+    for (int y = y0; y < y1; ++y) {
+      const char* const row = mask + static_cast<std::ptrdiff_t>(y - tileTop) * tileWidth - tileLeft;
+      std::copy(row + x0, row + x1, kept + static_cast<std::ptrdiff_t>(y) * burst.width + x0);
+    }
+  }
+}
+
+/// A frame's shift in the tile, in whole pixels and the rest.
+TileSolver::Part TileSolver::partOf(const SolverBurst& burst, const SolverFrame& frame, int left, int top) const {
+  AffineMotion::Shift shift{0, 0};
+  if (&frame != &burst.frames[static_cast<std::size_t>(burst.reference)]) {
+    shift = frame.field->shiftAt(left + 0.5 * (tileWidth - 1), top + 0.5 * (tileHeight - 1));
+  }
+  Part part{static_cast<int>(std::floor(shift.x + 0.5)), static_cast<int>(std::floor(shift.y + 0.5)), {}, -1};
   part.fraction = {static_cast<float>(shift.x - part.wholeX), static_cast<float>(shift.y - part.wholeY)};
   return part;
 }
 
 bool TileSolver::reads(const SolverBurst& burst, const std::vector<std::size_t>& pixels, int left, int top) const {
-  for (std::size_t k = 0; k < burst.frames.size(); ++k) {
-    const Part part = partOf(burst, k, left, top);
+  for (const SolverFrame& frame : burst.frames) {
+    const Part part = partOf(burst, frame, left, top);
     for (int y = std::max(0, top + part.wholeY); y < std::min(burst.height, top + part.wholeY + tileHeight); ++y) {
       const int from = std::clamp(left + part.wholeX, 0, burst.width);
       const int to = std::clamp(left + part.wholeX + tileWidth, from, burst.width);
@@ -125,12 +220,12 @@ bool TileSolver::reads(const SolverBurst& burst, const std::vector<std::size_t>&
   return false;
 }
 
-/// Copies frame k's window at its whole-pixel shift; false if none of its pixels counts.
-bool TileSolver::gather(const SolverBurst& burst, std::size_t k, int left, int top, int slot) {
-  const SolverFrame& frame = burst.frames[k];
-  Part part = partOf(burst, k, left, top);
-  float* const pixels = frameMemory.get() + tileSize * static_cast<std::size_t>(slot);
-  char* const mask = maskMemory.get() + tileSize * static_cast<std::size_t>(slot);
+/// Copies a frame's window at its whole-pixel shift. It takes part if some of its pixels counts.
+bool TileSolver::gather(const SolverBurst& burst, const SolverFrame& frame, int left, int top) {
+  Part part = partOf(burst, frame, left, top);
+  const std::size_t slot = frames.size();
+  float* const pixels = frameMemory.get() + tileSize * slot;
+  char* const mask = maskMemory.get() + tileSize * slot;
   int counting = 0;
   for (int y = 0; y < tileHeight; ++y) {
     const int v = top + y + part.wholeY;
@@ -153,9 +248,14 @@ bool TileSolver::gather(const SolverBurst& burst, std::size_t k, int left, int t
     const char* const trusted = frame.trusted + static_cast<std::ptrdiff_t>(top + y) * burst.width + left;
     counting += localMotionKernels().joinMasks(frame.good + line + u0 + from, trusted + from, to - from, use + from);
   }
-  part.takesPart = counting > 0;
+  part.slot = counting > 0 ? static_cast<int>(slot) : -1;
   parts.push_back(part);
-  return part.takesPart;
+  if (part.slot >= 0) {
+    frames.push_back(pixels);
+    masks.push_back(mask);
+    fractions.push_back(part.fraction);
+  }
+  return part.slot >= 0;
 }
 
 double TileSolver::deviationOf(const float* pixels) const {
@@ -188,23 +288,34 @@ void TileSolver::padResult() {
 }
 
 void TileSolver::subtractPrediction(const SolverBurst& burst, int k, int x0, int x1, int y0, int y1, float* residual) {
-  const Part& part = parts[static_cast<std::size_t>(k)];
-  padResult();
-  psf.setSigma(static_cast<float>(burst.psfSigma));
-  psf.moveTo(1, &part.fraction);
-  convolution.validCorrToSparse(padded.get(), psf.x(0), psf.y(0), prediction.get());
+  const auto place = static_cast<std::size_t>(k);
+  subtractPrediction(burst, burst.frames[place], parts[place], x0, x1, y0, y1, residual);
+  for (std::size_t i = 0; i < burst.others.size(); ++i) {
+    if (burst.owners[i] == k) {
+      subtractPrediction(burst, burst.others[i], parts[burst.frames.size() + i], x0, x1, y0, y1, residual);
+    }
+  }
+}
 
-  const float* const measured = burst.frames[static_cast<std::size_t>(k)].measured;
+void TileSolver::subtractPrediction(const SolverBurst& burst, const SolverFrame& frame, const Part& part, int x0,
+                                    int x1, int y0, int y1, float* residual) {
+  if (frame.trusted == nullptr) {
+    return;
+  }
+  predict(burst, part.fraction);
   for (int y = y0; y < y1; ++y) {
     const int v = y + part.wholeY;
     if (v < 0 || v >= burst.height) {
       continue;
     }
     const float* const row = prediction.get() + static_cast<std::ptrdiff_t>(y - tileTop) * tileWidth - tileLeft;
+    const char* const trusted = frame.trusted + static_cast<std::ptrdiff_t>(y) * burst.width;
     const std::ptrdiff_t line = static_cast<std::ptrdiff_t>(v) * burst.width + part.wholeX;
     const int from = std::max(x0, -part.wholeX), to = std::min(x1, burst.width - part.wholeX);
     for (int x = from; x < to; ++x) {
-      residual[line + x] = measured[line + x] - row[x];
+      if (trusted[x] != 0) {
+        residual[line + x] = frame.measured[line + x] - row[x];
+      }
     }
   }
 }

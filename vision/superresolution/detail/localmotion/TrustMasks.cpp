@@ -4,7 +4,6 @@
 
 #include "vision/superresolution/detail/base/BoxFilter.h"
 #include "vision/superresolution/detail/localmotion/LocalMotionKernels.h"
-#include "vision/superresolution/detail/localmotion/RobustStatistics.h"
 
 namespace movra::vision::detail {
 
@@ -42,51 +41,16 @@ TrustMasks::TrustMasks(const MotionFrame& givenReference, double givenNoise)
   BoxFilter(width).apply(gradients.data(), height, boxRadius, gradients.data());
 }
 
-void TrustMasks::mark(const MotionFrame& frame, const MotionField& field, double misalignment,
-                      std::vector<char>& trusted) const {
-  const PaddedImage& image = frame.pyramid->level(0).coefficients;
-  const PaddedImage& values = reference.pyramid->level(0).values;
-  const std::vector<int> breaks = field.breaks();
-  std::vector<float> difference(gradients.size());
-  trusted.assign(gradients.size(), 0);
-  std::vector<float> sample;
-  for (int y = 0; y < height; ++y) {
-    float* const d = difference.data() + static_cast<std::ptrdiff_t>(y) * width;
-    char* const inside = trusted.data() + static_cast<std::ptrdiff_t>(y) * width;
-    for (std::size_t i = 0; i + 1 < breaks.size(); ++i) {
-      const int from = breaks[i], count = breaks[i + 1] - from;
-      if (count <= 0) {
-        continue;
-      }
-      const AffineMotion::Shift a = field.shiftAt(from, y), b = field.shiftAt(from + count, y);
-      const float u = static_cast<float>(from + a.x), v = static_cast<float>(y + a.y);
-      const float du = static_cast<float>(1 + (b.x - a.x) / count), dv = static_cast<float>((b.y - a.y) / count);
-      localMotionKernels().sampleLine(image.row(0), image.stride(), width, height, u, v, du, dv, count, d + from);
-      for (int k = 0; k < count; ++k) {
-        const float x = u + static_cast<float>(k) * du, z = v + static_cast<float>(k) * dv;
-        inside[from + k] =
-            x >= 0 && x <= static_cast<float>(width - 1) && z >= 0 && z <= static_cast<float>(height - 1);
-      }
-    }
-    const float* const r = values.row(y);
-    for (int x = 0; x < width; ++x) {
-      d[x] -= r[x];
-      if (inside[x] != 0 && (x + y) % 4 == 0) {
-        sample.push_back(d[x]);
-      }
-    }
-  }
-  const RobustSpread spread = robustSpread(sample);
-  for (std::size_t i = 0; i < difference.size(); ++i) {
-    const float d = trusted[i] != 0 ? difference[i] - spread.median : 0.0f;
-    difference[i] = d * d;
-  }
-  BoxFilter(width).apply(difference.data(), height, boxRadius, difference.data());
-  const double deviation = std::min(static_cast<double>(spread.deviation), largestShare * noise);
+void TrustMasks::mark(const MotionFrame& frame, const std::vector<MotionLayer>& layers, double misalignment) const {
+  const LayerSplit split = splitIntoLayers(reference, frame, layers);
+  const double deviation = std::min(static_cast<double>(split.deviation), largestShare * noise);
   const float scale = static_cast<float>(misalignment * misalignment);
   const float allowed = static_cast<float>(noiseLimit * noiseLimit * deviation * deviation);
-  for (std::size_t i = 0; i < difference.size(); ++i) {
-    trusted[i] = trusted[i] != 0 && difference[i] <= scale * gradients[i] + allowed;
+  for (const MotionLayer& layer : layers) {
+    std::vector<char>& trusted = *layer.where;
+    for (std::size_t i = 0; i < trusted.size(); ++i) {
+      trusted[i] = trusted[i] != 0 && split.mismatch[i] <= scale * gradients[i] + allowed;
+    }
   }
 }
 

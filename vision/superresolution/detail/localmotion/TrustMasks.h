@@ -2,8 +2,7 @@
 
 #include <vector>
 
-#include "vision/superresolution/detail/localmotion/AffineEstimation.h"
-#include "vision/superresolution/detail/localmotion/MotionField.h"
+#include "vision/superresolution/detail/localmotion/LayerSplit.h"
 
 namespace movra::vision::detail {
 
@@ -12,16 +11,16 @@ namespace movra::vision::detail {
 ///
 ///     box7(D^2) < d^2 box7(max5(g^2)) + 9 s^2
 ///
-/// with D the difference (its median taken out), g the gradient of the blurred reference, max5 the largest in 5 x 5 pixels,
+/// with D the difference (see LayerSplit.h), g the gradient of the blurred reference, max5 the largest in 5 x 5 pixels,
 /// box7 the mean over 7 x 7, d the misalignment in pixels and s the noise of D, but no more than a quarter of a frame's.
 class TrustMasks {
  public:
   /// @param noise standard deviation of a pixel of a frame
   TrustMasks(const MotionFrame& reference, double noise);
 
-  /// Writes height x width bytes, 1 where the frame is trusted.
+  /// Marks where the frame is trusted to move as each of the layers says: each pixel in one of them at the most.
   /// @param misalignment d, low-resolution pixels
-  void mark(const MotionFrame& frame, const MotionField& field, double misalignment, std::vector<char>& trusted) const;
+  void mark(const MotionFrame& frame, const std::vector<MotionLayer>& layers, double misalignment) const;
 
  private:
   MotionFrame reference;

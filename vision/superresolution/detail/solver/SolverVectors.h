@@ -33,6 +33,7 @@ class SolverVectors {
   }
 
   void startAtRhs() { estimateNow = rhs(); }
+  float* startElsewhere() { return estimateNow = estimateArrays[0].get(); }  // to be written
   void startAlongResidual() { directionIsResidual = true; }
 
   /// Where the next estimate goes: another array while the present one is in use as `frozen` or is the right-hand side.

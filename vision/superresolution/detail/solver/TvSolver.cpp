@@ -19,7 +19,12 @@ TvSolver<Mask>::TvSolver(const ReconstructionSize& size_, Setup setup)
       dataTerm(std::move(setup.dataTerm)),
       tvTerm(size.paddedWidth, size.paddedHeight),
       vectors(static_cast<std::size_t>(size.paddedPixels()), setup.slack),
-      steppedUpTo(size.paddedPixels()) {}
+      steppedUpTo(size.paddedPixels()) {
+  if (setup.normalisedStart) {
+    ones.assign(static_cast<std::size_t>(size.framePixels()), 1.0f);
+    onesFrames.assign(static_cast<std::size_t>(size.frameCount), ones.data());
+  }
+}
 
 template <class Mask>
 void TvSolver<Mask>::setWeightTV(float weight) {
@@ -61,7 +66,8 @@ int TvSolver<Mask>::minimize(int count, int refIndex, float** frames, const cv::
 
   int total = 0;
   for (int pass = 0; pass < maxIter; ++pass) {
-    const int made = solve(maxIter - total);
+    const int left = maxIter - total;
+    const int made = solve(passIterations > 0 ? std::min(passIterations, left) : left);
     total += made;
     if (made == 0) {
       break;
@@ -101,8 +107,25 @@ void TvSolver<Mask>::backProject(float** frames) {
     solverKernels().addSquares(vectors.rhs(), band.begin * size.paddedWidth, band.end * size.paddedWidth, sums);
   }
   invRhsNorm2 = static_cast<float>(1.0 / combineSums(sums));
-  vectors.startAtRhs();
   steppedUpTo = size.paddedPixels();
+  if (onesFrames.empty()) {
+    vectors.startAtRhs();
+  } else {
+    normaliseStart();
+  }
+}
+
+template <class Mask>
+void TvSolver<Mask>::normaliseStart() {
+  constexpr float leastWeight = 0.05f;  // of a pixel that hardly a frame has seen
+  float* const weights = vectors.directionImage();
+  for (int i = 0; i < dataTerm->bandCount(); ++i) {
+    dataTerm->backProject(i, onesFrames.data(), weights);
+  }
+  float* const x = vectors.startElsewhere();
+  for (int i = 0; i < size.paddedPixels(); ++i) {
+    x[i] = vectors.rhs()[i] / std::max(weights[i], leastWeight);
+  }
 }
 
 template <class Mask>

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <vector>
 
 #include <opencv2/core.hpp>
 
@@ -23,12 +24,16 @@ class TvSolver {
     std::unique_ptr<DataTerm<Mask>> dataTerm;
     PsfPlacement placement = PsfPlacement::evenTaps;
     std::size_t slack = 0;  // floats after each image that vector loads of the data term may touch
+    /// Whether the first estimate is the back-projection over that of ones, which has the scene's level wherever frames
+    /// are masked, instead of the back-projection itself.
+    bool normalisedStart = false;
   };
 
   TvSolver(const ReconstructionSize& size, Setup setup);
 
   float relRes = 0;
   int maxIter = 0;
+  int passIterations = 0;  // most of them before the edge weights are made anew; 0: as many as there are
   FramePsfs psfs;
 
   float getWeightTV() const { return weightTV; }
@@ -47,6 +52,7 @@ class TvSolver {
   void requireCount(int count) const;
   void useFrames(int count, Mask** masks);
   void backProject(float** frames);
+  void normaliseStart();
   int solve(int maxIterations);
   bool iterate();
   float multiplyDirection();
@@ -60,6 +66,8 @@ class TvSolver {
   std::unique_ptr<DataTerm<Mask>> dataTerm;
   TvTerm tvTerm;
   SolverVectors vectors;
+  std::vector<float> ones;  // a frame of ones, and a pointer to it per frame, for a normalised start
+  std::vector<float*> onesFrames;
   float weightTV = 0;
   float tvCoefficient = 0;  // -1 / weightTV
   float epsilon = 0;
