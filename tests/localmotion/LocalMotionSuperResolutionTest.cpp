@@ -75,7 +75,7 @@ TEST(LocalMotionSuperResolution, FindsRollAndGainsByItsTiles) {
   const struct {
     double degrees;
     double gain;  // over bicubic enlargement, dB
-  } cases[] = {{0, 4.2}, {0.5, 3.3}, {1.5, 2.4}};
+  } cases[] = {{0, 5.8}, {0.5, 4.4}, {1.5, 2.9}};
   for (const auto& [degrees, least] : cases) {
     SCOPED_TRACE(degrees);
     const SyntheticBurst burst = rolledBurst(degrees);
@@ -114,7 +114,7 @@ TEST(LocalMotionSuperResolution, FollowsTwoDepths) {
     }
     EXPECT_GT(result.frames[k].localMotion, 0.03);
   }
-  EXPECT_GT(gainOverBicubic(imageOf(result), burst, 0), 2.4);
+  EXPECT_GT(gainOverBicubic(imageOf(result), burst, 0), 3.0);
 }
 
 TEST(LocalMotionSuperResolution, GainsWhereEveryBlockSeesTwoDepths) {
@@ -133,7 +133,7 @@ TEST(LocalMotionSuperResolution, GainsWhereEveryBlockSeesTwoDepths) {
   const auto gainOf = [&](const SyntheticBurst& frames) {
     return gainOverBicubic(imageOf(reconstruct(frames)), burst, 0);
   };
-  EXPECT_GT(gainOf(burst), gainOf(alone) + 1.5);
+  EXPECT_GT(gainOf(burst), gainOf(alone) + 1.9);
 }
 
 TEST(LocalMotionSuperResolution, LeavesNoGhostOfSlowMover) {
@@ -160,7 +160,7 @@ TEST(LocalMotionSuperResolution, LeavesNoGhostOfSlowMover) {
   };
   SyntheticBurst alone = burst;
   alone.frames.resize(1);
-  EXPECT_LT(errorAround(imageOf(reconstruct(burst))), 1.02 * errorAround(imageOf(reconstruct(alone))));
+  EXPECT_LT(errorAround(imageOf(reconstruct(burst))), 0.96 * errorAround(imageOf(reconstruct(alone))));
 }
 
 TEST(LocalMotionSuperResolution, HasTheSameBitsForAnyThreadsAndInstructions) {

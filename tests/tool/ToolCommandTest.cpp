@@ -75,6 +75,9 @@ TEST_F(ToolCommand, EnginesAndCInterfaceGiveTheSameImage) {
   EXPECT_TRUE(sameBits(imageOf("production.tiff"), byDefault));
   ASSERT_EQ(run("reconstruct --motion global burst -o camera.tiff --camera 'm07 FOV 25'").code, 0);
   EXPECT_TRUE(sameBits(imageOf("camera.tiff"), byCamera));
+  ASSERT_EQ(run("reconstruct burst -o table.tiff --camera 'm04 FOV 20'").code, 0);
+  ASSERT_EQ(run("reconstruct burst -o area.tiff --psf-sigma 0.57735").code, 0);
+  EXPECT_LT(difference("table.tiff", "area.tiff"), 1e-4);
 }
 
 TEST_F(ToolCommand, PhaseCorrelationAndReferenceEngineServeTheSameBurst) {

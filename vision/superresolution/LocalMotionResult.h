@@ -40,8 +40,9 @@ MOVRA_SUPERRESOLUTION_API const char* toString(FrameUse use);
 /// What is known of one frame.
 struct LocalMotionFrame {
   FrameUse use = FrameUse::used;
-  AffineMotion motion;     ///< against the reference
-  double agreement = 1;    ///< share of its blocks within 0.25 pixels of that motion, 0 ... 1
+  AffineMotion motion;   ///< against the reference
+  double agreement = 1;  ///< share of its blocks within 0.25 pixels of that motion, or of another one that it shows as
+                         ///< well, such as that of something near, 0 ... 1
   double localMotion = 0;  ///< standard deviation of the local shifts about that
                            ///< motion, low-resolution pixels
   double offset = 0;       ///< level minus the reference's that was taken out, in the

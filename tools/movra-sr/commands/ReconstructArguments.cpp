@@ -151,8 +151,8 @@ void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
   addChoice<Preset>(
       command, "--preset", {{"fast", Preset::fast}, {"standard", Preset::standard}, {"best", Preset::best}},
       [&](Preset preset) { options.preset = preset; },
-      "fast: about two thirds of the time, coarser tiles; standard; best: the sharpest of clean frames, about twice "
-      "the time",
+      "fast: three quarters of the time, coarser tiles; standard; best: the sharpest of clean frames, up to "
+      "twice the time",
       "standard", choice);
   command.add_option("--threads", options.threads, "Threads; the image is the same for any number [all processors]")
       ->check(CLI::Range(1, 1024))
@@ -165,6 +165,7 @@ void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
                 options.listCameras = text == "list";
                 if (!options.listCameras) {
                   parameters.psfSigma = psfSigmaOf(text);
+                  parameters.isPsfOfTable = true;
                 }
               },
               "Camera and lens, such as \"m07 FOV 15\"; sets the PSF width; \"list\" names those that are known")

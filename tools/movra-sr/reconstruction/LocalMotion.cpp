@@ -14,6 +14,8 @@ namespace movra::tool {
 
 namespace {
 
+constexpr double blurOfPixelArea = 0.57735;  // a box of two high-resolution pixels
+
 vision::LocalMotionOptions optionsFrom(const Parameters& parameters, JobPool& pool) {
   vision::LocalMotionOptions options;
   options.preset = parameters.preset == Preset::fast   ? vision::LocalMotionPreset::fast
@@ -36,6 +38,10 @@ vision::LocalMotionOptions optionsFrom(const Parameters& parameters, JobPool& po
     }
   };
   setDouble(options.psfSigma, parameters.psfSigma);
+  if (parameters.isPsfOfTable) {
+    // The table's smaller widths say that the optics blur nothing; the engines' taps cover the pixel's area all the same.
+    options.psfSigma = std::max(options.psfSigma, blurOfPixelArea);
+  }
   setDouble(options.weightTV, parameters.weightTV);
   setDouble(options.relativeResidue, parameters.relativeResidue);
   set(options.iterations, parameters.iterations);

@@ -31,6 +31,7 @@ struct Parameters {
   int referenceSlot = 0;  ///< in the window, oldest first; or bestReference, with local motion
   bool counts = false;    ///< frames hold raw sensor values, not temperatures
   std::optional<float> psfSigma;
+  bool isPsfOfTable = false;  ///< psfSigma is that of a known camera
   std::optional<float> weightTV;
   std::optional<int> iterations;
   std::optional<float> relativeResidue;
