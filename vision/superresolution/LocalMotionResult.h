@@ -81,7 +81,8 @@ struct LocalMotionResult {
   cv::Mat_<float> image;
 
   /// height x width: number of frames, the reference included, whose pixel nearest to this place of the reference takes
-  /// part. 0: nothing is known here but the surroundings. Where it equals usedFrames, all frames have seen the place.
+  /// part. 0: nothing is known here but the surroundings. Where it equals usedFrames, all frames have seen the place. What
+  /// the solver masks after a look at its image is not taken off.
   cv::Mat_<unsigned short> coverage;
 
   int reference = 0;

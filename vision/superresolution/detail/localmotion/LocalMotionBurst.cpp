@@ -137,12 +137,6 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
     markTrusted(options, run);
   }
   lap(result.seconds.masks);
-  for (Frame& frame : frames) {
-    frame.kept = frame.trusted;
-    for (Layer& other : frame.others) {
-      other.kept = other.trusted;
-    }
-  }
   SolverBurst burst = solverBurst(options);
   result.weightTV = options.weightTV;
   result.psfSigma = burst.psfSigma;
@@ -171,15 +165,6 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
   lap(result.seconds.sensor);
   if (!goOn(0.5)) {
     return cancelled();
-  }
-  // What the solver keeps is what coverage counts.
-  for (std::size_t k = 0; k < frames.size(); ++k) {
-    burst.frames[k].kept = frames[k].kept.data();
-    for (std::size_t i = 0; i < burst.others.size(); ++i) {
-      if (burst.owners[i] == static_cast<int>(k)) {
-        burst.others[i].kept = frames[k].others.front().kept.data();
-      }
-    }
   }
   const auto outcome = tiles.solve(
       burst, {result.weightTV, effort.iterations, effort.passIterations, effort.residue, smoothedNoise}, run,
@@ -314,7 +299,7 @@ void LocalMotionBurst::findMotion(const LocalMotionOptions& options, const JobRu
     FrameMotion found = motionSearch.find(frame.forMotion(), start, search);
     frame.field = std::move(found.field);
     for (MotionField& field : found.others) {
-      frame.others.push_back({std::move(field), {}, {}});
+      frame.others.push_back({std::move(field), {}});
     }
     frame.agreement = found.agreement;
     frame.use = frame.agreement < options.leastAgreement ? FrameUse::fewAgreeing : FrameUse::used;
@@ -382,7 +367,7 @@ SolverBurst LocalMotionBurst::solverBurst(const LocalMotionOptions& options) con
   for (const Frame& frame : frames) {
     const bool used = frame.use == FrameUse::used;
     burst.frames.push_back({frame.pixels.data(), frame.measured.data(), frame.good.data(),
-                            used ? frame.trusted.data() : nullptr, nullptr, &frame.field});
+                            used ? frame.trusted.data() : nullptr, &frame.field});
     for (const Layer& other : frame.others) {
       if (used && !other.trusted.empty()) {
         burst.others.push_back(burst.frames.back());
@@ -505,12 +490,12 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
     if (frame.use == FrameUse::used && !frame.trusted.empty()) {
       ++result.usedFrames;
       double backed = 0;
-      const auto countLayer = [&](const MotionField& motion, const std::vector<char>& kept) {
+      const auto countLayer = [&](const MotionField& motion, const std::vector<char>& trusted) {
         for (int y = 0; y < height; ++y) {
           for (int x = 0; x < width; ++x) {
             const std::size_t i =
                 static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
-            if (kept[i] == 0) {
+            if (trusted[i] == 0) {
               continue;
             }
             const auto s = static_cast<int>(k) == reference ? AffineMotion::Shift{0, 0} : motion.shiftAt(x, y);
@@ -524,9 +509,9 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
           }
         }
       };
-      countLayer(frame.field, frame.kept);
+      countLayer(frame.field, frame.trusted);
       for (const Layer& other : frame.others) {
-        countLayer(other.field, other.kept);
+        countLayer(other.field, other.trusted);
       }
       told.coverage = backed / (static_cast<double>(width) * height);
     }

@@ -34,7 +34,6 @@ class LocalMotionBurst {
   struct Layer {
     MotionField field;
     std::vector<char> trusted;
-    std::vector<char> kept;  // the same after the solver has looked at it
   };
 
   /// What the search for faults has changed.
@@ -50,7 +49,6 @@ class LocalMotionBurst {
     std::vector<char> good;
     std::vector<unsigned char> usable;
     std::vector<char> trusted;
-    std::vector<char> kept;
     std::unique_ptr<BlurredPyramid> pyramid;
     MotionField field;
     std::vector<Layer> others;

@@ -90,11 +90,9 @@ TileSolver::Outcome TileSolver::solve(const SolverBurst& burst, const SolverEffo
         minimization->minimize(count, normaliser, frames.data(), fractions.data(), masks.data(), result.get());
   };
   minimize();
-  maskedMore = false;
   if (effort.smoothedNoise > 0 && referenceSlot >= 0 && count > 1) {
     gatherAll(burst);
     if (maskMisaligned(burst, effort.smoothedNoise) >= fewestMasked) {
-      maskedMore = true;
       minimize();
     }
   }
@@ -173,24 +171,6 @@ int TileSolver::maskMisaligned(const SolverBurst& burst, double smoothedNoise) {
     }
   }
   return masked;
-}
-
-void TileSolver::writeKept(const SolverBurst& burst, int x0, int x1, int y0, int y1) const {
-  if (!maskedMore) {
-    return;
-  }
-  for (std::size_t k = 0; k < parts.size(); ++k) {
-    const std::size_t count = burst.frames.size();
-    char* const kept = k < count ? burst.frames[k].kept : burst.others[k - count].kept;
-    if (parts[k].slot < 0 || kept == nullptr) {
-      continue;
-    }
-    const char* const mask = masks[static_cast<std::size_t>(parts[k].slot)];
-    for (int y = y0; y < y1; ++y) {
-      const char* const row = mask + static_cast<std::ptrdiff_t>(y - tileTop) * tileWidth - tileLeft;
-      std::copy(row + x0, row + x1, kept + static_cast<std::ptrdiff_t>(y) * burst.width + x0);
-    }
-  }
 }
 
 /// A frame's shift in the tile, in whole pixels and the rest.

@@ -23,7 +23,6 @@ struct SolverFrame {
                              // must not count
   const char* trusted;       // height x width on the reference's grid, 0 where the
                              // motion is not right; null: nowhere
-  char* kept;                // null, or as `trusted`: written 0 where the solver, too, found the motion not right
   const MotionField* field;  // against the reference
 };
 
@@ -68,9 +67,6 @@ class TileSolver {
 
   /// The last tile, 2 tileHeight x 2 tileWidth.
   const float* image() const { return result.get(); }
-
-  /// Tells `kept` of the frames about the last tile, for its columns [x0, x1) and rows [y0, y1) of the reference.
-  void writeKept(const SolverBurst& burst, int x0, int x1, int y0, int y1) const;
 
   /// Whether the tile at (left, top) reads one of these pixels (ascending, on the frames' grids) of any frame.
   bool reads(const SolverBurst& burst, const std::vector<std::size_t>& pixels, int left, int top) const;
@@ -118,7 +114,6 @@ class TileSolver {
   int tileLeft = 0;
   int tileTop = 0;
   int referenceSlot = -1;
-  bool maskedMore = false;     // than the frames' masks
   BoxFilter box;               // for the look at the residuals, here and below; tileHeight x tileWidth
   std::vector<float> own;      // residual of the reference
   std::vector<float> slopes;   // mean squared gradient of what is predicted for it

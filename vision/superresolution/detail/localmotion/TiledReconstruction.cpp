@@ -67,7 +67,6 @@ TiledReconstruction::Outcome TiledReconstruction::solve(const SolverBurst& burst
   image.create(2 * height, 2 * width);
   image.setTo(0);
   const auto addTile = [&](TileSolver& solver, int column, int row) {
-    solver.writeKept(burst, columns.coreBegin(column), columns.coreEnd(column), rows.coreBegin(row), rows.coreEnd(row));
     const int left = 2 * columns.begin(column), top = 2 * rows.begin(row);
     const int tileWidth = 2 * columns.length(), tileHeight = 2 * rows.length();
     std::vector<float> weights(static_cast<std::size_t>(tileWidth));
