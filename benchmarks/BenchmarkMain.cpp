@@ -17,9 +17,14 @@ namespace {
 // how near it is. A shifted PSF has five taps along rows; changes of sign are not counted.
 //   Operations: per frame two rows of 9, then 11 along columns to the sample, 10 and two rows of 10 back; for each of
 //   four pixels edge weights 20, stencil 24 and vectors 10.
-//   Bytes: for each of four pixels the frozen image, q written, p turned and read, all of them, x and r for the step.
+//   Bytes: for each of four pixels the frozen image, r, p and x read and p, x and q written in one pass; q and r read and
+//   r written in the other.
 constexpr double operationsPerPixel = 5 * (2 * 9 + 11 + 10 + 2 * 10) + 4 * (20 + 24 + 10);
-constexpr double bytesPerPixel = 4 * 11 * sizeof(float);
+constexpr double bytesPerPixel = 4 * 10 * sizeof(float);
+
+// Bytes per pixel that the intake of a frame has to move at least: copy 8, bad pixels 4, blur 8, grey values 5, pyramid 3,
+// derivatives 6.
+constexpr double intakeBytesPerPixel = 8 + 4 + 8 + 5 + 3 + 6;
 
 // Bytes per pixel that the registration of a window of five has to move at least: blur 8, grey pyramid 3, derivatives 6;
 // gradients 12, corner strength 12; four fine steps of two passes over two gradients and two images, and a mask; masks
@@ -37,12 +42,14 @@ class TableReporter : public benchmark::ConsoleReporter {
         continue;
       }
       Measurement& best = measured[run.run_name.function_name][run.run_name.args];
-      const double seconds = run.cpu_accumulated_time / static_cast<double>(run.iterations);
+      const bool isLocal = run.run_name.function_name == "LocalMotion";  // may have several threads
+      const double seconds =
+          (isLocal ? run.real_accumulated_time : run.cpu_accumulated_time) / static_cast<double>(run.iterations);
       if (best.seconds == 0 || seconds < best.seconds) {
         best.seconds = seconds;
-      }
-      for (const auto& [name, counter] : run.counters) {
-        best.counters[name] = counter.value;
+        for (const auto& [name, counter] : run.counters) {
+          best.counters[name] = counter.value;
+        }
       }
     }
   }
@@ -51,6 +58,9 @@ class TableReporter : public benchmark::ConsoleReporter {
     ConsoleReporter::Finalize();
     if (measured.count("minimize") != 0) {
       printTable();
+    }
+    if (measured.count("LocalMotion") != 0) {
+      printLocalMotion();
     }
   }
 
@@ -73,8 +83,8 @@ class TableReporter : public benchmark::ConsoleReporter {
     std::printf(
         "| size | addFrame | registration | minimize | computeSR | growth "
         "| registration: times plain | minimize: times plain | computeSR: times plain "
-        "| registration: of triad | minimize: of triad | of multiply-add |\n"
-        "|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|\n");
+        "| addFrame: of triad | registration: of triad | minimize: of triad | of multiply-add |\n"
+        "|---|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|--:|\n");
     for (const char* size : {"80/60", "160/120", "320/240", "640/480", "1024/768"}) {
       printRow(size, bandwidth, peak);
     }
@@ -99,6 +109,10 @@ class TableReporter : public benchmark::ConsoleReporter {
     std::printf("| %s |", size.c_str());
     for (const char* engine : {"computeSR", "computeSRByPhases", "computeSRInVectors"}) {
       Measurement measurement = of(engine, argumentsOf(size));
+      if (measurement.seconds == 0) {
+        std::printf(" - | - |");  // not run, or no result
+        continue;
+      }
       if (engine != std::string("computeSR")) {
         std::printf(" %.2f |", measurement.seconds * 1e3);
       }
@@ -130,9 +144,33 @@ class TableReporter : public benchmark::ConsoleReporter {
     const auto shareOf = [&](double most, double perPixelWork) {
       return 100 * ratio(ratio(applications * perPixelWork, seconds("minimize")), most);
     };
-    const double registration = ratio(ratio(pixels * registrationBytesPerPixel, seconds("registerWindow")), bandwidth);
-    std::printf(" %.0f %% | %.0f %% | %.0f %% |\n", 100 * registration, shareOf(bandwidth, bytesPerPixel),
+    const auto moving = [&](double bytes, const char* stage) {
+      return 100 * ratio(ratio(pixels * bytes, seconds(stage)), bandwidth);
+    };
+    std::printf(" %.0f %% | %.0f %% | %.0f %% | %.0f %% |\n", moving(intakeBytesPerPixel, "addFrame"),
+                moving(registrationBytesPerPixel, "registerWindow"), shareOf(bandwidth, bytesPerPixel),
                 shareOf(peak, operationsPerPixel));
+  }
+
+  void printLocalMotion() {
+    Measurement multiplyAdd = of("multiplyAdd", "");
+    const double peak = ratio(multiplyAdd.counters["operations"], multiplyAdd.seconds);
+    std::printf(
+        "\n| local motion: size, preset, roll / 0.01 degrees, threads | ms | preparation | motion | sensor | masks | "
+        "solve "
+        "| solve: of multiply-add |\n|---|--:|--:|--:|--:|--:|--:|--:|\n");
+    for (auto& [arguments, measurement] : measured["LocalMotion"]) {
+      std::printf("| %s | %.0f |", arguments.c_str(), measurement.seconds * 1e3);
+      const auto secondsOf = [seconds = measurement.seconds, &counters = measurement.counters](const char* stage) {
+        return 0.01 * counters[stage] * seconds;
+      };
+      for (const char* stage : {"preparation", "motion", "sensor", "masks", "solve"}) {
+        std::printf(" %.0f |", secondsOf(stage) * 1e3);
+      }
+      const double operations = measurement.counters["solved"] * operationsPerPixel;
+      std::printf(" %.0f %% |\n", 100 * ratio(ratio(operations, secondsOf("solve")), peak));
+    }
+    std::printf("\nLocal motion: wall time; the share of the peak is that of one thread.\n");
   }
 
   double perPixelBefore = 0;

@@ -59,8 +59,12 @@ void LocalMotion(benchmark::State& state) {
     reconstruction.addFrame(frame.data());
   }
   LocalMotionTimes sum;
+  double solved = 0;  // pixels times applications of the system operator
   for (auto _ : state) {
-    const LocalMotionTimes seconds = reconstruction.computeSR().seconds;
+    const LocalMotionResult result = reconstruction.computeSR();
+    const LocalMotionTimes& seconds = result.seconds;
+    constexpr double around = 2 * 6 + 2.5;  // margins of a tile, and of the solver's grid
+    solved = result.tiles * (result.tileCore + around) * (result.tileCore + around) * (result.iterations + 1);
     sum.preparation += seconds.preparation;
     sum.motion += seconds.motion;
     sum.sensor += seconds.sensor;
@@ -69,6 +73,7 @@ void LocalMotion(benchmark::State& state) {
     sum.total += seconds.total;
   }
   const auto share = [&](double seconds) { return 100 * seconds / sum.total; };
+  state.counters["solved"] = solved;
   state.counters["preparation"] = share(sum.preparation);
   state.counters["motion"] = share(sum.motion);
   state.counters["sensor"] = share(sum.sensor);
