@@ -34,8 +34,8 @@ SyntheticBurst noisyBurst(int width, int height) {
 
 TEST(SrFloatMinimization, EqualsThePlainLoopsAtEveryWidthAndInstructionSet) {
   // All small widths, and an image whose edge weights are too many to be kept.
-  for (int width = 1; width <= 130; width += width < 40 ? 1 : 90) {
-    const int height = width > 40 ? 100 : width % 7 == 0 ? 23 : 1 + width % 7;
+  for (int width = 1; width <= 300; width += width < 40 ? 1 : 260) {
+    const int height = width > 40 ? 44 : width % 7 == 0 ? 23 : 1 + width % 7;
     if (width * height == 1) {
       // one pixel has no standard deviation
       continue;

@@ -133,7 +133,7 @@ inline Vector following(Vector before, Vector after, std::integer_sequence<int, 
   return __builtin_shufflevector(before, after, (lanes - count + i)...);
 }
 
-/// The last `count` elements of one vector and the first ones of the next.
+/// The last `count` elements of one vector, 1 or 2, and the first ones of the next.
 template <int count>
 inline Vector following(Vector before, Vector after) {
   return following<count>(before, after, Lanes());

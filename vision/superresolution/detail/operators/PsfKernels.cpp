@@ -117,7 +117,9 @@ bool isAllOnes(const char* mask, int width) {
   return differences == 0;
 }
 
-// A row of the intermediate goes by and is added to the split row that it is spread over.
+#if defined(__AVX512F__)
+
+// A row between the two halves goes by and is added to the split row that it is spread over.
 template <Taps taps>
 class SpreadRow {
  public:
@@ -165,6 +167,57 @@ void addSpreadRows(const float* row, const float* rowBefore, const float* rowBef
     add(x, part(width), part(width + 3));
   }
 }
+
+#else
+
+// With half the registers the halves go one after the other, through a part of a row that stays in the first-level cache.
+constexpr int partLength = 256;
+
+template <Taps taps>
+inline void addSpreadPart(const float* __restrict row, int count, const Psf& h, float* __restrict even,
+                          float* __restrict odd) {
+  for (int x = 0; x < count; ++x) {
+    const float ofEvenTaps = taps == Taps::allButFirst ? row[x - 1] * h.t2 + row[x - 2] * h.t4
+                                                       : row[x] * h.t0 + row[x - 1] * h.t2 + row[x - 2] * h.t4;
+    const float ofOddTaps = taps == Taps::allButLast ? row[x] * h.t1 + row[x - 1] * h.t3
+                                                     : row[x] * h.t1 + row[x - 1] * h.t3 + row[x - 2] * h.t5;
+    even[x] += ofEvenTaps;
+    odd[x] += ofOddTaps;
+  }
+}
+
+template <Taps taps>
+void addSpreadRows(const float* row, const float* rowBefore, const float* rowBeforeThat, int width, const float* psfX,
+                   const float* psfY, float* const even[2], float* const odd[2]) {
+  const Psf h(psfX);
+  const Psf v(psfY);
+  float rows[2][2 + partLength];  // two pixels before the part
+  float* const upper = rows[0] + 2;
+  float* const lower = rows[1] + 2;
+  upper[-2] = upper[-1] = lower[-2] = lower[-1] = 0;
+  for (int begin = 0; begin < width + 3; begin += partLength) {
+    const int count = width + 3 - begin < partLength ? width + 3 - begin : partLength;
+    const int given = width - begin < count ? width - begin : count;
+    const float* __restrict first = row + begin;
+    const float* __restrict second = rowBefore + begin;
+    const float* __restrict third = rowBeforeThat + begin;
+    for (int x = 0; x < given; ++x) {
+      upper[x] = first[x] * v.t0 + second[x] * v.t2 + third[x] * v.t4;
+      lower[x] = first[x] * v.t1 + second[x] * v.t3 + third[x] * v.t5;
+    }
+    for (int x = given < 0 ? 0 : given; x < count; ++x) {  // zeros follow the row
+      upper[x] = lower[x] = 0;
+    }
+    addSpreadPart<taps>(upper, count, h, even[0] + begin, odd[0] + begin);
+    addSpreadPart<taps>(lower, count, h, even[1] + begin, odd[1] + begin);
+    for (int i = -2; i < 0; ++i) {
+      upper[i] = upper[count + i];
+      lower[i] = lower[count + i];
+    }
+  }
+}
+
+#endif
 
 void addSpread(const float* row, const float* rowBefore, const float* rowBeforeThat, int width, const float* psfX,
                const float* psfY, float* const even[2], float* const odd[2]) {

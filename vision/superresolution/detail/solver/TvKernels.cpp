@@ -143,7 +143,8 @@ inline void applyAt(const RowPlace& row, int c, int weightsFrom) {
   row.out[c] = stencil<left, right, up, down>(x, w);
 }
 
-// Three neighbouring vectors of a row, of which only the one to the right is read: the others follow from the one before.
+// Three neighbouring vectors of a row. Of wide ones only the one to the right is read, and the others follow from the one
+// before: nearly all reads would touch two cache lines.
 class Sliding {
  public:
   Sliding() = default;
@@ -155,6 +156,9 @@ class Sliding {
   template <class Access>
   Three<Vector> at(const float* pixel, Access access) {
     const Vector right = access.load(pixel + 1);
+    if (lanes < 16) {
+      return {access.load(pixel - 1), access.load(pixel), right};
+    }
     const Three<Vector> three{following<2>(before, right), following<1>(before, right), right};
     before = right;
     return three;
