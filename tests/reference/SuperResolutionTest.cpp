@@ -262,9 +262,6 @@ TEST(SuperResolutionTest, StructureOfAnyElementType) {
   EXPECT_FALSE(engine.checkImageStructureQuality(cv::Mat_<int>({7, 8})));
   EXPECT_TRUE(engine.checkImageStructureQuality(cv::Mat_<cv::Vec2s>(1, 1, cv::Vec2s(-1, 1))));
   EXPECT_FALSE(engine.checkImageStructureQuality(cv::Mat_<unsigned char>()));
-  const PointF place(1.5f, -2);
-  const PointI origin;
-  EXPECT_EQ(place.x + place.y + static_cast<float>(origin.x + PointI(3, 4).y), 3.5f);
 }
 
 TEST(SuperResolutionTest, SimpleCombineDoublesWhateverTheFactor) {

@@ -30,16 +30,5 @@ TEST(FineRegistration, TrustsNothingWithoutACommonFiniteImage) {
   EXPECT_EQ(mask, none);
 }
 
-TEST(FineRegistration, TakesImagesOfAnySize) {
-  for (const auto& [columns, rows] : {std::pair(1, 6), {7, 1}, {2, 2}}) {
-    const Image image = randomImage(columns * rows, 0, 1, 4);
-    Mask mask(image.size(), 0);
-    FineRegistration fine(columns, rows);
-    fine.setReference(image.data());
-    fine.step(image.data(), image.data(), {0, 0}, mask.data());
-    EXPECT_TRUE(columns == 1 || rows == 1 || mask == Mask(image.size(), 1)) << columns << " x " << rows;
-  }
-}
-
 }  // namespace
 }  // namespace movra::vision::detail
