@@ -29,12 +29,14 @@ constexpr int lanes = 4;
 using Vector = float __attribute__((vector_size(lanes * sizeof(float))));
 using VectorBits = int __attribute__((vector_size(lanes * sizeof(float))));
 
-/// Access to all elements of a vector in memory.
+/// Access to all elements of a vector in memory, at any address: one instruction each.
 struct WholeVector {
-  using Unaligned = float __attribute__((vector_size(lanes * sizeof(float)), aligned(sizeof(float)), may_alias));
-
-  Vector load(const float* from) const { return *reinterpret_cast<const Unaligned*>(from); }
-  void store(Vector value, float* to) const { *reinterpret_cast<Unaligned*>(to) = value; }
+  Vector load(const float* from) const {
+    Vector value;
+    __builtin_memcpy(&value, from, sizeof value);
+    return value;
+  }
+  void store(Vector value, float* to) const { __builtin_memcpy(to, &value, sizeof value); }
   Vector keep(Vector value) const { return value; }
 };
 
