@@ -1,14 +1,10 @@
 #include "vision/superresolution/LocalMotionSuperResolution.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <cmath>
 #include <thread>
 
 #include "tests/localmotion/MovingBurst.h"
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
+#include "tests/support/Test.h"
 
 using namespace movra::test;
 using namespace movra::vision;

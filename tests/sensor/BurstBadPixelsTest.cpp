@@ -1,12 +1,7 @@
 #include "vision/superresolution/BurstBadPixels.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-
 #include "tests/sensor/SensorBurst.h"
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/detail/sensor/OrderStatistics.h"
 
 using namespace movra::test;

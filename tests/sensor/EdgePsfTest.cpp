@@ -1,12 +1,8 @@
 #include "vision/superresolution/EdgePsf.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <random>
 
-#include "tests/support/Checks.h"
-#include "tests/support/SyntheticBurst.h"
+#include "tests/support/Test.h"
 
 using namespace movra::test;
 using namespace movra::vision;

@@ -1,12 +1,7 @@
 #include "vision/superresolution/FixedPattern.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-
 #include "tests/sensor/SensorBurst.h"
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
+#include "tests/support/Test.h"
 
 using namespace movra::test;
 using namespace movra::vision;

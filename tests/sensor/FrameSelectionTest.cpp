@@ -1,11 +1,8 @@
 #include "vision/superresolution/FrameSelection.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
 #include <random>
 
-#include "tests/support/Checks.h"
+#include "tests/support/Test.h"
 
 using namespace movra::test;
 using namespace movra::vision;

@@ -1,10 +1,7 @@
 #include "vision/superresolution/OffsetCorrection.h"
 
-#include <gtest/gtest.h>
-
 #include "tests/sensor/SensorBurst.h"
-#include "tests/support/Checks.h"
-#include "tests/support/InstructionSetGuard.h"
+#include "tests/support/Test.h"
 #include "vision/superresolution/NoiseEstimate.h"
 
 using namespace movra::test;

@@ -1,7 +1,5 @@
 // Bad-pixel lists of the command-line tool: the file and the marking of frames.
 
-#include <gtest/gtest.h>
-
 #include "tests/support/Checks.h"
 #include "tests/support/TestFolder.h"
 #include "tests/tool/ToolFailure.h"

@@ -1,18 +1,11 @@
 // Whole runs of the command-line tool, as a user starts it.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <limits>
 #include <set>
-#include <string>
 #include <tuple>
-#include <vector>
 
-#include "tests/tool/TestImages.h"
 #include "tests/tool/ToolRun.h"
 #include "tools/movra-sr/io/BadPixelFile.h"
-#include "tools/movra-sr/io/Frames.h"
 #include "vision/superresolution/SuperResolutionCAdapter.h"
 
 using namespace movra::tool;

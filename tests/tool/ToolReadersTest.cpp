@@ -1,7 +1,6 @@
 // Readers and writers of image files: every format's ways to store values, and
 // files that are damaged or no frames.
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <tiffio.h>
@@ -9,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <fstream>
 
 #include "tests/support/TestFolder.h"
 #include "tests/tool/TestImages.h"

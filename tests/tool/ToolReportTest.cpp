@@ -1,6 +1,5 @@
 // The report page, in a browser.
 
-#include <gtest/gtest.h>
 #include <png.h>
 
 #include "tests/tool/ToolRun.h"

@@ -1,10 +1,5 @@
 // What each verb of the command-line tool promises, in words, in JSON and in files.
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <fstream>
 #include <sstream>
 
 #include "tests/tool/ToolRun.h"
