@@ -2,7 +2,7 @@
 
 import dataclasses
 import os
-from typing import Any, Callable, Dict, List, Optional, Tuple
+from typing import Any, Callable, Dict, List, Optional, Tuple, Union
 
 import numpy as np
 from numpy.typing import NDArray
@@ -120,6 +120,9 @@ class Burst:
         Size of a frame, 8 to 16384 pixels each.
     capacity : int, optional
         Most frames held; the oldest leaves for a newer one. By default all stay.
+    frames : int or "all", optional
+        Most frames that take part in local motion. Of more held, those that complement each other best are chosen;
+        `Result.remarks` says why each other one was left out. By default 12, or 20 of noisy ones.
     motion : {"local", "global"}
         How frames move: each part of the image by itself, or each frame as a whole.
     preset : {"fast", "standard", "best"}
@@ -169,6 +172,7 @@ class Burst:
         width: int,
         height: int,
         capacity: Optional[int] = None,
+        frames: Union[int, str, None] = None,
         motion: str = "local",
         preset: str = "standard",
         registration: str = "corners",
@@ -204,6 +208,7 @@ class Burst:
             raise InvalidArgument(f"threads: expected 1 or more, got {threads}", Status.INVALID_ARGUMENT)
         optional = {
             "capacity": capacity,
+            "frames": -1 if frames == "all" else frames,
             "weight_tv": weight_tv,
             "iterations": iterations,
             "relative_residue": relative_residue,

@@ -35,6 +35,7 @@ movra_sr_options read(const py::dict& given) {
   take(given, "keep_offset", options.keep_offset);
   take(given, "keep_bad_pixels", options.keep_bad_pixels);
   take(given, "keep_pattern", options.keep_pattern);
+  take(given, "frames", options.frames);
   return options;
 }
 

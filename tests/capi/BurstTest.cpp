@@ -247,7 +247,7 @@ TEST(Burst, RefusesWhatItCannotUseAndStaysAsItWas) {
   };
   const Case cases[] = {
       {"another version", [](movra_sr_options& o) { o.size = offsetof(movra_sr_options, keep_offset) - 8; }},
-      {"unused", [](movra_sr_options& o) { o.unused = 1; }},
+      {"frames", [](movra_sr_options& o) { o.frames = -2; }},
       {"another version", [](movra_sr_options& o) { o.size = ~std::size_t{0}; }},
       {"motion", [](movra_sr_options& o) { o.motion = 7; }},
       {"preset", [](movra_sr_options& o) { o.preset = -1; }},
@@ -421,7 +421,7 @@ TEST(Burst, VersionAndWords) {
   // A program that was compiled with the first version: its structs end earlier, and nothing beyond is touched.
   movra_sr_options first = defaults();
   first.size = offsetof(movra_sr_options, keep_offset);
-  first.keep_offset = first.unused = 0x55;
+  first.keep_offset = first.frames = 0x55;
   EXPECT_TRUE(sameBits(reconstruct(open(first, burstOfFive())), reconstruct(open(defaults(), burstOfFive()))));
   movra_sr_result result = emptyResult();
   result.size = offsetof(movra_sr_result, pattern);

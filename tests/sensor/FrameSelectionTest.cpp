@@ -66,11 +66,11 @@ TEST(FrameSelection, FramesThatHarmAreLeftOutWithTheirReason) {
   std::vector<FrameQuality> frames = recording(9);
   frames[1].registered = false;
   frames[2].agreement = 0.2;
-  frames[3].coverage = 0.3;
-  frames[4].motion.x += 30;
+  frames[3].coverage = 0.04;
+  frames[4].motion.x += 130;
   frames[5].motion.y = std::nan("");
   for (std::size_t k = 0; k < frames.size(); ++k) {
-    frames[k].residual = k == 6 ? 0.2 : 0.1;
+    frames[k].residual = k == 6 ? 0.3 : 0.1;
   }
   const FrameSelectionReport report = FrameSelection().select(frames, 240, 0);
   EXPECT_EQ(report.verdicts[1], FrameVerdict::notRegistered);

@@ -128,7 +128,7 @@ const char* faultOf(const movra_sr_options& options) {
       {within(options.iterations, 0, 1000), "iterations is not 0 to 1000"},
       {options.relative_residue == 0 || within(options.relative_residue, 1e-5, 1),
        "relative_residue is neither 0 nor 1e-5 to 1"},
-      {options.unused == 0, "the field unused is not 0"},
+      {options.frames >= MOVRA_SR_ALL_FRAMES, "frames is neither a number of frames, 0 nor MOVRA_SR_ALL_FRAMES"},
   };
   for (const auto& rule : rules) {
     if (!rule.good) {

@@ -105,7 +105,9 @@ typedef enum movra_sr_registration {
 
 enum {
   /// As reference: the frame that suits the motion model best; of the global motion the fourth newest, or the oldest.
-  MOVRA_SR_BEST_REFERENCE = -1
+  MOVRA_SR_BEST_REFERENCE = -1,
+  /// As number of frames: no limit.
+  MOVRA_SR_ALL_FRAMES = -1
 };
 
 /// Told the share of the work that is done, 0 to 1, on the thread that called movra_sr_reconstruct, or movra_sr_register,
@@ -142,7 +144,10 @@ typedef struct movra_sr_options {
   int keep_offset;      ///< differences of level between frames
   int keep_bad_pixels;  ///< pixels that the burst shows to be bad, beside the listed ones
   int keep_pattern;     ///< fixed pattern of the sensor that the burst shows, beside the one that was set
-  int unused;           ///< 0
+
+  /// Local motion: most frames that take part. Of more held, those that complement each other best are chosen; frame_text
+  /// says why each other one was left out. 0: 12, or 20 of noisy ones. MOVRA_SR_ALL_FRAMES: all.
+  int frames;
 } movra_sr_options;
 
 /// Seconds that the stages of a reconstruction took.

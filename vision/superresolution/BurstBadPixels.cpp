@@ -134,6 +134,22 @@ void BurstBadPixels::adopt(std::vector<BadPixelFinding> found) {
   }
 }
 
+bool BurstBadPixels::leaveToScene(const FrameStack& frames, const std::vector<AffineMotion>& motions) {
+  requireFrames(frames);
+  if (frames.width != width || frames.height != height || motions.size() != static_cast<std::size_t>(frames.count)) {
+    MOVRA_THROW("the frames have another size than those of the search's start, or not one motion each");
+  }
+  std::vector<BadPixelFinding> left;
+  for (const BadPixelFinding& finding : state.pixels) {
+    if (finding.fault == PixelFault::candidate && !movesWithScene(frames, motions, finding.x, finding.y)) {
+      left.push_back(finding);
+    }
+  }
+  const std::vector<unsigned char> previous = bad;
+  adopt(std::move(left));
+  return bad != previous;
+}
+
 bool BurstBadPixels::update(const FrameStack& frames, const FrameStack& residuals,
                             const std::vector<AffineMotion>& motions) {
   requireFrames(frames);

@@ -74,6 +74,11 @@ class MOVRA_SUPERRESOLUTION_API BurstBadPixels {
   /// Marks a pixel for good. Positions outside the frame are ignored.
   void addKnown(int x, int y);
 
+  /// Takes candidates back whose detail moves with the scene: a cheap look before the first fit, once the motion is known.
+  /// @param frames,motions as for update
+  /// @return whether there were any
+  bool leaveToScene(const FrameStack& frames, const std::vector<AffineMotion>& motions);
+
   /// Takes the residuals of a fit that left out the pixels of map(), and decides anew which pixels are bad.
   /// @param frames    as they went into the fit, but with the values of the bad pixels untouched
   /// @param residuals frame less prediction on each frame's own grid, NaN where there is no prediction

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "vision/superresolution/detail/sensor/FrameChecks.h"
+#include "vision/superresolution/detail/sensor/LineOffsets.h"
 #include "vision/superresolution/detail/sensor/MotionSpread.h"
 #include "vision/superresolution/detail/sensor/OrderStatistics.h"
 #include "vision/superresolution/detail/sensor/SensorKernels.h"
@@ -127,11 +128,14 @@ const std::vector<float>& FixedPattern::add(const FrameStack& residuals, const s
                                    &step[at], &squares[at], &counts[at]);
     }
   }
-  std::vector<float> means;
   for (std::size_t i = 0; i < step.size(); ++i) {
     // From here on, squares are about the mean.
     squares[i] = std::max(0.0f, squares[i] - step[i] * step[i] / std::max(counts[i], 1.0f));
     step[i] /= std::max(counts[i], 1.0f);
+  }
+  const std::vector<float> lines = takeOutLines(residuals, motions, bad, limit);
+  std::vector<float> means;
+  for (std::size_t i = 0; i < step.size(); ++i) {
     if (counts[i] >= fewestFrames) {
       means.push_back(step[i]);
     }
@@ -139,15 +143,44 @@ const std::vector<float>& FixedPattern::add(const FrameStack& residuals, const s
   const float middle = medianOf(means);
   const float kept = shrink(squares, middle);
   for (std::size_t i = 0; i < step.size(); ++i) {
-    step[i] = counts[i] >= fewestFrames ? kept * (step[i] - middle) : 0.0f;
+    step[i] = counts[i] >= fewestFrames ? relaxation * kept * (step[i] - middle) : 0.0f;
+    step[i] += lines.empty() ? 0.0f : lines[i];
     total[i] += step[i];
   }
   std::vector<float> copy = total;
   state.strength = robustDeviation(copy);
   state.kept = static_cast<double>(kept);
-  state.outcome = state.strength > 0 ? PatternOutcome::found : PatternOutcome::nothingFound;
+  state.grew = kept > 0 || !lines.empty();
+  state.outcome =
+      state.grew || state.outcome == PatternOutcome::found ? PatternOutcome::found : PatternOutcome::nothingFound;
   ++state.rounds;
   return step;
+}
+
+// Pattern of columns and of rows, one value per pixel; nothing if there is none. What of it the mean residuals show is taken
+// out of them.
+std::vector<float> FixedPattern::takeOutLines(const FrameStack& residuals, const std::vector<AffineMotion>& motions,
+                                              const unsigned char* bad, float limit) {
+  std::vector<float> found;
+  const auto w = static_cast<std::size_t>(width), h = static_cast<std::size_t>(height);
+  for (const SensorLines kind : {SensorLines::columns, SensorLines::rows}) {
+    const std::vector<float> lines = lineOffsets(residuals, motions, bad, limit, kind);
+    const std::size_t along = kind == SensorLines::columns ? w : 1, next = kind == SensorLines::columns ? 1 : w;
+    const std::size_t length = kind == SensorLines::columns ? h : w;
+    for (std::size_t line = 0; line < lines.size(); ++line) {
+      found.resize(step.size(), 0.0f);
+      float sum = 0, count = 0;
+      for (std::size_t i = 0, at = line * next; i < length; ++i, at += along) {
+        found[at] += lines[line];
+        sum += counts[at] >= fewestFrames ? step[at] : 0.0f;
+        count += counts[at] >= fewestFrames ? 1.0f : 0.0f;
+      }
+      for (std::size_t i = 0, at = line * next; i < length; ++i, at += along) {
+        step[at] -= sum / std::max(count, 1.0f);
+      }
+    }
+  }
+  return found;
 }
 
 // 1 less the share of the variance of the means that the variance within the pixels explains; 0 for next to nothing.

@@ -25,6 +25,7 @@ struct PatternReport {
   int rounds = 0;
   double strength = 0;  ///< robust standard deviation of the pattern of this burst, in the unit of the frames
   double kept = 0;      ///< share of the last round's mean residual that is kept, 0 ... 1; 0: chance explains all of it
+  bool grew = false;    ///< whether the last round added anything
 };
 
 /// Patterns of one camera, averaged over bursts, so that they get better with every burst. What a file keeps.
@@ -59,6 +60,10 @@ class MOVRA_SUPERRESOLUTION_API FixedPattern {
   /// @throws movra::Exception if a size is below 1
   FixedPattern(int width, int height);
 
+  /// A fit takes part of a pattern for scene, so that its residuals show the rest only: what they show of single pixels
+  /// is multiplied by this factor, 1 by default. Columns and rows are estimated together with the fit's error.
+  void setRelaxation(float factor) { relaxation = factor; }
+
   /// Adds what is the sensor's in the residuals of a fit to frames that the pattern so far was taken out of.
   /// @param residuals frame less prediction on each frame's own grid, NaN where there is no prediction
   /// @param motions   one per frame
@@ -85,6 +90,8 @@ class MOVRA_SUPERRESOLUTION_API FixedPattern {
 
  private:
   bool refuses(const FrameStack& residuals, const std::vector<AffineMotion>& motions);
+  std::vector<float> takeOutLines(const FrameStack& residuals, const std::vector<AffineMotion>& motions,
+                                  const unsigned char* bad, float limit);
   float shrink(const std::vector<float>& squares, float middle) const;
 
   int width;
@@ -92,6 +99,7 @@ class MOVRA_SUPERRESOLUTION_API FixedPattern {
   std::vector<float> total;
   std::vector<float> step;    // of this round
   std::vector<float> counts;  // frames per pixel in this round
+  float relaxation = 1;
   PatternReport state;
 };
 

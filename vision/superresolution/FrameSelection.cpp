@@ -15,12 +15,13 @@ namespace {
 
 using detail::medianOf;
 
-constexpr double leastAgreement = 0.25;
-constexpr double leastCoverage = 0.25;
+constexpr double leastCoverage = 0.05;
 constexpr double farBelowMedian = 0.5;
-constexpr double largeResidual = 1.5;  // times the median
-constexpr double largeShift = 0.05;    // of the height
-constexpr double largestShift = 0.1;   //
+constexpr double largeResidual = 1.5;    // times the median
+constexpr double largestResidual = 2.5;  // the same of few frames
+constexpr double largeShift = 0.05;      // of the height
+constexpr double largestShift = 0.5;     // the same of few frames
+constexpr double central = 2;            // pixels from the middle, within which any frame may be the reference
 constexpr double noisy = 0.04;
 constexpr int fewFrames = 12;
 constexpr int manyFrames = 20;
@@ -58,15 +59,17 @@ class Lattice {
       }
     }
     for (std::vector<Placed>& phase : byPhase) {
-      std::stable_sort(phase.begin(), phase.end(), [](const Placed& a, const Placed& b) { return a.blur < b.blur; });
+      std::sort(phase.begin(), phase.end(), [](const Placed& a, const Placed& b) {
+        return a.blur < b.blur || (a.blur == b.blur && a.frame < b.frame);
+      });
     }
     return inTurn(reference, byPhase);
   }
 
-  /// The best of all references: while frames are left over, as many phases as possible; then the smallest blur.
-  Choice best() const {
+  /// The best of these references: while frames are left over, as many phases as possible; then the smallest blur.
+  Choice best(const std::vector<int>& references) const {
     Choice best;
-    for (const int reference : left) {
+    for (const int reference : references) {
       Choice choice = around(reference);
       const bool morePhases = left.size() > wanted && choice.phases > best.phases;
       const bool lessPhases = left.size() > wanted && choice.phases < best.phases;
@@ -130,13 +133,20 @@ double medianOfRegistered(const std::vector<FrameQuality>& frames, Value value) 
   return medianOf(std::move(values));
 }
 
-/// Judges frames by themselves, against the medians of all.
+/// Judges frames by themselves and, while there are more than enough, against the medians of all: of few frames each
+/// helps where it is trusted.
 class QualityLimits {
  public:
-  explicit QualityLimits(const std::vector<FrameQuality>& frames)
-      : agreement(limit(leastAgreement, medianOfRegistered(frames, [](auto& f) { return f.agreement; }))),
-        coverage(limit(leastCoverage, medianOfRegistered(frames, [](auto& f) { return f.coverage; }))),
-        residual(largeResidual * medianOfRegistered(frames, [](auto& f) { return f.residual; })) {}
+  QualityLimits(const std::vector<FrameQuality>& frames, double leastAgreement, bool areMany)
+      : agreement(leastAgreement),
+        coverage(leastCoverage),
+        residual((areMany ? largeResidual : largestResidual) *
+                 medianOfRegistered(frames, [](auto& f) { return f.residual > 0 ? f.residual : std::nan(""); })) {
+    if (areMany) {
+      agreement = std::max(agreement, farBelowMedian * medianOfRegistered(frames, [](auto& f) { return f.agreement; }));
+      coverage = std::max(coverage, farBelowMedian * medianOfRegistered(frames, [](auto& f) { return f.coverage; }));
+    }
+  }
 
   FrameVerdict verdict(const FrameQuality& frame) const {
     if (!isRegistered(frame)) {
@@ -152,8 +162,6 @@ class QualityLimits {
   }
 
  private:
-  static double limit(double least, double median) { return std::max(least, farBelowMedian * median); }
-
   double agreement;
   double coverage;
   double residual;
@@ -182,6 +190,27 @@ AffineMotion::Shift middleOf(const std::vector<FrameQuality>& frames, const std:
     y.push_back(frames[static_cast<std::size_t>(k)].motion.y);
   }
   return {medianOf(std::move(x)), medianOf(std::move(y))};
+}
+
+double distance(const AffineMotion& motion, const AffineMotion::Shift& place) {
+  return std::hypot(motion.x - place.x, motion.y - place.y);
+}
+
+// The nearer half of these frames: a reference at the end of a long way would share little with the other end.
+std::vector<int> centralOnes(const std::vector<FrameQuality>& frames, const std::vector<int>& left,
+                             const AffineMotion::Shift& middle) {
+  std::vector<double> distances;
+  for (const int k : left) {
+    distances.push_back(distance(frames[static_cast<std::size_t>(k)].motion, middle));
+  }
+  const double farthest = std::max(central, medianOf(distances));
+  std::vector<int> result;
+  for (std::size_t i = 0; i < left.size(); ++i) {
+    if (distances[i] <= farthest) {
+      result.push_back(left[i]);
+    }
+  }
+  return result;
 }
 
 }  // namespace
@@ -227,7 +256,7 @@ FrameSelectionReport FrameSelection::select(const std::vector<FrameQuality>& fra
   FrameSelectionReport report;
   report.wanted = count == all ? size : count != automatic ? count : noiseShare > noisy ? manyFrames : fewFrames;
 
-  const QualityLimits limits(frames);
+  const QualityLimits limits(frames, leastAgreement, size > report.wanted);
   for (const FrameQuality& frame : frames) {
     report.verdicts.push_back(limits.verdict(frame));
   }
@@ -238,17 +267,15 @@ FrameSelectionReport FrameSelection::select(const std::vector<FrameQuality>& fra
   }
   const std::vector<int> good = goodOnes(report.verdicts);
   const AffineMotion::Shift middle = middleOf(frames, good, reference);
-  const double farthest = height * (static_cast<int>(good.size()) > report.wanted ? largeShift : largestShift);
+  const double farthest = height * (size > report.wanted ? largeShift : largestShift);
   for (const int k : good) {
-    const AffineMotion& motion = frames[static_cast<std::size_t>(k)].motion;
-    const double dx = motion.x - middle.x;
-    const double dy = motion.y - middle.y;
-    if (!(dx * dx + dy * dy <= farthest * farthest)) {
+    if (!(distance(frames[static_cast<std::size_t>(k)].motion, middle) <= farthest)) {
       report.verdicts[static_cast<std::size_t>(k)] = FrameVerdict::largeShift;
     }
   }
-  const Lattice lattice(frames, goodOnes(report.verdicts), static_cast<std::size_t>(report.wanted));
-  Choice choice = reference >= 0 ? lattice.around(reference) : lattice.best();
+  const std::vector<int> left = goodOnes(report.verdicts);
+  const Lattice lattice(frames, left, static_cast<std::size_t>(report.wanted));
+  Choice choice = reference >= 0 ? lattice.around(reference) : lattice.best(centralOnes(frames, left, middle));
   report.reference = choice.reference;
   report.moveBlur = choice.moveBlur;
   report.taken = std::move(choice.taken);

@@ -56,12 +56,18 @@ class MOVRA_SUPERRESOLUTION_API FrameSelection {
   /// @throws movra::Exception for any other number below 1
   void setCount(int frames);
 
-  /// A frame that has to be the reference, or -1 (the default) for the one with the smallest blur.
+  /// Share of agreeing blocks below which a frame is left out; 0.25 by default. Half the median of all counts, too.
+  void setLeastAgreement(double share) { leastAgreement = share; }
+
+  /// A frame that has to be the reference, or -1 (the default) for the one with the smallest blur among those that lie in
+  /// the middle of the others.
   void setReference(int frame) { fixedReference = frame; }
 
   /// @param frames what is known of each
-  /// @param height of a frame in pixels: shifts beyond 5 % of it are large while there are frames enough, else beyond
-  ///               10 %; from the reference if it is given, else from the median of all
+  /// @param height of a frame in pixels: shifts beyond 5 % of it are large while there are more frames than wanted, else
+  ///               beyond half of it; from the reference if it is given, else from the median of all. In the same way
+  ///               agreement and coverage below half the median and residuals beyond 1.5 times the median are not
+  ///               enough; of few frames, coverage below 5 % and residuals beyond 2.5 times the median.
   /// @param noiseShare the noise's standard deviation over that of the reference frame
   /// @throws movra::Exception for no frames, or a given reference that is none of them
   FrameSelectionReport select(const std::vector<FrameQuality>& frames, int height, double noiseShare) const;
@@ -69,6 +75,7 @@ class MOVRA_SUPERRESOLUTION_API FrameSelection {
  private:
   int count = automatic;
   int fixedReference = -1;
+  double leastAgreement = 0.25;
 };
 
 }  // namespace movra::vision

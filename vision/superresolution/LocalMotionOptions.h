@@ -14,13 +14,21 @@ enum class LocalMotionPreset {
 
 /// Parameters of LocalMotionSuperResolution. A value of 0 stands for the rule named in the comment.
 struct LocalMotionOptions {
-  /// Reference value that asks for the frame in the middle of the burst, or the first with a valid pixel.
+  /// Reference value that asks for the frame whose grid the others fit best (FrameSelection).
   static constexpr int bestReference = -1;
+
+  /// Values of `frames`: 12, or 20 if the noise exceeds 0.04 deviations of the reference; and no limit.
+  static constexpr int automaticFrames = 0;
+  static constexpr int allFrames = -1;
 
   LocalMotionPreset preset = LocalMotionPreset::standard;
 
   /// Index of the frame whose grid the result has, 0 ... frames - 1, or bestReference.
   int reference = bestReference;
+
+  /// Most frames that take part, the reference included. Of more, those are chosen that complement each other best
+  /// (FrameSelection): more frames take more time, and soon gain little.
+  int frames = automaticFrames;
 
   /// Valid values, bounds included; other pixels count as bad. Default: temperatures in degrees Celsius, as everywhere
   /// in the library.

@@ -30,8 +30,12 @@ MOVRA_SUPERRESOLUTION_API const char* toString(LocalMotionStatus status);
 enum class FrameUse {
   used,
   noValidPixels,
-  notAligned,   ///< no motion was found that brings it onto the reference
-  fewAgreeing,  ///< too small a share of its blocks agrees with one motion
+  notAligned,     ///< no motion was found that brings it onto the reference
+  fewAgreeing,    ///< too small a share of its blocks agrees with one motion
+  spare,          ///< it would do, but others complement each other better
+  lowCoverage,    ///< far fewer of its pixels can be trusted than of the other frames
+  largeShift,     ///< it lies too far from the reference
+  largeResidual,  ///< it differs from the prediction by far more than the other frames
 };
 
 /// The same in words. Never null.
@@ -48,6 +52,7 @@ struct LocalMotionFrame {
   double offset = 0;       ///< level minus the reference's that was taken out, in the
                            ///< frames' unit
   double coverage = 1;     ///< share of the reference's pixels that it backs, 0 ... 1
+  double residual = 0;     ///< robust deviation of frame less prediction, in the frames' unit; 0: not measured
 };
 
 /// Shifts of all frames on a grid of places.
@@ -86,7 +91,8 @@ struct LocalMotionResult {
   cv::Mat_<unsigned short> coverage;
 
   int reference = 0;
-  int usedFrames = 0;  ///< the reference included
+  int usedFrames = 0;    ///< the reference included
+  int wantedFrames = 0;  ///< as many could take part
   std::vector<LocalMotionFrame> frames;
   ShiftField field;
 

@@ -26,6 +26,8 @@ bool isWithin(double value, double low, double high) {
 
 void checkOptions(const LocalMotionOptions& o) {
   require(o.reference >= LocalMotionOptions::bestReference, "reference is neither a frame nor bestReference");
+  require(o.frames >= LocalMotionOptions::allFrames,
+          "frames is neither a number of frames, automaticFrames nor allFrames");
   require(o.lowestValid < o.highestValid, "lowestValid is not below highestValid");
   require(isWithin(o.psfSigma, 0.3, 2), "psfSigma is not within 0.3 ... 2");
   require(o.solverSigma == 0 || isWithin(o.solverSigma, 0.14, 2), "solverSigma is not within 0.14 ... 2");
@@ -69,6 +71,14 @@ const char* toString(FrameUse use) {
       return "left out: no motion aligns it with the reference";
     case FrameUse::fewAgreeing:
       return "left out: too few of its blocks agree with one motion";
+    case FrameUse::spare:
+      return "not needed: others complement each other better";
+    case FrameUse::lowCoverage:
+      return "left out: too few of its pixels can be trusted";
+    case FrameUse::largeShift:
+      return "left out: it lies too far from the reference";
+    case FrameUse::largeResidual:
+      return "left out: it differs too much from what the other frames predict";
   }
   return "unknown use";
 }
@@ -93,7 +103,7 @@ void LocalMotionSuperResolution::clearFrames() {
 }
 
 int LocalMotionSuperResolution::frameCount() const {
-  return burst->count();
+  return burst->givenCount();
 }
 
 void LocalMotionSuperResolution::setBadPixels(const unsigned char* map) {
@@ -131,7 +141,7 @@ LocalMotionResult LocalMotionSuperResolution::registerFrames() {
 }
 
 LocalMotionResult LocalMotionSuperResolution::run(bool registrationOnly) {
-  require(options.reference < std::max(1, burst->count()), "the reference is not one of the frames");
+  require(options.reference < std::max(1, burst->givenCount()), "the reference is not one of the frames");
   require(burst->hasMotionPerFrame(), "there are not as many motions as frames");
   return burst->reconstruct(options, registrationOnly);
 }

@@ -60,7 +60,8 @@ class MOVRA_SUPERRESOLUTION_API LocalMotionSuperResolution {
   /// @throws movra::Exception if there are motions, and not as many as frames
   LocalMotionResult computeSR();
 
-  /// All but the image: motions, field, coverage and faults of the sensor, the same bits as computeSR would tell. Of the
+  /// All but the image: motions, field, coverage and faults of the sensor, the same bits as computeSR would tell, but that
+  /// frames which only a fit shows to differ too much (FrameUse::largeResidual) are not left out. Of the
   /// result there are no image, noise, weight and iterations; the last word to the progress function is 0.5.
   /// @throws as computeSR does
   LocalMotionResult registerFrames();

@@ -8,7 +8,6 @@
 #include "tools/movra-sr/commands/OutputSet.h"
 #include "tools/movra-sr/commands/ReconstructOptions.h"
 #include "tools/movra-sr/io/ImageWriter.h"
-#include "tools/movra-sr/reconstruction/FrameChoice.h"
 #include "tools/movra-sr/reconstruction/KnownMotion.h"
 #include "tools/movra-sr/reconstruction/Preparation.h"
 #include "tools/movra-sr/reconstruction/Reconstruct.h"
@@ -21,6 +20,9 @@
 namespace movra::tool {
 
 namespace {
+
+/// Frames up to which all are used by default, so that the reference has a fixed place.
+constexpr std::size_t usualFrames = 12;
 
 /// Levels that jump, which global motion suffers from.
 void noteJumps(const Window& window, int reference, Console& console) {
@@ -113,23 +115,6 @@ void tellResult(const ReconstructOptions& options, const Window& window, const R
   console.say("reference: " + result.frames[static_cast<std::size_t>(result.reference)].name);
 }
 
-/// Of more frames than are wanted, keeps the best.
-void chooseOfMany(const ReconstructOptions& options, Window& window, Parameters& parameters, Console& console) {
-  constexpr int usualFrames = 12;
-  const int wanted = options.frameCount.value_or(0);
-  const int count = static_cast<int>(window.frames.size());
-  if (parameters.motion == Motion::global || wanted == ReconstructOptions::allFrames ||
-      count <= (wanted == 0 ? usualFrames : wanted)) {
-    return;
-  }
-  for (const auto& [name, fate] : chooseFrames(window, parameters, wanted)) {
-    console.document["choice"].push_back({{"name", name}, {"fate", fate}});
-    if (options.verbose) {
-      console.tell(name + ": " + fate + '\n');
-    }
-  }
-}
-
 /// Every file that is read, but for those that grow.
 std::vector<std::string> inputsOf(const ReconstructOptions& options, const Preparation& preparation,
                                   const FrameSource& source) {
@@ -169,9 +154,11 @@ ExitCode reconstructBurst(ReconstructOptions options, Console& console) {
     console.say(kind);
   }
   Parameters parameters = options.parameters;
+  if (options.reference.empty() && parameters.motion == Motion::local && window.frames.size() > usualFrames) {
+    options.reference = "best";
+  }
   parameters.referenceSlot = referenceFor(window, options);
   parameters.pattern = camera.pattern();
-  chooseOfMany(options, window, parameters, console);
   if (!motions.empty()) {
     parameters.motions = motionsOf(window.frames, motions, options.shifts);
   }

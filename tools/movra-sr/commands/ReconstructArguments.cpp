@@ -96,7 +96,7 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options) {
   command
       .add_option("--reference", options.reference,
                   "Frame whose grid the image gets: its file, a number that counts back from the newest, or best, "
-                  "the middle of the burst [3]")
+                  "the one that the others fit best [3; best of more than 12 frames]")
       ->type_name("FRAME")
       ->group(input);
   command.add_option("--gain", options.scale.gain, "Temperature = gain * value + offset")

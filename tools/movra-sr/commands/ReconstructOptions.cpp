@@ -55,6 +55,7 @@ void settleMotion(ReconstructOptions& options) {
   }
   parameters.preset = options.preset.value_or(Preset::standard);
   parameters.threads = options.threads.value_or(0);
+  parameters.frames = options.frameCount.value_or(0);
 }
 
 }  // namespace

@@ -90,6 +90,7 @@ ExitCode registerFrames(ReconstructOptions options, Console& console) {
   parameters.referenceSlot = referenceFor(window, options);
   parameters.wantsImage = false;
   parameters.iterations = 1;  // of an engine, which makes one
+  parameters.frames = ReconstructOptions::allFrames;
   const Reconstruction result = reconstruct(window.frames, parameters);
 
   Json description = describe(result, {});

@@ -131,6 +131,7 @@ void addResult(const Window& window, const ReconstructOptions& options, ResultSi
                Console& console) {
   Parameters parameters = options.parameters;
   parameters.referenceSlot = referenceFor(window, options);
+  parameters.frames = ReconstructOptions::allFrames;  // of the window
   const Reconstruction result = reconstruct(window.frames, parameters);
   const std::string status = statusInWords(result);
   Json entry{{"newest", window.frames.back().name}, {"status", status}};

@@ -45,6 +45,7 @@ vision::LocalMotionOptions optionsFrom(const Parameters& parameters, JobPool& po
   setDouble(options.weightTV, parameters.weightTV);
   setDouble(options.relativeResidue, parameters.relativeResidue);
   set(options.iterations, parameters.iterations);
+  options.frames = parameters.frames;
   options.correctOffset = parameters.correctOffset;
   options.findBadPixels = parameters.findBadPixels;
   options.correctPattern = parameters.correctPattern;
@@ -56,9 +57,11 @@ FrameOutcome outcomeOf(const vision::LocalMotionFrame& frame, const std::string&
   FrameOutcome outcome;
   outcome.name = name;
   outcome.used = frame.use == vision::FrameUse::used;
+  outcome.spare = frame.use == vision::FrameUse::spare;
   if (!outcome.used) {
-    const std::string words = vision::toString(frame.use);  // "left out: ..."
-    outcome.reason = words.substr(words.find(' ', words.find(':')) + 1);
+    const std::string words = vision::toString(frame.use);
+    const std::string prefix = "left out: ";
+    outcome.reason = words.rfind(prefix, 0) == 0 ? words.substr(prefix.size()) : words;
   }
   const vision::AffineMotion& motion = frame.motion;
   outcome.motion = motion;
@@ -69,6 +72,7 @@ FrameOutcome outcomeOf(const vision::LocalMotionFrame& frame, const std::string&
   outcome.localMotion = frame.localMotion;
   outcome.offset = frame.offset;
   outcome.usable = frame.coverage;
+  outcome.residual = frame.residual;
   return outcome;
 }
 

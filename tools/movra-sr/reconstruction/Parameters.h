@@ -43,6 +43,7 @@ struct Parameters {
 
   // Local motion only.
   Preset preset = Preset::standard;
+  int frames = 0;   ///< most that take part, of more the best are chosen; 0: 12, or 20 of noisy ones; -1: all
   int threads = 0;  ///< 0: as many as the processor runs at once
   bool correctOffset = true;
   bool findBadPixels = true;

@@ -22,6 +22,7 @@ enum class Verdict {
 struct FrameOutcome {
   std::string name;
   bool used = true;
+  bool spare = false;           ///< it would do, but was not needed
   std::string reason;           ///< why it was left out
   vision::AffineMotion motion;  ///< of local motion only
   cv::Point2d shift;      ///< in the middle of the image: position in the frame minus position in the reference, pixels
@@ -31,6 +32,7 @@ struct FrameOutcome {
   double localMotion = 0;    ///< deviation of the local shifts about that motion, pixels
   double offset = 0;         ///< level that was taken out, in the frames' unit
   double usable = -1;        ///< share of its pixels that take part; -1 where the engine does not tell
+  double residual = 0;       ///< deviation of frame less prediction, in the frames' unit; 0 where it was not measured
   bool hasFallback = false;  ///< a bad pixel without good neighbours took a fallback value
   bool lowContrast = false;  ///< its values span less than the engine asks for
 };

@@ -40,7 +40,8 @@ Json describe(const FrameOutcome& frame) {
                {"agreeing_share", share(frame.agreement)},
                {"local_motion", frame.localMotion},
                {"level", frame.offset},
-               {"usable_share", share(frame.usable)}});
+               {"usable_share", share(frame.usable)},
+               {"residual", frame.residual > 0 ? Json(frame.residual) : Json()}});
   return json;
 }
 

@@ -144,13 +144,13 @@ std::string frameRows(const Reconstruction& result) {
   std::string rows;
   for (std::size_t i = 0; i < result.frames.size(); ++i) {
     const FrameOutcome& frame = result.frames[i];
-    rows += "<tr><th>" + escaped(shortName(frame.name)) +
-            (static_cast<int>(i) == result.reference ? " (reference)" : "") +
-            (frame.used ? "" : "<br><em>left out: " + escaped(frame.reason) + "</em>") + "</th>" +
-            format("<td>%.2f</td><td>%.2f</td><td>%.3f</td><td>%.2f</td>", rounded(frame.shift.x),
-                   rounded(frame.shift.y), rounded(frame.roll), rounded(frame.zoom)) +
-            "<td>" + percent(frame.agreement) + "</td><td>" + percent(frame.usable) + "</td>" +
-            format("<td>%.2f</td></tr>\n", rounded(frame.offset));
+    rows +=
+        "<tr><th>" + escaped(shortName(frame.name)) + (static_cast<int>(i) == result.reference ? " (reference)" : "") +
+        (frame.used ? "" : "<br><em>" + escaped((frame.spare ? "" : "left out: ") + frame.reason) + "</em>") + "</th>" +
+        format("<td>%.2f</td><td>%.2f</td><td>%.3f</td><td>%.2f</td>", rounded(frame.shift.x), rounded(frame.shift.y),
+               rounded(frame.roll), rounded(frame.zoom)) +
+        "<td>" + percent(frame.agreement) + "</td><td>" + percent(frame.usable) + "</td>" +
+        format("<td>%.2f</td></tr>\n", rounded(frame.offset));
   }
   return rows;
 }

@@ -82,9 +82,10 @@ std::string statusInWords(const Reconstruction& result) {
         return "degraded, values span less than 2, which is little structure to align by, in " + faint +
                " (where frames are clean and the sr factor is high, the image is none the worse)";
       }
-      const std::string aligned = result.usedFrames() == count
-                                      ? "all frames could be aligned"
-                                      : format("%d of %d frames could be aligned", result.usedFrames(), count);
+      const bool chosen = std::any_of(result.frames.begin(), result.frames.end(), [](auto& f) { return f.spare; });
+      const std::string aligned = result.usedFrames() == count ? "all frames could be aligned"
+                                  : chosen ? format("%d of %d frames were chosen", result.usedFrames(), count)
+                                           : format("%d of %d frames could be aligned", result.usedFrames(), count);
       if (!isGoodInParts(result)) {
         return "good, " + aligned;
       }
@@ -121,9 +122,9 @@ std::vector<std::string> remarks(const Reconstruction& result) {
     if (frame.hasFallback) {
       texts.push_back(frame.name + ": a bad pixel had no good neighbours and took a fallback value");
     }
-    if (!frame.used) {
+    if (!frame.used && !frame.spare) {
       texts.push_back(frame.name + ": left out, " + frame.reason);
-    } else if (result.verdict == Verdict::good && frame.usable >= 0 && frame.usable < fewFitting) {
+    } else if (frame.used && result.verdict == Verdict::good && frame.usable >= 0 && frame.usable < fewFitting) {
       poor += (poor.empty() ? "" : ", ") + std::filesystem::path(frame.name).filename().string() +
               format(" (%.0f %%)", 100 * frame.usable);
     }
@@ -164,7 +165,9 @@ std::string frameTable(const Reconstruction& result) {
     table += format("%8.3f %8.3f %7.3f %6.2f%%  %s  %s %6.2f  ", frame.shift.x, frame.shift.y, frame.roll, frame.zoom,
                     percent(frame.agreement).c_str(), percent(frame.usable).c_str(), frame.offset) +
              frame.name + (static_cast<int>(i) == result.reference ? " (reference)" : "") +
-             (frame.used ? "\n" : " (left out: " + frame.reason + ")\n");
+             (frame.used    ? "\n"
+              : frame.spare ? " (" + frame.reason + ")\n"
+                            : " (left out: " + frame.reason + ")\n");
   }
   return table;
 }

@@ -32,6 +32,7 @@ LocalMotionOptions translate(const movra_sr_options& given) {
   options.relativeResidue = given.relative_residue;
   options.correctOffset = given.keep_offset == 0;
   options.findBadPixels = given.keep_bad_pixels == 0;
+  options.frames = given.frames;
   options.correctPattern = given.keep_pattern == 0;
   if (given.run_jobs != nullptr) {
     options.runJobs = [run = given.run_jobs, user = given.run_jobs_user](int jobs, const Job& job) {

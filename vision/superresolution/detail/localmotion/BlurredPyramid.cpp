@@ -47,6 +47,24 @@ struct BlurTaps {
   }
 };
 
+const BlurTaps& blurTaps() {
+  static const BlurTaps taps;
+  return taps;
+}
+
+/// Adds a pixel's part, filtered by the same taps in both directions, to the image.
+void addImpulse(const float* taps, int radius, int x, int y, float difference, PaddedImage& image) {
+  for (int v = -radius; v <= radius; ++v) {
+    const float along = difference * taps[v < 0 ? -v : v];
+    float* const row = image.row(y + v) + x;
+    for (int u = -radius; u <= radius; ++u) {
+      row[u] += along * taps[u < 0 ? -u : u];
+    }
+  }
+}
+
+constexpr int unmirrored = 20;  // pixels from the border on that the mirrored margins do not show
+
 const float splineTaps[2] = {4.0f / 6.0f, 1.0f / 6.0f};
 const float halvingTaps[3] = {6.0f / 16.0f, 4.0f / 16.0f, 1.0f / 16.0f};
 
@@ -61,6 +79,20 @@ BlurredPyramid::BlurredPyramid(int width, int height) : source(width, height), b
     width = (width + 1) / 2;
     height = (height + 1) / 2;
   }
+}
+
+void BlurredPyramid::change(int x, int y, float difference) {
+  if (std::min(x, y) < unmirrored || x >= images[0].values.width() - unmirrored ||
+      y >= images[0].values.height() - unmirrored) {
+    return;
+  }
+  float both[gaussRadius + 2];  // of blur and spline
+  const auto tap = [](int i) { return i <= gaussRadius ? blurTaps().taps[i] : 0.0f; };
+  for (int i = 0; i <= gaussRadius + 1; ++i) {
+    both[i] = splineTaps[0] * tap(i) + splineTaps[1] * (tap(i + 1) + tap(i == 0 ? 1 : i - 1));
+  }
+  addImpulse(blurTaps().taps, gaussRadius, x, y, difference, images[0].coefficients);
+  addImpulse(both, gaussRadius + 1, x, y, difference, images[0].values);
 }
 
 void BlurredPyramid::make(const float* frame) {

@@ -22,6 +22,9 @@ class BlurredPyramid {
   /// Makes all levels from a dense frame without bad pixels.
   void make(const float* frame);
 
+  /// Takes over in level 0 that a pixel of the frame has changed by this; not within 20 pixels of the border.
+  void change(int x, int y, float difference);
+
   int levels() const { return static_cast<int>(images.size()); }
   const Level& level(int l) const { return images[static_cast<std::size_t>(l)]; }
 

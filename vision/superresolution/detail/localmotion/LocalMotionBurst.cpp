@@ -9,6 +9,7 @@
 #include "vision/superresolution/detail/badpixels/ValueKey.h"
 #include "vision/superresolution/detail/localmotion/FrameFill.h"
 #include "vision/superresolution/detail/localmotion/FrameMotion.h"
+#include "vision/superresolution/detail/localmotion/MotionBetween.h"
 #include "vision/superresolution/detail/localmotion/RobustStatistics.h"
 #include "vision/superresolution/detail/localmotion/TrustMasks.h"
 #include "vision/superresolution/detail/localmotion/WholePixelSearch.h"
@@ -22,8 +23,9 @@ constexpr int fitPass = 3;
 constexpr double fitResidue = 0.002;
 constexpr double fitWeight = 400;
 constexpr int tileMargin = 6;
-constexpr double leastTrusted = 0.05;       // share of the reference's pixels
-constexpr double usualMisalignment = 0.5;   // pixels
+constexpr std::size_t noiseFrames = 3;            // that tell the noise; they are alike
+constexpr std::size_t residualSamples = 1 << 14;  // of a frame
+constexpr double usualMisalignment = 0.5;         // pixels
 constexpr double localMisalignment = 0.12;  // with local motion: the field is wrong on both sides of a step in depth
 
 /// How hard a preset tries.
@@ -35,19 +37,6 @@ struct Effort {
   int smallestCore;
   int largestCore;
 };
-
-/// The motion of a frame against another one, whose motion is `from` on the same grid.
-AffineMotion motionBetween(const AffineMotion& from, const AffineMotion& to) {
-  const double determinant = from.xx * from.yy - from.xy * from.yx;
-  AffineMotion result;
-  result.xx = (to.xx * from.yy - to.xy * from.yx) / determinant;
-  result.xy = (to.xy * from.xx - to.xx * from.xy) / determinant;
-  result.yx = (to.yx * from.yy - to.yy * from.yx) / determinant;
-  result.yy = (to.yy * from.xx - to.yx * from.xy) / determinant;
-  result.x = to.x - result.xx * from.x - result.xy * from.y;
-  result.y = to.y - result.yx * from.x - result.yy * from.y;
-  return result;
-}
 
 Effort effortOf(const LocalMotionOptions& options) {
   Effort effort{9, 3, 0.002, 0.12, 12, 64};
@@ -74,9 +63,7 @@ int floorOf(double value) {
 }  // namespace
 
 void LocalMotionBurst::add(const float* frame) {
-  Frame added;
-  added.given.assign(frame, frame + static_cast<std::ptrdiff_t>(width) * height);
-  frames.push_back(std::move(added));
+  given.emplace_back(frame, frame + static_cast<std::ptrdiff_t>(width) * height);
 }
 
 void LocalMotionBurst::setBadPixels(const unsigned char* map) {
@@ -87,7 +74,7 @@ void LocalMotionBurst::setBadPixels(const unsigned char* map) {
   }
 }
 
-LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& options, bool registrationOnly) {
+LocalMotionResult LocalMotionBurst::reconstructTaken(const LocalMotionOptions& options, bool registrationOnly) {
   const StopWatch total;
   StopWatch stage;
   const auto lap = [&](double& seconds) {
@@ -119,13 +106,7 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
   if (!goOn(0.25)) {
     return cancelled();
   }
-  const Effort effort = effortOf(options);
-  int core = options.tileCore;
-  if (core == 0) {
-    const double fitting = effort.motionPerTile / std::max(steepestMotion(), 1e-9);
-    core = static_cast<int>(
-        std::clamp(fitting, static_cast<double>(effort.smallestCore), static_cast<double>(effort.largestCore)));
-  }
+  leaveCandidatesToScene();
   markTrusted(options, run);
   lap(result.seconds.masks);
   const Faults faults = findFaults(options, run, result);
@@ -137,6 +118,13 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
     markTrusted(options, run);
   }
   lap(result.seconds.masks);
+  const Effort effort = effortOf(options);
+  int core = options.tileCore;
+  if (core == 0) {
+    const double fitting = effort.motionPerTile / std::max(steepestMotion(), 1e-9);
+    core = static_cast<int>(
+        std::clamp(fitting, static_cast<double>(effort.smallestCore), static_cast<double>(effort.largestCore)));
+  }
   SolverBurst burst = solverBurst(options);
   result.weightTV = options.weightTV;
   result.psfSigma = burst.psfSigma;
@@ -155,8 +143,11 @@ LocalMotionResult LocalMotionBurst::reconstruct(const LocalMotionOptions& option
   if (referenceDeviation > 0) {
     TiledReconstruction::Residuals residuals;
     tiles.fitSample(burst, {fitWeight, fitIterations, fitPass, fitResidue}, run, residuals);
+    measureResiduals(residuals);
+    leaveOutBadFrames(options);
     const NoiseReport report = measureNoise(residuals);
     smoothedNoise = deviationOfMeans(residuals);
+    burst = solverBurst(options);
     result.noise = report.residual;
     if (options.weightTV == 0) {
       result.weightTV = static_cast<double>(report.weightTV);
@@ -193,7 +184,9 @@ bool LocalMotionBurst::prepare(const LocalMotionOptions& options, LocalMotionRes
     frame.use = FrameUse::used;
     frame.offset = 0;
     frame.agreement = 1;
-    frame.measured = frame.given;
+    frame.coverage = 1;
+    frame.residual = 0;
+    frame.measured.assign(frame.given, frame.given + static_cast<std::ptrdiff_t>(width) * height);
     for (float& value : frame.measured) {
       const bool valid = !isFlag(bitsOf(value)) && value >= options.lowestValid && value <= options.highestValid &&
                          std::isfinite(value);
@@ -204,13 +197,7 @@ bool LocalMotionBurst::prepare(const LocalMotionOptions& options, LocalMotionRes
   bad = listedBad;
   findCandidates(options);
   run(count(), [&](int k) { fill(frames[static_cast<std::size_t>(k)]); });
-  reference = options.reference == LocalMotionOptions::bestReference ? count() / 2 : options.reference;
-  if (options.reference == LocalMotionOptions::bestReference) {
-    for (int i = 0; i < count() && frames[static_cast<std::size_t>(reference)].use != FrameUse::used; ++i) {
-      reference = i;
-    }
-  }
-  result.reference = reference;
+  reference = options.reference;
   const Frame& ref = frames[static_cast<std::size_t>(reference)];
   if (ref.use != FrameUse::used) {
     result.status = LocalMotionStatus::noValidPixels;
@@ -227,7 +214,10 @@ bool LocalMotionBurst::prepare(const LocalMotionOptions& options, LocalMotionRes
     }
   });
   blur(run);
-  const std::vector<std::size_t> aligned = alignedFrames();
+  std::vector<std::size_t> aligned = alignedFrames();
+  if (aligned.size() > noiseFrames) {
+    aligned = {aligned.front(), aligned[aligned.size() / 2], aligned.back()};
+  }
   std::vector<double> noises(aligned.size());
   run(static_cast<int>(aligned.size()), [&](int job) {
     const auto i = static_cast<std::size_t>(job);
@@ -289,9 +279,9 @@ void LocalMotionBurst::findMotion(const LocalMotionOptions& options, const JobRu
       frame.field = MotionField({}, width, height);
       return;
     }
-    if (!knownMotions.empty()) {
+    if (!takenMotions.empty()) {
       frame.field = MotionField(
-          motionBetween(knownMotions[static_cast<std::size_t>(reference)], knownMotions[static_cast<std::size_t>(k)]),
+          motionBetween(takenMotions[static_cast<std::size_t>(reference)], takenMotions[static_cast<std::size_t>(k)]),
           width, height);
       return;
     }
@@ -302,8 +292,9 @@ void LocalMotionBurst::findMotion(const LocalMotionOptions& options, const JobRu
       frame.others.push_back({std::move(field), {}});
     }
     frame.agreement = found.agreement;
-    frame.use = frame.agreement < options.leastAgreement ? FrameUse::fewAgreeing : FrameUse::used;
+    frame.use = FrameUse::used;
   });
+  leaveOutBadFrames(options);
 }
 
 double LocalMotionBurst::steepestMotion() const {
@@ -337,14 +328,12 @@ void LocalMotionBurst::markTrusted(const LocalMotionOptions& options, const JobR
       }
       masks.mark(frame.forMotion(), layers, misalignmentOf(frame));
       const auto trusted = std::count(frame.trusted.begin(), frame.trusted.end(), 1);
-      if (static_cast<double>(trusted) < leastTrusted * static_cast<double>(frame.trusted.size())) {
-        frame.use = FrameUse::notAligned;
-        frame.trusted.clear();
-      }
+      frame.coverage = static_cast<double>(trusted) / static_cast<double>(frame.trusted.size());
     } else {
       frame.trusted.clear();
     }
   });
+  leaveOutBadFrames(options);
 }
 
 /// Frames, and frames by another motion.
@@ -397,8 +386,22 @@ SolverBurst LocalMotionBurst::solverBurst(const LocalMotionOptions& options) con
   return burst;
 }
 
-/// What the residuals of the used frames' good pixels say, of the reference's where another frame sees the place, too: one
-/// frame alone is explained with hardly a residual.
+/// Takes the residuals of pixels that are not good out, and sets each used frame's deviation.
+void LocalMotionBurst::measureResiduals(std::vector<std::vector<float>>& residuals) {
+  for (const std::size_t k : alignedFrames()) {
+    for (std::size_t i = 0; i < residuals[k].size(); ++i) {
+      if (frames[k].good[i] == 0) {
+        residuals[k][i] = std::numeric_limits<float>::quiet_NaN();
+      }
+    }
+    const float* const left = residuals[k].data();
+    std::vector<float> sample = sampleOf({&left, 1, width, height}, residualSamples);
+    frames[k].residual = robustDeviation(sample);
+  }
+}
+
+/// What the residuals of the used frames say, of the reference's where another frame sees the place, too: one frame alone is
+/// explained with hardly a residual.
 NoiseReport LocalMotionBurst::measureNoise(std::vector<std::vector<float>>& residuals) const {
   std::vector<const float*> pixels, left;
   int referencePlace = 0;
@@ -418,11 +421,6 @@ NoiseReport LocalMotionBurst::measureNoise(std::vector<std::vector<float>>& resi
       referencePlace = static_cast<int>(pixels.size());
       for (std::size_t i = 0; i < seen.size(); ++i) {
         residuals[k][i] = seen[i] != 0 ? residuals[k][i] : std::numeric_limits<float>::quiet_NaN();
-      }
-    }
-    for (std::size_t i = 0; i < residuals[k].size(); ++i) {
-      if (frames[k].good[i] == 0) {
-        residuals[k][i] = std::numeric_limits<float>::quiet_NaN();
       }
     }
     pixels.push_back(frames[k].pixels.data());
@@ -457,7 +455,6 @@ double LocalMotionBurst::deviationOfMeans(const std::vector<std::vector<float>>&
 }
 
 void LocalMotionBurst::report(LocalMotionResult& result) const {
-  result.reference = reference;
   result.frames.clear();
   result.field.shifts.clear();
   result.usedFrames = 0;
@@ -480,6 +477,7 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
     told.agreement = frame.agreement;
     told.localMotion = frame.field.spread();
     told.offset = frame.offset;
+    told.residual = frame.residual;
     told.coverage = 0;
     std::vector<cv::Point2f> shifts;
     for (int i = 0; i < columns * rows; ++i) {
@@ -521,7 +519,7 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
 
 void LocalMotionBurst::judge(LocalMotionResult& result) const {
   result.status = referenceDeviation == 0  ? LocalMotionStatus::structureless
-                  : count() == 1           ? LocalMotionStatus::singleFrame
+                  : givenCount() == 1      ? LocalMotionStatus::singleFrame
                   : result.usedFrames == 1 ? LocalMotionStatus::referenceAlone
                                            : LocalMotionStatus::done;
 }

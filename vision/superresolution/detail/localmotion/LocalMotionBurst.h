@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "vision/superresolution/BurstBadPixels.h"
+#include "vision/superresolution/FrameSelection.h"
 #include "vision/superresolution/LocalMotionOptions.h"
 #include "vision/superresolution/LocalMotionResult.h"
 #include "vision/superresolution/NoiseEstimate.h"
@@ -20,12 +21,12 @@ class LocalMotionBurst {
   LocalMotionBurst(int width, int height) : width(width), height(height) {}
 
   void add(const float* frame);
-  void clear() { frames.clear(); }
-  int count() const { return static_cast<int>(frames.size()); }
+  void clear() { given.clear(); }
+  int givenCount() const { return static_cast<int>(given.size()); }
   void setBadPixels(const unsigned char* map);
   void setKnownPattern(std::vector<float> pattern) { knownPattern = std::move(pattern); }
   void setMotions(std::vector<AffineMotion> motions) { knownMotions = std::move(motions); }
-  bool hasMotionPerFrame() const { return knownMotions.empty() || knownMotions.size() == frames.size(); }
+  bool hasMotionPerFrame() const { return knownMotions.empty() || knownMotions.size() == given.size(); }
 
   LocalMotionResult reconstruct(const LocalMotionOptions& options, bool registrationOnly);
 
@@ -43,7 +44,7 @@ class LocalMotionBurst {
   };
 
   struct Frame {
-    std::vector<float> given;
+    const float* given = nullptr;
     std::vector<float> measured;  // offset and pattern taken out, NaN where not valid
     std::vector<float> pixels;    // the same, bad and unmeasured ones filled
     std::vector<char> good;
@@ -54,12 +55,30 @@ class LocalMotionBurst {
     std::vector<Layer> others;
     double offset = 0;
     double agreement = 1;
+    double coverage = 1;  // share of its pixels that are trusted
+    double residual = 0;
     FrameUse use = FrameUse::used;
 
     MotionFrame forMotion() const { return {pyramid.get(), usable.empty() ? nullptr : usable.data()}; }
   };
 
   int viewCount() const;
+
+  // Which frames take part (LocalMotionSelection.cpp).
+  struct Choice {
+    int reference;
+    int wanted;
+    std::vector<int> taken;              // ascending
+    std::vector<LocalMotionFrame> told;  // of all frames, as far as the choice knows them
+  };
+  Choice choose(const LocalMotionOptions& options) const;
+  void survey(const LocalMotionOptions& options, Choice& choice) const;
+  double noiseShareOf(const LocalMotionOptions& options, int base, const std::vector<FrameQuality>& qualities) const;
+  void tellAll(const Choice& choice, LocalMotionResult& result) const;
+  void leaveOutBadFrames(const LocalMotionOptions& options);
+
+  LocalMotionResult reconstructTaken(const LocalMotionOptions& options, bool registrationOnly);
+  int count() const { return static_cast<int>(frames.size()); }
   bool prepare(const LocalMotionOptions& options, LocalMotionResult& result, const JobRunner& run);
   void fill(Frame& frame) const;
   void blur(const JobRunner& run);
@@ -72,13 +91,19 @@ class LocalMotionBurst {
   void reportFindings(LocalMotionResult& result) const;
   bool takeOutPlanes(const JobRunner& run);
   Faults findFaults(const LocalMotionOptions& options, const JobRunner& run, LocalMotionResult& result);
-  void fillWithPrediction(Frame& frame, const std::vector<float>& residual) const;
+  void leaveCandidatesToScene();
+  bool fitWhereNeeded(TiledReconstruction& tiles, const SolverBurst& burst, const LocalMotionOptions& options,
+                      const JobRunner& run, const std::vector<AffineMotion>& motions,
+                      std::vector<std::vector<float>>& residuals, PatternAverage& nothing);
+  void fillWithPrediction(Frame& frame, const std::vector<float>& residual, bool showsPyramid) const;
+  void changePixel(Frame& frame, std::size_t pixel, float value) const;
   std::vector<std::size_t> alignedFrames() const;
 
   void findMotion(const LocalMotionOptions& options, const JobRunner& run, bool search);
   void markTrusted(const LocalMotionOptions& options, const JobRunner& run);
   void trustOverlap();
   SolverBurst solverBurst(const LocalMotionOptions& options) const;
+  void measureResiduals(std::vector<std::vector<float>>& residuals);
   NoiseReport measureNoise(std::vector<std::vector<float>>& residuals) const;
   double deviationOfMeans(const std::vector<std::vector<float>>& residuals) const;
   void countCoverage(LocalMotionResult& result) const;
@@ -88,10 +113,12 @@ class LocalMotionBurst {
 
   int width;
   int height;
-  std::vector<Frame> frames;
+  std::vector<std::vector<float>> given;
+  std::vector<Frame> frames;  // those that take part
   std::vector<unsigned char> listedBad;
   std::vector<float> knownPattern;         // empty: none
-  std::vector<AffineMotion> knownMotions;  // per frame; empty: to be estimated
+  std::vector<AffineMotion> knownMotions;  // per given frame; empty: to be estimated
+  std::vector<AffineMotion> takenMotions;  // the same of the frames that take part
   std::vector<unsigned char> bad;          // listed ones and those found; empty: none
   std::unique_ptr<BurstBadPixels> search;
   int reference = 0;

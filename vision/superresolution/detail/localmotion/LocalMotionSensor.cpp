@@ -11,14 +11,17 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr SolverEffort fitEffort{400, 5, 5, 0.007};  // faults stand out long before the image is sharp
+constexpr SolverEffort fitEffort{100, 5, 5, 0.007};  // faults stand out long before the image is sharp
 constexpr int fitMargin = 6;
-constexpr double motionPerTile = 0.25;  // pixels by which the shift may vary across a core of the fit
+constexpr int manyTiles = 16;              // of which a part tells whether there is a pattern
+constexpr float patternRelaxation = 1.5f;  // of such fits; larger ones overshoot
+constexpr double motionPerTile = 0.25;     // pixels by which the shift may vary across a core of the fit
 constexpr double smallestCore = 24;
 constexpr double largestCore = 64;
-constexpr double littleDistance = 1.5;  // median between two frames, pixels
-constexpr double certainOffset = 25;    // standard deviations of the noise
-constexpr double noticeableSlope = 1;   // of a plane from end to end, in standard deviations of the noise
+constexpr std::size_t noticeableOf = 500;  // one in so many pixels: less does not change the motion
+constexpr double littleDistance = 1.5;     // median between two frames, pixels
+constexpr double certainOffset = 25;       // standard deviations of the noise
+constexpr double noticeableSlope = 1;      // of a plane from end to end, in standard deviations of the noise
 
 int mostRounds(LocalMotionPreset preset) {
   return preset == LocalMotionPreset::fast ? 1 : preset == LocalMotionPreset::standard ? 2 : 3;
@@ -55,11 +58,11 @@ void LocalMotionBurst::adoptFindings() {
 
 /// Coarse steps are no longer to be seen when a pattern has been subtracted.
 bool LocalMotionBurst::isVideo() const {
-  std::vector<const float*> given;
+  std::vector<const float*> asGiven;
   for (const Frame& frame : frames) {
-    given.push_back(frame.given.data());
+    asGiven.push_back(frame.given);
   }
-  return BurstBadPixels::isEightBitData({given.data(), count(), width, height});
+  return BurstBadPixels::isEightBitData({asGiven.data(), count(), width, height});
 }
 
 /// Marks pixels that differ from their neighbours in most frames as bad until the fits have decided.
@@ -113,13 +116,66 @@ void LocalMotionBurst::reportFindings(LocalMotionResult& result) const {
     if (finding.fault == PixelFault::known || finding.fault == PixelFault::flagged) {
       continue;
     }
-    ++result.badPixels;
     const auto place =
         static_cast<std::size_t>(finding.y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(finding.x);
     if (finding.fault != PixelFault::candidate && bad[place] != 0) {
       result.badPixelMap(finding.y, finding.x) = 1;
+      ++result.badPixels;
     }
   }
+}
+
+/// Most candidates in a scene of fine detail are detail; it is taken back into the frames, so that fewer tiles need a fit.
+void LocalMotionBurst::leaveCandidatesToScene() {
+  const std::vector<std::size_t> aligned = alignedFrames();
+  std::vector<const float*> measured;
+  std::vector<AffineMotion> motions;
+  for (const std::size_t k : aligned) {
+    measured.push_back(frames[k].measured.data());
+    motions.push_back(frames[k].field.affine());
+  }
+  const std::vector<unsigned char> before = bad;
+  if (!search || !search->leaveToScene({measured.data(), static_cast<int>(aligned.size()), width, height}, motions)) {
+    return;
+  }
+  adoptFindings();
+  for (std::size_t i = 0; i < bad.size(); ++i) {
+    for (Frame& frame : frames) {
+      if (before[i] != 0 && bad[i] == 0 && !std::isnan(frame.measured[i])) {
+        frame.good[i] = 1;
+        changePixel(frame, i, frame.measured[i]);
+      }
+    }
+  }
+}
+
+/// Fits tiles with candidates for bad pixels, and a sample of the others. True if that shows a pattern, for which all are
+/// needed.
+bool LocalMotionBurst::fitWhereNeeded(TiledReconstruction& tiles, const SolverBurst& burst,
+                                      const LocalMotionOptions& options, const JobRunner& run,
+                                      const std::vector<AffineMotion>& motions,
+                                      std::vector<std::vector<float>>& residuals, PatternAverage& nothing) {
+  std::vector<std::size_t> candidates;
+  for (std::size_t i = 0; i < bad.size(); ++i) {
+    if (bad[i] != 0 && (listedBad.empty() || listedBad[i] == 0)) {
+      candidates.push_back(i);
+    }
+  }
+  tiles.fitSome(burst, fitEffort, run, candidates, residuals);
+  if (!options.correctPattern) {
+    return false;
+  }
+  std::vector<const float*> left;
+  for (const std::size_t k : alignedFrames()) {
+    left.push_back(residuals[k].data());
+  }
+  FixedPattern probe(width, height);
+  probe.add({left.data(), static_cast<int>(left.size()), width, height}, motions, bad.empty() ? nullptr : bad.data());
+  if (probe.report().outcome == PatternOutcome::nothingFound) {
+    const std::vector<float> zeros(bad.size(), 0.0f);
+    nothing = {width, height, zeros, std::vector<float>(bad.size(), static_cast<float>(left.size()))};
+  }
+  return probe.report().outcome == PatternOutcome::found;
 }
 
 /// Fits the image without the bad pixels, decides by the residuals which pixels are bad and what the pattern is, and again
@@ -135,11 +191,15 @@ LocalMotionBurst::Faults LocalMotionBurst::findFaults(const LocalMotionOptions& 
     motions.push_back(frames[k].field.affine());
   }
   FixedPattern pattern(width, height);
+  pattern.setRelaxation(patternRelaxation);
   const double core = std::clamp(motionPerTile / std::max(steepestMotion(), 1e-9), smallestCore, largestCore);
-  TiledReconstruction tiles(width, height, static_cast<int>(core), fitMargin, viewCount());
+  TiledReconstruction tiles(width, height, static_cast<int>(core), fitMargin,
+                            2 * count());  // each may show two motions
   TiledReconstruction::Residuals residuals;
   std::vector<std::size_t> changed;
   bool fitAll = true;
+  bool seeksPattern = true;
+  bool foundPattern = false;
   Faults faults;
   const int rounds = mostRounds(options.preset);
   for (int round = 0; round < rounds; ++round) {
@@ -147,9 +207,12 @@ LocalMotionBurst::Faults LocalMotionBurst::findFaults(const LocalMotionOptions& 
     if (burst.referenceDeviation == 0) {
       return faults;
     }
+    if (round == 0 && tiles.tileCount() >= manyTiles && knownPattern.empty()) {
+      fitAll = seeksPattern = fitWhereNeeded(tiles, burst, options, run, motions, residuals, result.patternAverage);
+    }
     if (fitAll) {
       tiles.fit(burst, fitEffort, run, residuals);
-    } else {
+    } else if (round > 0) {
       tiles.fitAgain(burst, fitEffort, run, changed, residuals);
     }
     std::vector<const float*> measured, left;
@@ -164,45 +227,55 @@ LocalMotionBurst::Faults LocalMotionBurst::findFaults(const LocalMotionOptions& 
       search->update({measured.data(), used, width, height}, residualStack, motions);
       adoptFindings();
     }
-    bool disturbed = false;  // by a pixel that was not masked
+    std::size_t disturbing = 0;  // pixels that were not masked
     changed.clear();
     for (std::size_t i = 0; i < bad.size(); ++i) {
       const bool was = !fitted.empty() && fitted[i] != 0;
       if ((bad[i] != 0) != was) {
         changed.push_back(i);
-        disturbed = disturbed || !was;
+        disturbing += was ? 0 : 1;
       }
     }
     fitAll = false;
-    if (options.correctPattern) {
+    if (options.correctPattern && seeksPattern) {
       const std::vector<float>& step = pattern.add(residualStack, motions, bad.empty() ? nullptr : bad.data());
-      if (pattern.report().outcome == PatternOutcome::found) {
+      if (pattern.report().grew) {
         fitAll = true;
         run(count(),
             [&](int k) { FixedPattern::removeFrom(frames[static_cast<std::size_t>(k)].measured.data(), step); });
       }
     }
-    faults.changedFrames = faults.changedFrames || fitAll || !changed.empty();
-    faults.disturbedMotion = faults.disturbedMotion || fitAll || disturbed;
+    const std::size_t noticeable = bad.size() / noticeableOf;
+    foundPattern = foundPattern || fitAll;
+    faults.changedFrames = faults.changedFrames || fitAll || changed.size() > noticeable;
+    faults.disturbedMotion = faults.disturbedMotion || fitAll || disturbing > noticeable;
     run(count(), [&](int k) {
       const auto i = static_cast<std::size_t>(k);
-      fillWithPrediction(frames[i], residuals[i]);
+      fillWithPrediction(frames[i], residuals[i], !fitAll);
     });
-    if (!disturbed && !fitAll) {
+    if (disturbing == 0 && !fitAll) {
       break;
+    }
+    if (fitAll && round + 1 < rounds) {
+      blur(run);  // a pattern draws the motion to itself
+      findMotion(options, run, false);
+      markTrusted(options, run);
     }
   }
   reportFindings(result);
   result.pattern = pattern.report().strength;
-  result.patternAverage = pattern.average(knownPattern);
-  if (faults.changedFrames) {
-    blur(run);  // masks see what candidates hid that are none
+  if (seeksPattern) {
+    result.patternAverage = pattern.average(knownPattern);
+  }
+  if (foundPattern) {
+    blur(run);
   }
   return faults;
 }
 
 /// The prediction is a better filling than the neighbours: what is found wrongly lies on fine detail.
-void LocalMotionBurst::fillWithPrediction(Frame& frame, const std::vector<float>& residual) const {
+void LocalMotionBurst::fillWithPrediction(Frame& frame, const std::vector<float>& residual, bool showsPyramid) const {
+  const std::vector<float> before = frame.pixels;
   fill(frame);
   for (std::size_t i = 0; i < frame.good.size(); ++i) {
     const float prediction = frame.measured[i] - residual[i];
@@ -210,6 +283,22 @@ void LocalMotionBurst::fillWithPrediction(Frame& frame, const std::vector<float>
       frame.pixels[i] = prediction;
     }
   }
+  for (std::size_t i = 0; i < before.size() && showsPyramid; ++i) {
+    if (frame.pixels[i] != before[i]) {
+      const float now = frame.pixels[i];
+      frame.pixels[i] = before[i];
+      changePixel(frame, i, now);
+    }
+  }
+}
+
+/// Gives a pixel another value, which the blurred frame takes over: masks see what candidates hid that are none.
+void LocalMotionBurst::changePixel(Frame& frame, std::size_t pixel, float value) const {
+  const auto w = static_cast<std::size_t>(width);
+  if (frame.pyramid) {
+    frame.pyramid->change(static_cast<int>(pixel % w), static_cast<int>(pixel / w), value - frame.pixels[pixel]);
+  }
+  frame.pixels[pixel] = value;
 }
 
 }  // namespace movra::vision::detail

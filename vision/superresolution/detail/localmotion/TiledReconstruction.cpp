@@ -7,6 +7,12 @@
 
 namespace movra::vision::detail {
 
+namespace {
+
+constexpr int someStep = 3;  // every third tile of every third row
+
+}  // namespace
+
 void JobRunner::operator()(int jobs, const std::function<void(int)>& job) const {
   if (!run) {
     for (int i = 0; i < jobs; ++i) {
@@ -138,6 +144,18 @@ void TiledReconstruction::fitAgain(const SolverBurst& burst, const SolverEffort&
   };
   for (const Group& group : fourGroups) {
     fitGroup(burst, effort, run, group, reads, residuals);
+  }
+}
+
+void TiledReconstruction::fitSome(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run,
+                                  const std::vector<std::size_t>& pixels, Residuals& residuals) {
+  clear(burst, residuals);
+  const auto wanted = [&](TileSolver& solver, int column, int row) {
+    const bool sampled = column % someStep == 1 && row % someStep == 1;
+    return sampled || solver.reads(burst, pixels, columns.begin(column), rows.begin(row));
+  };
+  for (const Group& group : fourGroups) {
+    fitGroup(burst, effort, run, group, wanted, residuals);
   }
 }
 

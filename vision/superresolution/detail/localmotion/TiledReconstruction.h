@@ -53,6 +53,10 @@ class TiledReconstruction {
   void fitAgain(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run,
                 const std::vector<std::size_t>& changed, Residuals& residuals);
 
+  /// The same by some tiles all over the image, and those that read one of these pixels (ascending).
+  void fitSome(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run,
+               const std::vector<std::size_t>& pixels, Residuals& residuals);
+
   /// The same by some tiles all over the image, as many as tell the noise.
   void fitSample(const SolverBurst& burst, const SolverEffort& effort, const JobRunner& run, Residuals& residuals);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <iterator>
 #include <utility>
 
 #include "vision/superresolution/detail/sensor/FrameChecks.h"
@@ -35,7 +36,11 @@ class Round {
   std::vector<BadPixelFinding> findings() {
     const TemporalStatistics statistics = temporalStatisticsOf(residuals);
     const double rounding = roundingOf(frames);
-    const double ofMedians = std::max(deviationOf(statistics.median), rounding);
+    // Where there is no prediction, there is no median.
+    std::vector<float> medians;
+    std::copy_if(statistics.median.begin(), statistics.median.end(), std::back_inserter(medians),
+                 [](float median) { return median != 0; });
+    const double ofMedians = std::max(deviationOf(std::move(medians)), rounding);
     const double ofAll = std::max(robustDeviation(residuals), rounding);
     collect(statistics.median,
             outliersOf(statistics.median, statistics.median, frames.width, frames.height, stuckLimit, ofMedians,

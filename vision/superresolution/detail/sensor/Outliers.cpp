@@ -12,6 +12,51 @@ namespace {
 
 constexpr double candidateLimit = 6;     // times what is typical around the pixel
 constexpr double candidateShare = 0.03;  // of all pixels, at most
+constexpr float steadyShare = 0.4f;      // of the median, that all frames but one have to show
+
+constexpr float sameDetail = 0.4f;  // of a pixel's detail, at the place where the scene has moved to
+
+/// Pixel less the median of its eight neighbours; 0 in the outermost pixels and where a pixel is not measured.
+float detailAt(const float* image, int width, int height, int x, int y) {
+  if (x < 1 || y < 1 || x >= width - 1 || y >= height - 1) {
+    return 0;
+  }
+  float near[8];
+  int count = 0;
+  const float* const middle = image + static_cast<std::ptrdiff_t>(y) * width + x;
+  for (int v = -1; v <= 1; ++v) {
+    for (int u = -1; u <= 1; ++u) {
+      if (u != 0 || v != 0) {
+        near[count++] = middle[static_cast<std::ptrdiff_t>(v) * width + u];
+      }
+    }
+  }
+  std::nth_element(near, near + 4, near + 8);
+  const float detail = *middle - 0.5f * (near[4] + *std::max_element(near, near + 4));
+  return std::isfinite(detail) ? detail : 0;
+}
+
+/// Whether frame k shows a detail of at least this size near the place; `itself` is looked at in no case.
+enum class Shown { no, yes, unknown };
+
+Shown showsNear(const FrameStack& frames, int k, double x, double y, float detail, int itselfX, int itselfY) {
+  if (!(x >= 1 && y >= 1 && x < frames.width - 2 && y < frames.height - 2)) {
+    return Shown::unknown;
+  }
+  const int left = static_cast<int>(x), top = static_cast<int>(y);
+  if (itselfX >= left - 1 && itselfX <= left + 2 && itselfY >= top - 1 && itselfY <= top + 2) {
+    return Shown::unknown;
+  }
+  for (int v = top; v <= top + 1; ++v) {
+    for (int u = left; u <= left + 1; ++u) {
+      const float other = detailAt(frames.frames[k], frames.width, frames.height, u, v);
+      if (detail > 0 ? other >= sameDetail * detail : other <= sameDetail * detail) {
+        return Shown::yes;
+      }
+    }
+  }
+  return Shown::no;
+}
 
 std::vector<double> strengths(const std::vector<Outlier>& outliers) {
   std::vector<double> result;
@@ -50,11 +95,35 @@ double deviationOf(std::vector<float> values) {
   return robustDeviation(values);
 }
 
+bool movesWithScene(const FrameStack& frames, const std::vector<AffineMotion>& motions, int x, int y) {
+  int shown = 0, missing = 0;
+  for (int j = 0; j < frames.count; ++j) {
+    const float detail = detailAt(frames.frames[j], frames.width, frames.height, x, y);
+    const AffineMotion::Shift there = motions[static_cast<std::size_t>(j)].shiftAt(x, y, frames.width, frames.height);
+    for (int k = 0; k < frames.count && detail != 0; ++k) {
+      const AffineMotion::Shift here =
+          motions[static_cast<std::size_t>(k)].shiftAt(x - there.x, y - there.y, frames.width, frames.height);
+      const Shown found =
+          k == j ? Shown::unknown : showsNear(frames, k, x - there.x + here.x, y - there.y + here.y, detail, x, y);
+      shown += found == Shown::yes ? 1 : 0;
+      missing += found == Shown::no ? 1 : 0;
+    }
+  }
+  return shown > missing;
+}
+
 std::vector<Outlier> spatialOutliers(const FrameStack& frames) {
-  const std::vector<float> detail = medianDetail(frames);
+  const MedianDetail found = medianDetail(frames);
+  const std::vector<float>& detail = found.median;
   const double globally = std::max(deviationOf(detail), roundingOf(frames));
   std::vector<Outlier> outliers =
       outliersOf(detail, detail, frames.width, frames.height, candidateLimit, globally, quantileOfDeviation);
+  // What the scene shows there moves away; a fault stays.
+  outliers.erase(std::remove_if(outliers.begin(), outliers.end(),
+                                [&](const Outlier& o) {
+                                  return found.weakest[o.pixel] < steadyShare * std::abs(detail[o.pixel]);
+                                }),
+                 outliers.end());
   const auto most = static_cast<std::size_t>(candidateShare * static_cast<double>(frames.pixels()));
   if (outliers.size() > most) {
     std::vector<double> sorted = strengths(outliers);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "vision/superresolution/AffineMotion.h"
 #include "vision/superresolution/FrameStack.h"
 
 namespace movra::vision::detail {
@@ -27,6 +28,10 @@ double roundingOf(const FrameStack& frames);
 
 /// robustDeviation of a copy.
 double deviationOf(std::vector<float> values);
+
+/// Whether the detail that a pixel shows in each frame is found where the scene has moved to in most others: then it is
+/// the scene's, not the sensor's. False where the frames do not move far enough to tell.
+bool movesWithScene(const FrameStack& frames, const std::vector<AffineMotion>& motions, int x, int y);
 
 /// Pixels that differ from the median of their neighbours in most frames; at most 3 % of all.
 std::vector<Outlier> spatialOutliers(const FrameStack& frames);

@@ -146,9 +146,6 @@ void temporalStatistics(const float* const* rows, ptrdiff_t offset, int count, i
   load(rows, offset, count, width, scratch, valid);
   sortLanes(scratch, count);
   pickMedians(scratch, valid, width, median);
-  if (medianOfAbsolute == nullptr) {
-    return;
-  }
   const ptrdiff_t size = ptrdiff_t{count} * temporalLanes;
   for (ptrdiff_t i = 0; i < size; ++i) {
     scratch[i] = absolute(scratch[i]);
@@ -156,6 +153,22 @@ void temporalStatistics(const float* const* rows, ptrdiff_t offset, int count, i
   sortLanes(scratch, count);
   pickMedians(scratch, valid, width, medianOfAbsolute);
   pickLargest(scratch, valid, count, width, secondLargest, largest);
+}
+
+void temporalMedian(const float* const* rows, ptrdiff_t offset, int count, int width, float* scratch, float* median,
+                    float* weakest) {
+  int valid[temporalLanes];
+  load(rows, offset, count, width, scratch, valid);
+  sortLanes(scratch, count);
+  pickMedians(scratch, valid, width, median);
+  for (int lane = 0; lane < width; ++lane) {
+    const int n = valid[lane];
+    const int exceptions = n < 5 ? 0 : 1;
+    const float* column = scratch + lane;
+    const float low = n < 2 ? 0.0f : column[ptrdiff_t{exceptions} * temporalLanes];
+    const float high = n < 2 ? 0.0f : column[ptrdiff_t{n - 1 - exceptions} * temporalLanes];
+    weakest[lane] = larger(larger(low, -high), 0.0f);
+  }
 }
 
 void addResiduals(const float* values, const unsigned char* bad, float limit, int width, float* sum, float* squares,
@@ -173,7 +186,7 @@ void addResiduals(const float* values, const unsigned char* bad, float limit, in
 }  // namespace
 
 extern const SensorKernels sensorKernels;
-const SensorKernels sensorKernels{gradientEnergy, planeFreeDifference, neighbourMedianDifference, temporalStatistics,
-                                  addResiduals};
+const SensorKernels sensorKernels{gradientEnergy,     planeFreeDifference, neighbourMedianDifference,
+                                  temporalStatistics, temporalMedian,      addResiduals};
 
 }  // namespace movra::vision::detail::MOVRA_KERNEL_SET

@@ -27,6 +27,10 @@ struct SensorKernels {
   void (*temporalStatistics)(const float* const* rows, std::ptrdiff_t offset, int count, int width, float* scratch,
                              float* median, float* medianOfAbsolute, float* secondLargest, float* largest);
 
+  /// The median as above, and how far all values but one (all, of less than five) lie from 0 on the same side.
+  void (*temporalMedian)(const float* const* rows, std::ptrdiff_t offset, int count, int width, float* scratch,
+                         float* median, float* weakest);
+
   /// Where |value| < limit (so not where it is NaN) and bad is 0: adds value, its square and 1.
   void (*addResiduals)(const float* values, const unsigned char* bad, float limit, int width, float* sum,
                        float* squares, float* counts);

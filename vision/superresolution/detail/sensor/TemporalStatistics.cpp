@@ -61,7 +61,7 @@ TemporalStatistics temporalStatisticsOf(const FrameStack& stack) {
   return result;
 }
 
-std::vector<float> medianDetail(const FrameStack& frames) {
+MedianDetail medianDetail(const FrameStack& frames) {
   const WholeFrames whole(frames);
   const auto width = static_cast<std::size_t>(frames.width);
   const auto count = static_cast<std::size_t>(frames.count);
@@ -73,7 +73,7 @@ std::vector<float> medianDetail(const FrameStack& frames) {
     pointers.push_back(&details[k * width]);
   }
   std::vector<float> scratch(count * temporalLanes);
-  std::vector<float> result(frames.pixels());
+  MedianDetail result{std::vector<float>(frames.pixels()), std::vector<float>(frames.pixels())};
   for (int y = 0; y < frames.height; ++y) {
     for (std::size_t k = 0; k < count; ++k) {
       for (int j = -1; j <= 1; ++j) {
@@ -86,9 +86,9 @@ std::vector<float> medianDetail(const FrameStack& frames) {
     }
     for (std::size_t x = 0; x < width; x += temporalLanes) {
       const std::size_t lanes = std::min<std::size_t>(temporalLanes, width - x);
-      sensorKernels().temporalStatistics(pointers.data(), static_cast<std::ptrdiff_t>(x), frames.count,
-                                         static_cast<int>(lanes), scratch.data(),
-                                         &result[static_cast<std::size_t>(y) * width + x], nullptr, nullptr, nullptr);
+      const std::size_t at = static_cast<std::size_t>(y) * width + x;
+      sensorKernels().temporalMedian(pointers.data(), static_cast<std::ptrdiff_t>(x), frames.count,
+                                     static_cast<int>(lanes), scratch.data(), &result.median[at], &result.weakest[at]);
     }
   }
   return result;
