@@ -191,6 +191,9 @@ class Burst:
     ) -> None:
         if reference is not None and reference < 0:
             raise InvalidArgument(f"reference: frame numbers count from 0, got {reference}", Status.INVALID_ARGUMENT)
+        if isinstance(frames, str) and frames != "all":
+            raise InvalidArgument(f"frames: expected a number or \"all\", got {frames!r}", Status.INVALID_ARGUMENT)
+        most: Optional[int] = -1 if isinstance(frames, str) else frames
         options = {
             "motion": _choice("motion", motion, _MOTIONS),
             "preset": _choice("preset", preset, _PRESETS),
@@ -208,7 +211,7 @@ class Burst:
             raise InvalidArgument(f"threads: expected 1 or more, got {threads}", Status.INVALID_ARGUMENT)
         optional = {
             "capacity": capacity,
-            "frames": -1 if frames == "all" else frames,
+            "frames": most,
             "weight_tv": weight_tv,
             "iterations": iterations,
             "relative_residue": relative_residue,
