@@ -10,7 +10,7 @@ namespace movra::vision::detail {
 
 namespace {
 
-constexpr int boxRadius = 3;
+constexpr int layerRadius = 3;
 
 /// D before its median is taken out, and where the frame has a pixel.
 std::vector<float> compare(const MotionFrame& reference, const MotionFrame& frame, const MotionField& field,
@@ -79,7 +79,7 @@ LayerSplit splitIntoLayers(const MotionFrame& reference, const MotionFrame& fram
       const float d = inside[i] != 0 ? mismatch[i] - spread.median : 0.0f;
       mismatch[i] = d * d;
     }
-    BoxFilter(values.width()).apply(mismatch.data(), values.height(), boxRadius, mismatch.data());
+    BoxFilter(values.width()).apply(mismatch.data(), values.height(), layerRadius, mismatch.data());
     if (l == 0) {
       least = std::move(mismatch);
       continue;
