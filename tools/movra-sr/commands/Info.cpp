@@ -13,12 +13,11 @@ namespace {
 
 ExitCode tellAll(Console& console) {
   const std::string tiff = TIFFGetVersion();
-  const std::pair<const char*, std::string> facts[] = {
-      {"library", vision::libraryVersion()},
-      {"instruction_set", vision::instructionSetInUse()},
-      {"opencv", cv::getVersionString()},
-      {"tiff", tiff.substr(0, tiff.find('\n'))},
-      {"png", png_get_libpng_ver(nullptr)}};
+  const std::pair<const char*, std::string> facts[] = {{"library", vision::libraryVersion()},
+                                                       {"instruction_set", vision::instructionSetInUse()},
+                                                       {"opencv", cv::getVersionString()},
+                                                       {"tiff", tiff.substr(0, tiff.find('\n'))},
+                                                       {"png", png_get_libpng_ver(nullptr)}};
   console.say("movra-sr " MOVRA_SR_VERSION);
   const unsigned threads = std::max(1U, std::thread::hardware_concurrency());
   console.say("threads: " + std::to_string(threads));
