@@ -264,6 +264,58 @@ TEST(LocalMotionSuperResolution, TellsTheSensorsFaultsInAFormThatTheNextBurstTak
   EXPECT_NE(textThrownBy([&] { next.setKnownPattern(Image(pattern.size(), notANumber).data()); }), "");
 }
 
+// Columns pull the motion towards them and are mostly taken for scene by a fit.
+TEST(LocalMotionSuperResolution, TakesColumnsOutAndLeavesRealDetailAlone) {
+  const Extra point = [](int, cv::Point2d p) {  // hot, one pixel wide, and moves with the scene
+    const cv::Point2d d = p - cv::Point2d(60, 45);
+    return std::max(std::abs(d.x), std::abs(d.y)) < 0.5 ? 20.0 : 0.0;
+  };
+  std::vector<Motion> back;
+  for (const cv::Point2d& place : places) {
+    back.push_back([place](cv::Point2d p) { return p - place; });
+  }
+  SyntheticBurst burst = makeMovingBurst(width, height, back, point);
+  const LocalMotionResult clean = reconstruct(burst);
+  EXPECT_EQ(clean.badPixels, 0);
+  EXPECT_LT(clean.pattern, 0.01);
+  const Image columns = randomImage(width, -0.8f, 0.8f, 5);
+  for (Image& frame : burst.frames) {
+    for (std::size_t i = 0; i < frame.size(); ++i) {
+      frame[i] += columns[i % width];
+    }
+  }
+  LocalMotionOptions left = againstFirst();
+  left.correctPattern = false;
+  const double plain = distance(imageOf(clean), burst.truth, 2 * width, 12);
+  EXPECT_LT(distance(imageOf(reconstruct(burst)), burst.truth, 2 * width, 12), 1.3 * plain);
+  EXPECT_GT(distance(imageOf(reconstruct(burst, left)), burst.truth, 2 * width, 12), 1.4 * plain);
+}
+
+TEST(LocalMotionSuperResolution, ChoosesTheFramesOfARecordingAndSaysWhatBecameOfTheOthers) {
+  std::vector<Motion> back;
+  for (int k = 0; k < 9; ++k) {
+    back.push_back(inverseOf(0, {0.37 * (k % 5) - 0.6, 0.61 * (k % 4) - 0.9}, width, height));
+  }
+  SyntheticBurst burst = makeMovingBurst(width, height, back);
+  std::fill(burst.frames[2].begin(), burst.frames[2].end(), notANumber);
+  std::reverse(burst.frames[6].begin(), burst.frames[6].end());  // another scene
+  LocalMotionOptions options;
+  options.frames = 4;
+  const LocalMotionResult result = reconstruct(burst, options);
+  EXPECT_EQ(result.status, LocalMotionStatus::done);
+  EXPECT_EQ(result.wantedFrames, 4);
+  EXPECT_EQ(result.usedFrames, 4);
+  ASSERT_EQ(result.frames.size(), 9U);
+  EXPECT_EQ(result.field.shifts.size(), 9U);
+  EXPECT_EQ(std::count_if(result.frames.begin(), result.frames.end(),
+                          [](const LocalMotionFrame& frame) { return frame.use == FrameUse::spare; }),
+            3);
+  EXPECT_EQ(result.frames[2].use, FrameUse::noValidPixels);
+  EXPECT_NE(result.frames[6].use, FrameUse::used);
+  EXPECT_EQ(result.frames[static_cast<std::size_t>(result.reference)].use, FrameUse::used);
+  EXPECT_NEAR(result.frames[static_cast<std::size_t>(result.reference)].motion.x, 0, 1e-9);
+}
+
 TEST(LocalMotionSuperResolution, TakesMotionsThatAreKnownOnAnyGrid) {
   const SyntheticBurst burst = rolledBurst(0.5);
   const LocalMotionResult estimated = reconstruct(burst);

@@ -173,7 +173,14 @@ bool BurstBadPixels::update(const FrameStack& frames, const FrameStack& residual
   } else {
     const bool strict = state.medianDistance < strictDistance;
     state.search = strict ? BadPixelSearch::strict : BadPixelSearch::done;
-    adopt(findFaults(frames, residuals, strict));
+    std::vector<BadPixelFinding> found = findFaults(frames, residuals, strict);
+    found.erase(std::remove_if(found.begin(), found.end(),
+                               [&](const BadPixelFinding& finding) {
+                                 return finding.fault == PixelFault::flickering &&
+                                        showsInOtherFrames(frames, motions, finding.x, finding.y);
+                               }),
+                found.end());
+    adopt(std::move(found));
   }
   return bad != previous && state.rounds < mostRounds;
 }

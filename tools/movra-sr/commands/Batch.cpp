@@ -198,8 +198,14 @@ ExitCode runBatch(const BatchOptions& options, Console& console) {
   }
   const std::vector<fs::path> bursts = burstsIn(options.bursts);
   Records records(folder / "records.jsonl");
-  const auto most = static_cast<std::size_t>(
-      options.jobs > 0 ? options.jobs : static_cast<int>(std::max(1U, std::thread::hardware_concurrency())));
+  // What a camera's files know grows from burst to burst.
+  const bool grows = std::any_of(options.rest.begin(), options.rest.end(), [](const std::string& word) {
+    return word.rfind("--pattern", 0) == 0 || word.rfind("--save-bad-pixels", 0) == 0;
+  });
+  const auto most = static_cast<std::size_t>(grows ? 1
+                                             : options.jobs > 0
+                                                 ? options.jobs
+                                                 : static_cast<int>(std::max(1U, std::thread::hardware_concurrency())));
   noteInterrupts();
 
   const bool terminal = isatty(STDERR_FILENO) != 0;

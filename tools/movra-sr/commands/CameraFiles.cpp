@@ -1,6 +1,7 @@
 #include "tools/movra-sr/commands/CameraFiles.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "tools/movra-sr/Outcome.h"
 #include "tools/movra-sr/reconstruction/BadPixelList.h"
@@ -28,6 +29,10 @@ void CameraFiles::requireSizeOf(const Frame& frame, const Preparation& preparati
   if (preparation.listedPixels()) {
     requireSameSensor(preparation.badPixelList(), frame);
   }
+  requirePatternOf(frame);
+}
+
+void CameraFiles::requirePatternOf(const Frame& frame) const {
   const cv::Size size(known.width, known.height);
   if (!known.empty() && size != frame.pixels.size()) {
     throw Failure(ExitCode::badInput, patternFile + ": is for frames of " + sizeText(size) + ", but " + frame.name +
@@ -68,6 +73,18 @@ void CameraFiles::write(const Reconstruction& result, const BadPixelFile& listed
   vision::PatternAverage average = known;
   average.merge(result.pattern);
   writePattern(*patternOutput, average, kind);
+}
+
+std::vector<float> knownPatternFor(const Frame& frame, const ReconstructOptions& options) {
+  if (options.pattern.empty()) {
+    return {};
+  }
+  if (!std::filesystem::exists(options.pattern)) {
+    throw Failure(ExitCode::badInput, options.pattern + ": is not there; movra-sr reconstruct --pattern makes it");
+  }
+  const CameraFiles camera(options);
+  camera.requirePatternOf(frame);
+  return camera.pattern();
 }
 
 }  // namespace movra::tool

@@ -23,6 +23,9 @@ class CameraFiles {
   /// Throws Failure for a list or a pattern of another frame size.
   void requireSizeOf(const Frame& frame, const Preparation& preparation) const;
 
+  /// Throws Failure for a pattern of another frame size.
+  void requirePatternOf(const Frame& frame) const;
+
   /// What is known beforehand, a value per pixel; or nothing.
   std::vector<float> pattern() const { return known.mean(); }
 
@@ -40,5 +43,8 @@ class CameraFiles {
   OutputFile* listOutput = nullptr;
   OutputFile* patternOutput = nullptr;
 };
+
+/// The pattern that the options name, for frames of this size; nothing if they name none. Throws Failure.
+std::vector<float> knownPatternFor(const Frame& frame, const ReconstructOptions& options);
 
 }  // namespace movra::tool

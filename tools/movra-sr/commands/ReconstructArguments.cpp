@@ -138,6 +138,14 @@ void addCameraOptions(CLI::App& command, ReconstructOptions& options) {
       "Motion of each frame, as movra-sr register -o writes it, .csv or .json; none is estimated then");
 }
 
+void addKnownPattern(CLI::App& command, ReconstructOptions& options) {
+  command
+      .add_option("--pattern", options.pattern,
+                  "Fixed pattern of the camera, as movra-sr reconstruct --pattern keeps it: taken out of the frames")
+      ->type_name("FILE")
+      ->group("Input");
+}
+
 void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
   Parameters& parameters = options.parameters;
   const char* const method = HelpFormatter::methodGroup;

@@ -58,6 +58,8 @@ void addInputOptions(CLI::App& command, ReconstructOptions& options);
 void addMethodOptions(CLI::App& command, ReconstructOptions& options);
 /// What a camera's files and known motions add to a single reconstruction.
 void addCameraOptions(CLI::App& command, ReconstructOptions& options);
+/// The same pattern for commands that take it out of the frames and leave its file as it is.
+void addKnownPattern(CLI::App& command, ReconstructOptions& options);
 void addLookOptions(CLI::App& command, Look& look);
 
 /// Decides which method it is and takes its parameters over. Throws Failure (wrong command line) for no frames, and for

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "tools/movra-sr/commands/CameraFiles.h"
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/commands/Help.h"
 #include "tools/movra-sr/commands/OutputSet.h"
@@ -75,6 +76,9 @@ ExitCode registerFrames(ReconstructOptions options, Console& console) {
   FrameSource source(options.inputs, {options.scale, options.raw});
   std::vector<std::string> inputs = preparation.files();
   inputs.insert(inputs.end(), source.files().begin(), source.files().end());
+  if (!options.pattern.empty()) {
+    inputs.push_back(options.pattern);
+  }
   OutputSet files(options.replace, inputs);
   OutputFile* const file = files.open("shifts", options.output);
 
@@ -88,6 +92,7 @@ ExitCode registerFrames(ReconstructOptions options, Console& console) {
   preparation.mark(window.frames);
   Parameters parameters = options.parameters;
   parameters.referenceSlot = referenceFor(window, options);
+  parameters.pattern = knownPatternFor(window.frames.front(), options);
   parameters.wantsImage = false;
   parameters.iterations = 1;  // of an engine, which makes one
   parameters.frames = ReconstructOptions::allFrames;
@@ -132,6 +137,7 @@ void addRegister(CLI::App& application, Console& console, Action& chosen) {
       ->group("Output");
   command->add_flag("--force", options->replace, "Replace files that exist")->group("Output");
   addConsoleOptions(*command, console);
+  addKnownPattern(*command, *options);
   addMethodOptions(*command, *options);
   addHelpAll(*command);
   command->footer(

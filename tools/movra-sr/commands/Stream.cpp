@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "tools/movra-sr/commands/CameraFiles.h"
 #include "tools/movra-sr/commands/Commands.h"
 #include "tools/movra-sr/commands/Help.h"
 #include "tools/movra-sr/commands/Interrupt.h"
@@ -127,9 +128,10 @@ struct Series {
 };
 
 /// Reconstructs from the window and adds the result to the sink.
-void addResult(const Window& window, const ReconstructOptions& options, ResultSink& sink, Series& series,
-               Console& console) {
+void addResult(const Window& window, const ReconstructOptions& options, const std::vector<float>& pattern,
+               ResultSink& sink, Series& series, Console& console) {
   Parameters parameters = options.parameters;
+  parameters.pattern = pattern;
   parameters.referenceSlot = referenceFor(window, options);
   parameters.frames = ReconstructOptions::allFrames;  // of the window
   const Reconstruction result = reconstruct(window.frames, parameters);
@@ -222,6 +224,9 @@ class Stream {
   std::vector<std::string> inputs() const {
     std::vector<std::string> files = preparation.files();
     files.insert(files.end(), source.files().begin(), source.files().end());
+    if (!options.pattern.empty()) {
+      files.push_back(options.pattern);
+    }
     return files;
   }
 
@@ -250,13 +255,16 @@ class Stream {
       isKindTold = true;
     }
     preparation.mark(prepared);
+    if (usable == 1) {
+      pattern = knownPatternFor(prepared.front(), options);
+    }
     window.frames.push_back(std::move(prepared.front()));
     requireSameSize(window.frames);
     if (window.frames.size() > size) {
       window.frames.erase(window.frames.begin());
     }
     if (window.frames.size() == size) {
-      addResult(window, options, sink, series, console);
+      addResult(window, options, pattern, sink, series, console);
     }
   }
 
@@ -286,6 +294,7 @@ class Stream {
   std::size_t size;
   std::size_t usable = 0;
   bool isKindTold = false;
+  std::vector<float> pattern;  // known beforehand, or nothing
   Window window;
   Series series;
 };
@@ -317,6 +326,7 @@ void addStream(CLI::App& application, Console& console, Action& chosen) {
       ->group("Output");
   command->add_flag("--force", options->replace, "Replace files that exist")->group("Output");
   addConsoleOptions(*command, console);
+  addKnownPattern(*command, *options);
   addMethodOptions(*command, *options);
   addHelpAll(*command);
   command->footer(

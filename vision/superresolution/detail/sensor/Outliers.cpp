@@ -14,7 +14,8 @@ constexpr double candidateLimit = 6;     // times what is typical around the pix
 constexpr double candidateShare = 0.03;  // of all pixels, at most
 constexpr float steadyShare = 0.4f;      // of the median, that all frames but one have to show
 
-constexpr float sameDetail = 0.4f;  // of a pixel's detail, at the place where the scene has moved to
+constexpr float partOfDetail = 0.2f;  // that is left where a point falls between four pixels
+constexpr float sameDetail = 0.4f;    // of a pixel's detail, at the place where the scene has moved to
 
 /// Pixel less the median of its eight neighbours; 0 in the outermost pixels and where a pixel is not measured.
 float detailAt(const float* image, int width, int height, int x, int y) {
@@ -39,7 +40,7 @@ float detailAt(const float* image, int width, int height, int x, int y) {
 /// Whether frame k shows a detail of at least this size near the place; `itself` is looked at in no case.
 enum class Shown { no, yes, unknown };
 
-Shown showsNear(const FrameStack& frames, int k, double x, double y, float detail, int itselfX, int itselfY) {
+Shown showsNear(const FrameStack& frames, int k, double x, double y, float least, int itselfX, int itselfY) {
   if (!(x >= 1 && y >= 1 && x < frames.width - 2 && y < frames.height - 2)) {
     return Shown::unknown;
   }
@@ -50,7 +51,7 @@ Shown showsNear(const FrameStack& frames, int k, double x, double y, float detai
   for (int v = top; v <= top + 1; ++v) {
     for (int u = left; u <= left + 1; ++u) {
       const float other = detailAt(frames.frames[k], frames.width, frames.height, u, v);
-      if (detail > 0 ? other >= sameDetail * detail : other <= sameDetail * detail) {
+      if (least > 0 ? other >= least : other <= least) {
         return Shown::yes;
       }
     }
@@ -104,10 +105,35 @@ bool movesWithScene(const FrameStack& frames, const std::vector<AffineMotion>& m
       const AffineMotion::Shift here =
           motions[static_cast<std::size_t>(k)].shiftAt(x - there.x, y - there.y, frames.width, frames.height);
       const Shown found =
-          k == j ? Shown::unknown : showsNear(frames, k, x - there.x + here.x, y - there.y + here.y, detail, x, y);
+          k == j ? Shown::unknown
+                 : showsNear(frames, k, x - there.x + here.x, y - there.y + here.y, sameDetail * detail, x, y);
       shown += found == Shown::yes ? 1 : 0;
       missing += found == Shown::no ? 1 : 0;
     }
+  }
+  return shown > missing;
+}
+
+bool showsInOtherFrames(const FrameStack& frames, const std::vector<AffineMotion>& motions, int x, int y) {
+  std::size_t worst = 0;
+  float detail = 0;
+  for (int k = 0; k < frames.count; ++k) {
+    const float own = detailAt(frames.frames[k], frames.width, frames.height, x, y);
+    if (std::abs(own) > std::abs(detail)) {
+      detail = own;
+      worst = static_cast<std::size_t>(k);
+    }
+  }
+  const AffineMotion::Shift there = motions[worst].shiftAt(x, y, frames.width, frames.height);
+  int shown = 0, missing = 0;
+  for (int k = 0; k < frames.count && detail != 0; ++k) {
+    const AffineMotion::Shift here =
+        motions[static_cast<std::size_t>(k)].shiftAt(x - there.x, y - there.y, frames.width, frames.height);
+    const Shown found = k == static_cast<int>(worst) ? Shown::unknown
+                                                     : showsNear(frames, k, x - there.x + here.x, y - there.y + here.y,
+                                                                 partOfDetail * detail, x, y);
+    shown += found == Shown::yes ? 1 : 0;
+    missing += found == Shown::no ? 1 : 0;
   }
   return shown > missing;
 }

@@ -33,6 +33,9 @@ double deviationOf(std::vector<float> values);
 /// the scene's, not the sensor's. False where the frames do not move far enough to tell.
 bool movesWithScene(const FrameStack& frames, const std::vector<AffineMotion>& motions, int x, int y);
 
+/// The same for the frame in which the pixel's detail is largest: a small hot thing shows in each frame in another pixel.
+bool showsInOtherFrames(const FrameStack& frames, const std::vector<AffineMotion>& motions, int x, int y);
+
 /// Pixels that differ from the median of their neighbours in most frames; at most 3 % of all.
 std::vector<Outlier> spatialOutliers(const FrameStack& frames);
 
