@@ -159,8 +159,8 @@ void addMethodOptions(CLI::App& command, ReconstructOptions& options) {
   addChoice<Preset>(
       command, "--preset", {{"fast", Preset::fast}, {"standard", Preset::standard}, {"best", Preset::best}},
       [&](Preset preset) { options.preset = preset; },
-      "fast: three quarters of the time, coarser tiles; standard; best: the sharpest of clean frames, up to "
-      "twice the time",
+      "fast: where frames roll, about two thirds of the time; standard; best: about twice the time, the sharpest of "
+      "clean frames",
       "standard", choice);
   command.add_option("--threads", options.threads, "Threads; the image is the same for any number [all processors]")
       ->check(CLI::Range(1, 1024))
