@@ -39,7 +39,7 @@ struct Effort {
 };
 
 Effort effortOf(const LocalMotionOptions& options) {
-  Effort effort{9, 3, 0.002, 0.12, 12, 64};
+  Effort effort{9, 3, 0.002, 0.12, 8, 64};
   if (options.preset == LocalMotionPreset::fast) {
     effort = {6, 3, 0.002, 0.2, 16, 64};
   } else if (options.preset == LocalMotionPreset::best) {
