@@ -9,11 +9,16 @@ namespace movra::vision::detail {
 
 namespace {
 
+// Shares of the blocks that agree with a motion.
 constexpr double fullAgreement = 0.9;
 constexpr double littleAgreement = 0.6;
-constexpr double closer = 0.015;     // closeness that another motion must gain
-constexpr double muchCloser = 0.07;  // that two motions must gain over one
-constexpr double leastLayer = 0.08;  // share of the blocks that agree with the lesser of two motions
+constexpr double leastLayer = 0.08;  // with the lesser of two motions
+
+// What another motion must gain over one of all pixels, which is finer: in share or closeness.
+constexpr double moreBlocks = 0.03;
+constexpr double closer = 0.1;
+constexpr double muchCloser = 0.1;  // closeness that two motions must gain over one
+
 constexpr int separationRounds = 4;
 
 double knownBlocks(const std::vector<BlockShift>& blocks) {
@@ -37,7 +42,8 @@ FrameMotion FrameMotionSearch::find(const MotionFrame& frame, const AffineMotion
     // Most blocks may share another motion: that of the scene behind something near, or the one around the start.
     const auto tryBlocks = [&](const std::vector<BlockShift>& measured) {
       const SharedMotion shared = findConsensus(blocks, measured, width, height);
-      if (shared.agreement.closeness > agreement.closeness + closer) {
+      if (shared.agreement.share > agreement.share + moreBlocks ||
+          shared.agreement.closeness > agreement.closeness + closer) {
         agreement = shared.agreement;
         motion = shared.motion;
         shifts = measured;
