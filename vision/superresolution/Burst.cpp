@@ -11,21 +11,17 @@
 #include <type_traits>
 
 #include "movra/Exception.h"
+#include "vision/superresolution/detail/burst/BurstOptions.h"
 #include "vision/superresolution/detail/burst/GlobalBurst.h"
 #include "vision/superresolution/detail/burst/LocalBurst.h"
 #include "vision/superresolution/detail/burst/Progress.h"
+#include "vision/superresolution/detail/burst/VersionedStruct.h"
 
 namespace detail = movra::vision::detail;
 
 namespace {
 
-constexpr int smallestSide = 8;
-constexpr int smallestSideOfPhase = 11;
-constexpr int largestSide = 16384;
-constexpr std::size_t largestStruct = 4096;  // a larger size was never set
-
 // The structs as the first version knew them, without what was added since.
-constexpr std::size_t firstOptions = offsetof(movra_sr_options, keep_offset);
 constexpr std::size_t firstResult = offsetof(movra_sr_result, pattern);
 constexpr std::size_t firstField = sizeof(movra_sr_field);
 
@@ -75,69 +71,6 @@ movra_sr_status refuse(ErrorText& error, const char* reason) {
   return error.set(MOVRA_SR_INVALID_ARGUMENT, reason);
 }
 
-/// Copies a struct that begins with its size between versions of the library: what one side lacks is zero.
-template <class Struct>
-void copyKnownPart(void* to, std::size_t toSize, const Struct& from) {
-  std::memset(to, 0, toSize);
-  std::memcpy(to, &from, std::min(toSize, sizeof from));
-  std::memcpy(to, &toSize, sizeof toSize);
-}
-
-/// Whether the caller has set the size of a struct that is to be filled.
-bool isSize(std::size_t size, std::size_t firstVersion) {
-  return size >= firstVersion && size <= largestStruct;
-}
-
-/// A struct of ours out of the caller's, which another version may have made. Of a longer one the rest has to be zero.
-bool readOptions(const movra_sr_options& given, movra_sr_options& options) {
-  std::size_t size = 0;
-  std::memcpy(&size, &given, sizeof size);
-  if (!isSize(size, firstOptions)) {
-    return false;
-  }
-  const auto* bytes = reinterpret_cast<const unsigned char*>(&given);
-  std::memcpy(&options, bytes, std::min(size, sizeof options));
-  options.size = sizeof options;
-  return std::all_of(bytes + std::min(size, sizeof options), bytes + size,
-                     [](unsigned char byte) { return byte == 0; });
-}
-
-bool within(double value, double low, double high) {
-  return value >= low && value <= high;  // false for NaN
-}
-
-/// What is wrong with the options, or null.
-const char* faultOf(const movra_sr_options& options) {
-  const bool local = options.motion == MOVRA_SR_MOTION_LOCAL;
-  const bool countsFit = local || (options.lowest_valid >= -32768 && options.highest_valid <= 32767);
-  const struct {
-    bool good;
-    const char* text;
-  } rules[] = {
-      {local || options.motion == MOVRA_SR_MOTION_GLOBAL, "motion is no motion model of this version"},
-      {within(options.preset, MOVRA_SR_PRESET_STANDARD, MOVRA_SR_PRESET_BEST), "preset is none of this version"},
-      {within(options.registration, MOVRA_SR_REGISTRATION_CORNERS, MOVRA_SR_REGISTRATION_PHASE),
-       "registration is none of this version"},
-      {options.capacity >= 0, "capacity is negative"},
-      {options.reference >= MOVRA_SR_BEST_REFERENCE && (options.capacity == 0 || options.reference < options.capacity),
-       "reference is no frame number below capacity"},
-      {options.lowest_valid < options.highest_valid, "lowest_valid is not below highest_valid"},
-      {countsFit, "the valid range of the global motion lies within -32768 to 32767"},
-      {within(options.psf_sigma, local ? 0.3 : 0.01, 2), "psf_sigma is not 0.3 to 2, or with global motion 0.01 to 2"},
-      {options.weight_tv == 0 || within(options.weight_tv, 1, 10000), "weight_tv is neither 0 nor 1 to 10000"},
-      {within(options.iterations, 0, 1000), "iterations is not 0 to 1000"},
-      {options.relative_residue == 0 || within(options.relative_residue, 1e-5, 1),
-       "relative_residue is neither 0 nor 1e-5 to 1"},
-      {options.frames >= MOVRA_SR_ALL_FRAMES, "frames is neither a number of frames, 0 nor MOVRA_SR_ALL_FRAMES"},
-  };
-  for (const auto& rule : rules) {
-    if (!rule.good) {
-      return rule.text;
-    }
-  }
-  return nullptr;
-}
-
 /// The distance of rows in elements that a caller means; 0 if it is too small.
 std::size_t strideOf(std::size_t given, int columns) {
   const auto least = static_cast<std::size_t>(columns);
@@ -178,14 +111,14 @@ movra_sr_status addFrame(movra_sr_burst& burst, const float* frame, std::size_t 
 
 /// @param image null: registration alone
 movra_sr_status reconstruct(movra_sr_burst& burst, float* image, std::size_t stride, movra_sr_result* result) {
-  if (result != nullptr && !isSize(result->size, firstResult)) {
+  if (result != nullptr && !detail::isSize(result->size, firstResult)) {
     return refuse(burst.error, "the result's size is not set");
   }
   burst.outcome.reset();
   detail::BurstOutcome outcome;
   outcome.result.frames = burst.input.count();
   if (result != nullptr) {
-    copyKnownPart(result, result->size, outcome.result);  // stays when an exception ends the call
+    detail::copyKnownPart(result, result->size, outcome.result);  // stays when an exception ends the call
   }
   if (burst.input.frames.empty()) {
     outcome.fail(MOVRA_SR_NO_FRAMES, "no frame has been added");
@@ -198,7 +131,7 @@ movra_sr_status reconstruct(movra_sr_burst& burst, float* image, std::size_t str
     outcome = method(burst.input, burst.options, image != nullptr);
   }
   if (result != nullptr) {
-    copyKnownPart(result, result->size, outcome.result);
+    detail::copyKnownPart(result, result->size, outcome.result);
   }
   if (outcome.result.status < 0) {
     return burst.error.set(outcome.result.status, outcome.particulars.c_str());
@@ -286,13 +219,7 @@ void movra_sr_default_options(movra_sr_options* options, size_t size) {
   if (options == nullptr || size < sizeof options->size) {
     return;
   }
-  movra_sr_options defaults{};
-  defaults.motion = MOVRA_SR_MOTION_LOCAL;
-  defaults.reference = MOVRA_SR_BEST_REFERENCE;
-  defaults.lowest_valid = -274;
-  defaults.highest_valid = 5000;
-  defaults.psf_sigma = 0.683;
-  copyKnownPart(options, size, defaults);
+  detail::copyKnownPart(options, size, detail::defaultOptions());
 }
 
 movra_sr_status movra_sr_create(int width, int height, const movra_sr_options* options, movra_sr_burst** burst,
@@ -303,18 +230,11 @@ movra_sr_status movra_sr_create(int width, int height, const movra_sr_options* o
       return refuse(text, "the pointer that receives the handle is null");
     }
     *burst = nullptr;
-    movra_sr_options own;
-    movra_sr_default_options(&own, sizeof own);
-    if (options != nullptr && !readOptions(*options, own)) {
+    movra_sr_options own = detail::defaultOptions();
+    if (options != nullptr && !detail::readOptions(*options, own)) {
       return refuse(text, "the options are of another version; set them with movra_sr_default_options first");
     }
-    if (!within(width, smallestSide, largestSide) || !within(height, smallestSide, largestSide)) {
-      return refuse(text, "width and height are 8 to 16384 pixels each");
-    }
-    if (own.registration == MOVRA_SR_REGISTRATION_PHASE && std::min(width, height) < smallestSideOfPhase) {
-      return refuse(text, "phase correlation needs frames of 11 pixels a side or more");
-    }
-    if (const char* fault = faultOf(own)) {
+    if (const char* fault = detail::faultOf(own, width, height)) {
       return refuse(text, fault);
     }
     *burst = new movra_sr_burst{own, {width, height, {}, {}, {}}, std::nullopt, {}};
@@ -417,7 +337,7 @@ movra_sr_status movra_sr_reconstruct(movra_sr_burst* burst, float* image, size_t
     }
     return reconstruct(*burst, image, stride, result);
   });
-  if (result != nullptr && isSize(result->size, firstResult)) {
+  if (result != nullptr && detail::isSize(result->size, firstResult)) {
     result->status = status;
   }
   return status;
@@ -428,7 +348,7 @@ movra_sr_status movra_sr_register(movra_sr_burst* burst, movra_sr_result* result
     return MOVRA_SR_INVALID_ARGUMENT;
   }
   const movra_sr_status status = guarded(burst->error, [&] { return reconstruct(*burst, nullptr, 0, result); });
-  if (result != nullptr && isSize(result->size, firstResult)) {
+  if (result != nullptr && detail::isSize(result->size, firstResult)) {
     result->status = status;
   }
   return status;
@@ -445,12 +365,12 @@ movra_sr_status movra_sr_shift(const movra_sr_burst* burst, int frame, double* x
 }
 
 movra_sr_status movra_sr_shift_field(const movra_sr_burst* burst, int frame, movra_sr_field* grid, float* shifts) {
-  if (grid == nullptr || !isSize(grid->size, firstField)) {
+  if (grid == nullptr || !detail::isSize(grid->size, firstField)) {
     return MOVRA_SR_INVALID_ARGUMENT;
   }
   const movra_sr_status status = findFrame(burst, frame);
   if (status == MOVRA_SR_SUCCESS) {
-    copyKnownPart(grid, grid->size, burst->outcome->field);
+    detail::copyKnownPart(grid, grid->size, burst->outcome->field);
     if (shifts != nullptr) {
       for (const cv::Point2f& shift : burst->outcome->shifts[static_cast<std::size_t>(frame)]) {
         *shifts++ = shift.x;

@@ -15,7 +15,8 @@
 
 namespace movra::vision::detail {
 
-/// The frames of a burst on their way from the sensor to the solver.
+/// Does the work of LocalMotionSuperResolution: holds the frames and runs the steps of docs/method.md, "Local
+/// motion", in the order of the declarations below.
 class LocalMotionBurst {
  public:
   LocalMotionBurst(int width, int height) : width(width), height(height) {}
@@ -62,8 +63,6 @@ class LocalMotionBurst {
     MotionFrame forMotion() const { return {pyramid.get(), usable.empty() ? nullptr : usable.data()}; }
   };
 
-  int viewCount() const;
-
   // Which frames take part (LocalMotionSelection.cpp).
   struct Choice {
     int reference;
@@ -74,42 +73,50 @@ class LocalMotionBurst {
   Choice choose(const LocalMotionOptions& options) const;
   void survey(const LocalMotionOptions& options, Choice& choice) const;
   double noiseShareOf(const LocalMotionOptions& options, int base, const std::vector<FrameQuality>& qualities) const;
-  void tellAll(const Choice& choice, LocalMotionResult& result) const;
   void leaveOutBadFrames(const LocalMotionOptions& options);
+  void tellAll(const Choice& choice, LocalMotionResult& result) const;
 
+  // The steps in their order, and the values of the frames (LocalMotionBurst.cpp).
   LocalMotionResult reconstructTaken(const LocalMotionOptions& options, bool registrationOnly);
-  int count() const { return static_cast<int>(frames.size()); }
   bool prepare(const LocalMotionOptions& options, LocalMotionResult& result, const JobRunner& run);
   void fill(Frame& frame) const;
-  void blur(const JobRunner& run);
   void takeOutLevel(Frame& frame, const Frame& reference);
+  void blur(const JobRunner& run);
+
+  // How they lie against the reference, and where they can be trusted (LocalMotionRegistration.cpp).
+  void findMotion(const LocalMotionOptions& options, const JobRunner& run, bool search);
+  double steepestMotion() const;
+  void markTrusted(const LocalMotionOptions& options, const JobRunner& run);
 
   // What is wrong with the sensor (LocalMotionSensor.cpp).
   void findCandidates(const LocalMotionOptions& options);
-  bool isVideo() const;
-  void adoptFindings();
-  void reportFindings(LocalMotionResult& result) const;
   bool takeOutPlanes(const JobRunner& run);
-  Faults findFaults(const LocalMotionOptions& options, const JobRunner& run, LocalMotionResult& result);
   void leaveCandidatesToScene();
+  Faults findFaults(const LocalMotionOptions& options, const JobRunner& run, LocalMotionResult& result);
   bool fitWhereNeeded(TiledReconstruction& tiles, const SolverBurst& burst, const LocalMotionOptions& options,
                       const JobRunner& run, const std::vector<AffineMotion>& motions,
                       std::vector<std::vector<float>>& residuals, PatternAverage& nothing);
   void fillWithPrediction(Frame& frame, const std::vector<float>& residual, bool showsPyramid) const;
   void changePixel(Frame& frame, std::size_t pixel, float value) const;
-  std::vector<std::size_t> alignedFrames() const;
+  void adoptFindings();
+  void reportFindings(LocalMotionResult& result) const;
+  bool isVideo() const;
 
-  void findMotion(const LocalMotionOptions& options, const JobRunner& run, bool search);
-  void markTrusted(const LocalMotionOptions& options, const JobRunner& run);
-  void trustOverlap();
+  // What the solver gets (LocalMotionSolve.cpp).
+  int viewCount() const;
   SolverBurst solverBurst(const LocalMotionOptions& options) const;
   void measureResiduals(std::vector<std::vector<float>>& residuals);
   NoiseReport measureNoise(std::vector<std::vector<float>>& residuals) const;
   double deviationOfMeans(const std::vector<std::vector<float>>& residuals) const;
-  void countCoverage(LocalMotionResult& result) const;
+
+  // What the caller is told (LocalMotionReport.cpp).
   void report(LocalMotionResult& result) const;
+  std::size_t countCoverage(const Frame& frame, const MotionField& motion, const std::vector<char>& trusted,
+                            cv::Mat_<unsigned short>& coverage) const;
   void judge(LocalMotionResult& result) const;
-  double steepestMotion() const;
+
+  int count() const { return static_cast<int>(frames.size()); }
+  std::vector<std::size_t> alignedFrames() const;
 
   int width;
   int height;
