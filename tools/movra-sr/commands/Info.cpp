@@ -25,7 +25,7 @@ ExitCode tellAll(Console& console) {
   for (const auto& [key, value] : facts) {
     std::string words = key;
     std::replace(words.begin(), words.end(), '_', ' ');
-    console.say(words + ": " + value);
+    console.say(std::string(words).append(": ").append(value));
     console.document[key] = value;
   }
   listCameras(console);

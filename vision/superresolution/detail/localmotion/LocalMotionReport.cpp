@@ -66,7 +66,8 @@ void LocalMotionBurst::report(LocalMotionResult& result) const {
     told.coverage = 0;
     std::vector<cv::Point2f> shifts;
     for (int i = 0; i < columns * rows; ++i) {
-      const auto s = frame.field.shiftAt(field.stepX * (i % columns), field.stepY * (i / columns));
+      const int column = i % columns, row = i / columns;
+      const auto s = frame.field.shiftAt(field.stepX * column, field.stepY * row);
       shifts.emplace_back(static_cast<float>(s.x), static_cast<float>(s.y));
     }
     field.shifts.push_back(std::move(shifts));
